@@ -1,0 +1,86 @@
+#include "utils/utils_pool.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// Width of the slot's index before the item.
+constexpr size_t INDEX_BYTES = sizeof(uint32_t);
+
+size_t slot_bytes(const utils_pool_t *pool) {
+    return static_cast<size_t>(pool->item_size) + INDEX_BYTES;
+}
+
+// Stores the size of the whole block, at least a byte so that an empty one is still an allocation.
+// False where no object can be that large, which a product must not hide by wrapping around.
+bool block_bytes(const utils_pool_t *pool, size_t *bytes) {
+    if (__builtin_mul_overflow(static_cast<size_t>(pool->num_items), slot_bytes(pool), bytes) ||
+        *bytes > static_cast<size_t>(PTRDIFF_MAX)) {
+        return false;
+    }
+    *bytes = *bytes > 0 ? *bytes : 1;
+    return true;
+}
+
+}  // namespace
+
+int utils_pool_create(utils_pool_t **place, uint32_t num_items, uint32_t item_size) {
+    if (place == nullptr || *place != nullptr) {
+        return 0;
+    }
+    auto *pool = static_cast<utils_pool_t *>(std::calloc(1, sizeof(utils_pool_t)));
+    if (pool == nullptr) {
+        return 0;
+    }
+    pool->num_items = num_items;
+    pool->item_size = item_size;
+    size_t bytes = 0;
+    if (!block_bytes(pool, &bytes) || utils_allocator_create(&pool->allocator, num_items, 0) == 0) {
+        std::free(pool);
+        return 0;
+    }
+    *place = pool;
+    pool->items = static_cast<uint8_t *>(std::malloc(bytes));
+    return pool->items != nullptr ? 1 : 0;
+}
+
+void *utils_pool_alloc(utils_pool_t *pool, uint32_t size) {
+    if (pool == nullptr || pool->items == nullptr || size > pool->item_size) {
+        return nullptr;
+    }
+    uint32_t index = 0;
+    if (utils_allocator_allocIndex(pool->allocator, &index) == 0) {
+        return nullptr;
+    }
+    uint8_t *slot = pool->items + index * slot_bytes(pool);
+    std::memcpy(slot, &index, INDEX_BYTES);
+    return slot + INDEX_BYTES;
+}
+
+int utils_pool_free(utils_pool_t *pool, void *item) {
+    if (pool == nullptr || item == nullptr) {
+        return 0;
+    }
+    uint32_t index = 0;
+    std::memcpy(&index, static_cast<uint8_t *>(item) - INDEX_BYTES, INDEX_BYTES);
+    if (index >= pool->num_items) {
+        return 0;
+    }
+    return utils_allocator_freeIndex(pool->allocator, index);
+}
+
+int utils_pool_delete(utils_pool_t **place) {
+    if (place == nullptr || *place == nullptr) {
+        return 0;
+    }
+    utils_pool_t *pool = *place;
+    std::free(pool->items);
+    pool->items = nullptr;
+    if (utils_allocator_delete(&pool->allocator) == 0) {
+        return 0;
+    }
+    std::free(pool);
+    *place = nullptr;
+    return 1;
+}
