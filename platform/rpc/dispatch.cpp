@@ -1,0 +1,141 @@
+#include "platform/rpc/dispatch.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "platform/rpc/rpc_log.h"
+
+namespace zv_rpc_lib {
+
+namespace {
+
+std::unique_ptr<uint64_t[]> make_buffer(uint32_t bytes) {
+    return std::unique_ptr<uint64_t[]>(new (std::nothrow) uint64_t[(bytes + 7) / 8]());
+}
+
+bool is_complete(const zv_rpc_command_t &command) {
+    return command.handler != nullptr &&
+           memchr(command.name, '\0', sizeof(command.name)) != nullptr;
+}
+
+bool has_path_field(const Header &request) {
+    return request.command == kPathCommand && request.body_len >= kPathAddressEnd;
+}
+
+}  // namespace
+
+bool Dispatcher::open(uint32_t max_message) {
+    packet_ = make_buffer(max_message);
+    reply_ = make_buffer(max_message);
+    max_message_ = max_message;
+    return packet_ != nullptr && reply_ != nullptr;
+}
+
+bool Dispatcher::set_table(const zv_rpc_command_t *table, uint32_t count) {
+    if (table == nullptr || count == 0 || !std::all_of(table, table + count, is_complete)) {
+        return false;
+    }
+    std::unique_ptr<Command[]> commands(new (std::nothrow) Command[count]);
+    if (commands == nullptr) {
+        return false;
+    }
+    std::transform(table, table + count, commands.get(), [](const zv_rpc_command_t &command) {
+        return Command{command.command_id, command.handler};
+    });
+    auto end = commands.get() + count;
+    std::sort(commands.get(), end, [](const Command &a, const Command &b) { return a.id < b.id; });
+    auto same_id = [](const Command &a, const Command &b) { return a.id == b.id; };
+    if (std::adjacent_find(commands.get(), end, same_id) != end) {
+        return false;
+    }
+    commands_ = std::move(commands);
+    command_num_ = count;
+    return true;
+}
+
+void Dispatcher::close() {
+    packet_.reset();
+    reply_.reset();
+    commands_.reset();
+    command_num_ = 0;
+}
+
+const Dispatcher::Command *Dispatcher::find(uint32_t id) const {
+    const Command *end = commands_.get() + command_num_;
+    const Command *found = std::lower_bound(
+        static_cast<const Command *>(commands_.get()), end, id,
+        [](const Command &command, uint32_t wanted) { return command.id < wanted; });
+    return found != end && found->id == id ? found : nullptr;
+}
+
+uint32_t Dispatcher::answer(size_t packet_len, bool shutting_down) {
+    Header request;
+    Transport transport = check_request(packet(), packet_len, max_message_, &request);
+    Header reply = make_reply(request);
+    const Command *command = nullptr;
+    if (transport == kDelivered && shutting_down) {
+        transport = kShuttingDown;
+    }
+    if (transport == kDelivered) {
+        command = find(request.command);
+        transport = command == nullptr ? kUnknownCommand : kDelivered;
+    }
+    if (transport == kDelivered) {
+        run(*command, request, &reply);
+    }
+    reply.transport = transport;
+    memcpy(reply_.get(), &reply, sizeof(reply));
+    return kHeaderLen + reply.body_len;
+}
+
+void Dispatcher::run(const Command &command, const Header &request, Header *reply) {
+    uint8_t *body = request.body_len == 0 ? nullptr : packet() + kHeaderLen;
+    uint8_t *reply_body = nullptr;
+    uint32_t reply_len = 0;
+    set_path(request, body);
+    reply->status = command.handler(body, request.body_len, &reply_body, &reply_len);
+    erase_path(request, body);
+    if (reply->status == 0 && reply_len > 0) {
+        copy_reply(command, reply_body, reply_len, reply);
+    }
+}
+
+void Dispatcher::copy_reply(const Command &command, const uint8_t *from, uint32_t len,
+                            Header *reply) {
+    if (from == nullptr || len > max_message_ - kHeaderLen) {
+        log_line(kWarning, "The reply of command %u is left out: %u bytes %s.\n", command.id, len,
+                 from == nullptr ? "at a null address" : "do not fit a message");
+        return;
+    }
+    auto *to = reinterpret_cast<uint8_t *>(reply_.get()) + kHeaderLen;
+    memcpy(to, from, len);
+    reply->body_len = len;
+    // A handler may answer with a copy of the record that it made while the address stood in it.
+    uint64_t address = reinterpret_cast<uintptr_t>(path_);
+    if (command.id == kPathCommand && len >= kPathAddressEnd &&
+        memcmp(to + kPathAddressOffset, &address, sizeof(address)) == 0) {
+        memset(to + kPathAddressOffset, 0, sizeof(address));
+    }
+}
+
+void Dispatcher::set_path(const Header &request, uint8_t *body) {
+    if (!has_path_field(request)) {
+        return;
+    }
+    uint64_t address = 0;
+    if (request.attachment_len > 0) {
+        // Apart from the body, which the handler may write to.
+        memcpy(path_, body + request.body_len, request.attachment_len);
+        address = reinterpret_cast<uintptr_t>(path_);
+    }
+    memcpy(body + kPathAddressOffset, &address, sizeof(address));
+}
+
+void Dispatcher::erase_path(const Header &request, uint8_t *body) {
+    if (has_path_field(request)) {
+        memset(body + kPathAddressOffset, 0, kPathAddressEnd - kPathAddressOffset);
+    }
+}
+
+}  // namespace zv_rpc_lib

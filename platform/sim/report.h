@@ -1,0 +1,17 @@
+// Complaints about the environment, for the operator.
+#ifndef PLATFORM_SIM_REPORT_H
+#define PLATFORM_SIM_REPORT_H
+
+#include <string>
+
+#include "platform/sim/export.h"
+
+namespace zv_sim {
+
+// Writes "zv_sim: TEXT" and a newline to standard error in one piece. Used instead of the log
+// library, which may not be up yet and is itself among the users of this one.
+ZV_SIM_EXPORT void report(const std::string &text);
+
+}  // namespace zv_sim
+
+#endif

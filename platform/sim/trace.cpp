@@ -1,0 +1,67 @@
+#include "platform/sim/trace.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "platform/sim/report.h"
+
+namespace zv_sim {
+namespace {
+
+int open_file() {
+    const char *path = std::getenv("ZV_SIM_TRACE");
+    if (path == nullptr || *path == '\0') {
+        return -1;
+    }
+    const int file = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640);
+    if (file < 0) {
+        report(std::string("ZV_SIM_TRACE: ") + path + ": " + std::strerror(errno) +
+               "; calls are not traced");
+    }
+    return file;
+}
+
+int trace_file() {
+    static const int file = open_file();
+    return file;
+}
+
+std::mutex g_mutex;
+uint64_t g_line_num = 0;  // lines written so far; under the mutex
+
+}  // namespace
+
+bool trace_enabled() noexcept {
+    try {
+        return trace_file() >= 0;
+    } catch (...) {
+        return false;
+    }
+}
+
+void trace_append(const char *name, const nlohmann::ordered_json &args, uint32_t status,
+                  const nlohmann::ordered_json &out) noexcept {
+    try {
+        nlohmann::ordered_json line = {
+            {"seq", 0}, {"call", name}, {"args", args}, {"status", status}, {"out", out}};
+        // Number and write belong together: whoever reads the file expects ascending numbers.
+        const std::lock_guard lock(g_mutex);
+        line["seq"] = g_line_num + 1;
+        const std::string text =
+            line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+        g_line_num++;
+        [[maybe_unused]] const ssize_t written =
+            write(trace_file(), text.data(), text.size());
+    } catch (...) {
+        // Out of memory: this line is lost, the call it is about is not.
+    }
+}
+
+}  // namespace zv_sim

@@ -1,0 +1,106 @@
+#include "platform/switch/rule_store.h"
+
+namespace zv_switch {
+
+RuleStore::Page *RuleStore::page_of(uint32_t offset) const {
+    const size_t index = offset / kPageRules;
+    return index < pages_.size() ? pages_[index].get() : nullptr;
+}
+
+void RuleStore::reserve(uint32_t offset) {
+    const size_t index = offset / kPageRules;
+    if (index >= pages_.size()) {
+        pages_.resize(index + 1);
+    }
+    if (pages_[index] == nullptr) {
+        pages_[index].reset(new Page);
+    }
+}
+
+void RuleStore::put(const zv_acl_rule_t &rule) {
+    Page *page = page_of(rule.offset);
+    page->rules[rule.offset % kPageRules] = rule;
+    page->occupied |= bit(rule.offset);
+    page->active &= ~bit(rule.offset);
+}
+
+void RuleStore::erase(uint32_t offset) {
+    Page *page = page_of(offset);
+    if (page != nullptr) {
+        page->occupied &= ~bit(offset);
+        page->active &= ~bit(offset);
+    }
+}
+
+const zv_acl_rule_t *RuleStore::find(uint32_t offset) const {
+    const Page *page = page_of(offset);
+    if (page == nullptr || (page->occupied & bit(offset)) == 0) {
+        return nullptr;
+    }
+    return &page->rules[offset % kPageRules];
+}
+
+bool RuleStore::is_active(uint32_t offset) const {
+    const Page *page = page_of(offset);
+    return page != nullptr && (page->active & bit(offset)) != 0;
+}
+
+void RuleStore::set_active(uint32_t offset, bool active) {
+    Page *page = page_of(offset);
+    if (page == nullptr || (page->occupied & bit(offset)) == 0) {
+        return;
+    }
+    page->active = active ? page->active | bit(offset) : page->active & ~bit(offset);
+}
+
+void RuleStore::move_one(uint32_t from, uint32_t to) {
+    const zv_acl_rule_t *source = find(from);
+    if (source == nullptr) {
+        erase(to);
+        return;
+    }
+    zv_acl_rule_t moved = *source;
+    moved.offset = to;
+    const bool active = is_active(from);
+    put(moved);
+    set_active(to, active);
+    erase(from);
+}
+
+void RuleStore::move_block(uint32_t start, uint32_t size, uint32_t new_start) {
+    if (start == new_start) {
+        return;
+    }
+    for (uint32_t i = 0; i < size; i++) {
+        if (find(start + i) != nullptr) {
+            reserve(new_start + i);
+        }
+    }
+    // From the end that lies towards the destination, so that each rule is read before another one
+    // takes its place. What has moved on is emptied at once: it is either vacated or filled later.
+    for (uint32_t i = 0; i < size; i++) {
+        const uint32_t step = new_start < start ? i : size - 1 - i;
+        move_one(start + step, new_start + step);
+    }
+}
+
+uint64_t RuleStore::end() const {
+    for (size_t i = pages_.size(); i > 0; i--) {
+        const auto &page = pages_[i - 1];
+        if (page != nullptr && page->occupied != 0) {
+            return i * kPageRules - static_cast<uint64_t>(std::countl_zero(page->occupied));
+        }
+    }
+    return 0;
+}
+
+std::vector<StoredRule> RuleStore::copy() const {
+    std::vector<StoredRule> rules;
+    find_first([&](const zv_acl_rule_t &rule) {
+        rules.push_back({rule, is_active(rule.offset)});
+        return false;
+    });
+    return rules;
+}
+
+}  // namespace zv_switch

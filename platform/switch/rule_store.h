@@ -1,0 +1,88 @@
+// The rules of one region, by offset.
+//
+// Writing rules is the switch's most frequent work and must cost little more than copying them, so a
+// rule lies as it came in a page of 64, which bit sets describe, and pages are made when their first
+// rule comes: there is no allocation for a rule, and a large empty region costs nothing.
+//
+// Offsets are not checked against the region's size here; that is the region's business. One thread
+// at a time.
+#ifndef PLATFORM_SWITCH_RULE_STORE_H
+#define PLATFORM_SWITCH_RULE_STORE_H
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "zv_api.h"
+
+namespace zv_switch {
+
+struct StoredRule {
+    zv_acl_rule_t rule;
+    bool active;
+};
+
+class RuleStore {
+ public:
+    // Makes sure that put(offset) needs no memory; the only function here that throws bad_alloc.
+    void reserve(uint32_t offset);
+
+    // Writes a rule at its offset, which was reserved, with activity 0.
+    void put(const zv_acl_rule_t &rule);
+
+    // Empties an offset.
+    void erase(uint32_t offset);
+
+    // The rule at an offset, null when it is empty. Good until the next change.
+    const zv_acl_rule_t *find(uint32_t offset) const;
+
+    // Whether the rule at an offset matched a packet; false when it is empty.
+    bool is_active(uint32_t offset) const;
+    void set_active(uint32_t offset, bool active);
+
+    // Moves a block as an overlapping memory move and leaves the vacated offsets empty. Throws
+    // bad_alloc before anything has changed.
+    void move_block(uint32_t start, uint32_t size, uint32_t new_start);
+
+    // One more than the highest offset that holds a rule; 0 when there is none.
+    uint64_t end() const;
+
+    // All rules by ascending offset.
+    std::vector<StoredRule> copy() const;
+
+    // Calls visit(rule) by ascending offset until it returns true; whether it did.
+    template <class F>
+    bool find_first(F &&visit) const {
+        for (const auto &page : pages_) {
+            uint64_t left = page == nullptr ? 0 : page->occupied;
+            for (; left != 0; left &= left - 1) {
+                if (visit(page->rules[static_cast<size_t>(std::countr_zero(left))])) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+
+ private:
+    static constexpr uint32_t kPageRules = 64;
+
+    // Default-initialised: the rules themselves are meaningful only where their bit is set.
+    struct Page {
+        uint64_t occupied = 0;
+        uint64_t active = 0;
+        std::array<zv_acl_rule_t, kPageRules> rules;
+    };
+
+    static uint64_t bit(uint32_t offset) { return uint64_t{1} << (offset % kPageRules); }
+    Page *page_of(uint32_t offset) const;
+    void move_one(uint32_t from, uint32_t to);
+
+    std::vector<std::unique_ptr<Page>> pages_;
+};
+
+}  // namespace zv_switch
+
+#endif
