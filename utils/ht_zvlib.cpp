@@ -16,50 +16,62 @@ constexpr uint32_t ITERATOR_BYTES = 24;
 static_assert(sizeof(ht_iterator_zvlib_t) <= ITERATOR_BYTES);
 
 inline uint32_t integer_hash(const ht_zvlib_t *table, const void *key) {
-    if (table->key_size < 2 || table->key_size > 4) {
-        return 0;
-    }
     const auto *bytes = static_cast<const uint8_t *>(key);
-    uint32_t number = bytes[0] | static_cast<uint32_t>(bytes[1]) << 8;
-    if (table->key_size > 2) {
-        number |= static_cast<uint32_t>(bytes[2]) << 16;
+    uint32_t number = 0;
+    switch (table->key_size) {
+        case 4:
+            number = static_cast<uint32_t>(bytes[3]) << 24;
+            [[fallthrough]];
+        case 3:
+            number |= static_cast<uint32_t>(bytes[2]) << 16;
+            [[fallthrough]];
+        case 2:
+            number |= static_cast<uint32_t>(bytes[1]) << 8 | bytes[0];
+            return number % table->num_buckets;
+        default:
+            return 0;
     }
-    if (table->key_size > 3) {
-        number |= static_cast<uint32_t>(bytes[3]) << 24;
-    }
-    return number % table->num_buckets;
 }
 
 inline uint32_t string_hash(const ht_zvlib_t *table, const void *key) {
     const auto *bytes = static_cast<const int8_t *>(key);
+    const auto *end = bytes + table->key_size;
     uint32_t h = 0;
-    for (uint32_t i = 0; i < table->key_size && bytes[i] != 0; i++) {
-        // The sign of a byte spreads over all of h, as it always has: buckets depend on it.
-        h = (h * 33) ^ static_cast<uint32_t>(static_cast<int32_t>(bytes[i]));
+    for (; bytes != end && *bytes != 0; bytes++) {
+        // Kept: the sign of a byte spreads over all of h; the order of walks depends on it.
+        h = (h * 33) ^ static_cast<uint32_t>(static_cast<int32_t>(*bytes));
     }
     return h % table->num_buckets;
-}
-
-// Buckets that can be walked: none in a table whose arrays could not be allocated.
-uint32_t walkable_buckets(const ht_zvlib_t *table) {
-    const bool built = table->bucket_heads != nullptr && table->bucket_counts != nullptr;
-    return built ? table->num_buckets : 0;
 }
 
 // Stores the key's bucket. False where there is none: a table without buckets or without a hash
 // function, or a function that points past the last bucket.
 inline bool bucket_of(const ht_zvlib_t *table, const void *key, uint32_t *bucket) {
-    if (walkable_buckets(table) == 0 || table->hash == nullptr) {
+    if (table->num_buckets == 0 || table->hash == nullptr) {
         return false;
     }
     if (table->hash == string_hash) {
         *bucket = string_hash(table, key);
-    } else if (table->hash == integer_hash) {
-        *bucket = integer_hash(table, key);
-    } else {
-        *bucket = table->hash(table, key);
+        return true;
     }
+    if (table->hash == integer_hash) {
+        *bucket = integer_hash(table, key);
+        return true;
+    }
+    *bucket = table->hash(table, key);
     return *bucket < table->num_buckets;
+}
+
+// One comparison of all bytes; where the size is that of a number, without a call.
+inline bool equal_keys(const void *a, const void *b, uint32_t key_size) {
+    switch (key_size) {
+        case 4:
+            return std::memcmp(a, b, 4) == 0;
+        case 8:
+            return std::memcmp(a, b, 8) == 0;
+        default:
+            return std::memcmp(a, b, key_size) == 0;
+    }
 }
 
 inline uint8_t *key_of(const ht_zvlib_t *table, ht_entry_zvlib_t *entry) {
@@ -76,7 +88,7 @@ inline ht_entry_zvlib_t *find(const ht_zvlib_t *table, uint32_t bucket, const vo
                               ht_entry_zvlib_t **before) {
     *before = nullptr;
     for (auto *entry = table->bucket_heads[bucket]; entry != nullptr; entry = entry->next) {
-        if (std::memcmp(key_of(table, entry), key, table->key_size) == 0) {
+        if (equal_keys(key_of(table, entry), key, table->key_size)) {
             return entry;
         }
         *before = entry;
@@ -101,11 +113,11 @@ int build(ht_zvlib_t *table, uint32_t hash_kind) {
     const size_t length = std::max<size_t>(table->num_buckets, 1);
     table->bucket_heads =
         static_cast<ht_entry_zvlib_t **>(std::calloc(length, sizeof(ht_entry_zvlib_t *)));
-    if (table->bucket_heads == nullptr) {
-        return 1;
+    if (table->bucket_heads != nullptr) {
+        table->bucket_counts = static_cast<uint32_t *>(std::calloc(length, sizeof(uint32_t)));
     }
-    table->bucket_counts = static_cast<uint32_t *>(std::calloc(length, sizeof(uint32_t)));
     if (table->bucket_counts == nullptr) {
+        table->num_buckets = 0;  // so that nobody looks for one
         return 1;
     }
     table->hash = hash_of_kind(hash_kind);
@@ -114,7 +126,7 @@ int build(ht_zvlib_t *table, uint32_t hash_kind) {
 
 // The first bucket from `bucket` on that is not empty; the number of buckets when there is none.
 uint32_t next_occupied(const ht_zvlib_t *table, uint32_t bucket) {
-    const uint32_t end = walkable_buckets(table);
+    const uint32_t end = table->num_buckets;
     while (bucket < end && table->bucket_counts[bucket] == 0) {
         bucket++;
     }
@@ -134,7 +146,7 @@ void deliver(ht_iterator_zvlib_t *iterator, ht_entry_zvlib_t *entry, void **key,
 void deliver_from_bucket(ht_iterator_zvlib_t *iterator, uint32_t bucket, void **key, void **value,
                          uint32_t *found) {
     const uint32_t occupied = next_occupied(iterator->table, bucket);
-    if (occupied >= walkable_buckets(iterator->table)) {
+    if (occupied >= iterator->table->num_buckets) {
         return;
     }
     iterator->bucket = occupied;
@@ -180,7 +192,7 @@ int ht_set_hash_zvlib(ht_zvlib_t *table, ht_hash_zvlib_t function) {
     if (table == nullptr) {
         return 1;
     }
-    if (next_occupied(table, 0) < walkable_buckets(table)) {
+    if (next_occupied(table, 0) < table->num_buckets) {
         return 1;
     }
     table->hash = function;
@@ -259,7 +271,7 @@ int ht_for_each_zvlib(ht_zvlib_t *table, ht_callback_zvlib_t callback, void *con
         return 1;
     }
     int result = 1;
-    const uint32_t end = walkable_buckets(table);
+    const uint32_t end = table->num_buckets;
     for (uint32_t bucket = 0; bucket < end; bucket++) {
         ht_entry_zvlib_t *next = nullptr;
         for (auto *entry = table->bucket_heads[bucket]; entry != nullptr; entry = next) {
@@ -274,8 +286,7 @@ int ht_create_iterator_zvlib(ht_zvlib_t *table, ht_iterator_zvlib_t **iterator) 
     if (table == nullptr || iterator == nullptr || *iterator != nullptr) {
         return 1;
     }
-    const size_t bytes =
-        static_cast<size_t>(table->key_size) + table->value_size + ITERATOR_BYTES;
+    const size_t bytes = static_cast<size_t>(table->key_size) + table->value_size + ITERATOR_BYTES;
     auto *created = static_cast<ht_iterator_zvlib_t *>(std::malloc(bytes));
     if (created == nullptr) {
         return 1;
@@ -304,7 +315,7 @@ int ht_iter_get_next_zvlib(ht_iterator_zvlib_t *iterator, void **key, void **val
         deliver(iterator, iterator->next, key, value, found);
         return 0;
     }
-    // bucket + 1 cannot wrap to a bucket that exists: a last bucket of UINT32_MAX has no room.
+    // Does not wrap: the last bucket is below a number of buckets that is a u32 itself.
     deliver_from_bucket(iterator, iterator->bucket + 1, key, value, found);
     return 0;
 }
@@ -327,7 +338,7 @@ int ht_get_statistics_zvlib(const ht_zvlib_t *table) {
     uint32_t largest = 0;
     uint32_t total = 0;
     uint32_t empty = 0;
-    const uint32_t end = walkable_buckets(table);
+    const uint32_t end = table->num_buckets;
     for (uint32_t bucket = 0; bucket < end; bucket++) {
         const uint32_t count = table->bucket_counts[bucket];
         if (count == 0) {

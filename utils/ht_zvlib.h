@@ -6,13 +6,14 @@
 // edited in place through a packed record or with memcpy.
 //
 // Invariants: bucket_counts[b] is the length of the chain bucket_heads[b]; every entry of chain b
-// has a key that the hash function maps to b; the pool has as many items in use as there are entries.
+// has a key that the hash function maps to b; the pool has as many items in use as there are
+// entries.
 //
 // No locking: a table and its iterators belong to one thread at a time.
 // All functions return 0 for success and 1 for failure unless stated: the reverse of the pool's.
 //
-// A table whose creation failed half-way stays in its place. It is empty, every insert fails, and
-// it is released with ht_free_zvlib.
+// A table whose creation failed half-way stays in its place. It is empty, without buckets where
+// they found no memory, every insert fails, and it is released with ht_free_zvlib.
 #pragma once
 
 #include <cstdint>
@@ -43,22 +44,22 @@ struct [[gnu::packed]] ht_entry_zvlib_t {
 static_assert(sizeof(ht_entry_zvlib_t) == 8 && alignof(ht_entry_zvlib_t) == 1);
 
 struct ht_zvlib_t {
-    uint32_t key_size;  // bytes
+    uint32_t key_size;    // bytes
     uint32_t value_size;  // bytes
     uint32_t num_buckets;
-    uint32_t max_entries;  // the pool's capacity
-    uint32_t entry_size;  // key_size + value_size + 8, bytes
+    uint32_t max_entries;             // the pool's capacity
+    uint32_t entry_size;              // key_size + value_size + 8, bytes
     ht_entry_zvlib_t **bucket_heads;  // num_buckets chains, owned
-    uint32_t *bucket_counts;  // num_buckets lengths, owned
-    utils_pool_t *pool;  // of entries, owned
-    ht_hash_zvlib_t hash;  // null: none installed yet
-    uint8_t key_pos;  // 8: where the key starts in an entry
-    uint8_t value_pos;  // key_size + 8
+    uint32_t *bucket_counts;          // num_buckets lengths, owned
+    utils_pool_t *pool;               // of entries, owned
+    ht_hash_zvlib_t hash;             // null: none installed yet
+    uint8_t key_pos;                  // 8: where the key starts in an entry
+    uint8_t value_pos;                // key_size + 8
 };
 
 struct ht_iterator_zvlib_t {
-    ht_zvlib_t *table;  // not owned
-    uint32_t bucket;  // of the entry returned last
+    ht_zvlib_t *table;       // not owned
+    uint32_t bucket;         // of the entry returned last
     ht_entry_zvlib_t *next;  // to be returned next; null when the chain is exhausted
 };
 
@@ -80,9 +81,9 @@ int ht_create_zvlib(ht_zvlib_t **table, uint32_t key_size, uint32_t value_size,
 int ht_set_hash_zvlib(ht_zvlib_t *table, ht_hash_zvlib_t function);
 
 // Copies key_size bytes of key and value_size bytes of value into a new entry at the head of its
-// chain. An equal key is not looked for: the new entry then hides the older one until it is deleted.
-// Fails, with the table as it was, on null arguments, without a hash function, and when max_entries
-// entries are there already.
+// chain. An equal key is not looked for: the new entry then hides the older one until it is
+// deleted. Fails, with the table as it was, on null arguments, without a hash function, and when
+// max_entries entries are there already.
 int ht_insert_zvlib(ht_zvlib_t *table, const void *key, const void *value);
 
 // Looks a key up by all its key_size bytes. On a match *value is the address of the table's own

@@ -16,15 +16,15 @@
 #include <cstdint>
 
 struct utils_index_record_t {
-    uint32_t position;  // i; constant after creation
+    uint32_t position;           // i; constant after creation
     utils_index_record_t *next;  // the next free record; null at the tail and while in use
-    uint32_t in_use;  // 1 handed out, 0 free
+    uint32_t in_use;             // 1 handed out, 0 free
 };
 
 struct utils_allocator_t {
     utils_index_record_t *head;  // null when every index is in use
     utils_index_record_t *tail;
-    uint32_t num_allocated;  // indexes in use
+    uint32_t num_allocated;         // indexes in use
     utils_index_record_t *records;  // num_indexes of them, owned
     uint32_t num_indexes;
     uint32_t base;  // the first index handed out

@@ -23,6 +23,16 @@ bool block_bytes(const utils_pool_t *pool, size_t *bytes) {
     return true;
 }
 
+// Has the system put memory behind every page of the block. Otherwise it would do so at the first
+// use of each page, which costs a request more than the rest of its work on an item.
+void touch_pages(uint8_t *block, size_t bytes) {
+    constexpr size_t PAGE_BYTES = 4096;  // where pages are larger, some are touched twice
+    volatile uint8_t *touched = block;
+    for (size_t at = 0; at < bytes; at += PAGE_BYTES) {
+        touched[at] = 0;
+    }
+}
+
 }  // namespace
 
 int utils_pool_create(utils_pool_t **place, uint32_t num_items, uint32_t item_size) {
@@ -42,7 +52,11 @@ int utils_pool_create(utils_pool_t **place, uint32_t num_items, uint32_t item_si
     }
     *place = pool;
     pool->items = static_cast<uint8_t *>(std::malloc(bytes));
-    return pool->items != nullptr ? 1 : 0;
+    if (pool->items == nullptr) {
+        return 0;
+    }
+    touch_pages(pool->items, bytes);
+    return 1;
 }
 
 void *utils_pool_alloc(utils_pool_t *pool, uint32_t size) {

@@ -6,11 +6,12 @@
 // utils_pool_free finds the slot without a search; a caller must not write there.
 //
 // Indexes come from an index allocator of base 0: slots are first used in ascending order, and the
-// slot that has been free for longest is reused first. The bytes of an item are not cleared, neither
-// when it is handed out nor when it is given back.
+// slot that has been free for longest is reused first. The bytes of an item are not cleared,
+// neither when it is handed out nor when it is given back.
 //
-// Nothing is allocated after creation. No locking: a pool belongs to one thread at a time.
-// Functions return 1 for success and 0 for failure, or an address, null on failure.
+// Nothing is allocated after creation, and the block is backed by memory from then on. No locking:
+// a pool belongs to one thread at a time. Functions return 1 for success and 0 for failure, or an
+// address, null on failure.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +22,7 @@ struct utils_pool_t {
     utils_allocator_t *allocator;  // base 0, one index a slot; owned
     uint32_t num_items;
     uint32_t item_size;  // bytes a caller may use of each slot
-    uint8_t *items;  // the block: num_items * (item_size + 4) bytes, owned
+    uint8_t *items;      // the block: num_items * (item_size + 4) bytes, owned
 };
 
 // Creates a pool of `num_items` items of `item_size` bytes each. No items, or items of no bytes,
