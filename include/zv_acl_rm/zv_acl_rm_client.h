@@ -1,0 +1,255 @@
+/* zv_acl_rm_client.h - the client library libzv_acl_rm: one function per command of the daemon.
+ *
+ * A client object is one connection to the daemon together with the 64-bit handle that the client
+ * chose for itself. The handle is what the daemon knows a client by, not the connection: OPEN
+ * registers it for an owner, and every later command on any connection that carries the same
+ * number acts as that owner. A program may therefore close its connection and go on later.
+ *
+ * Results. Every function that talks to the daemon returns 0 when an answer came, and then stores
+ * the daemon's answer in *status; any other value is an errno value, no answer came, and *status
+ * and the record are left as they were:
+ *   EINVAL        a null argument (`status` included), or one outside the range named here
+ *   ETIMEDOUT     no answer within the time limit; whether the command was carried out is unknown,
+ *                 and its late answer is never taken for the answer of a later call
+ *   ECONNRESET    the daemon went away; close the client and connect again
+ *   ESHUTDOWN     the daemon is shutting down and did not carry the command out
+ *   EBUSY         answers to zv_acl_rm_api_acl_rule_set_send are outstanding; receive them first
+ *   EPROTO        the answer was none of this protocol, or had the wrong size; close the client
+ *   EOPNOTSUPP, EBADMSG, EMSGSIZE   the daemon has no such command, or found the message malformed
+ *                 or too long: it is of another version
+ * A failing command (0 returned, *status not 0) returns no record either: the caller's record
+ * keeps what was sent. Statuses listed with a function are the ones the daemon gives beside
+ *   ZV_ACL_RM_STATUS_ERROR  before the first OPEN or INIT, or when the switch refused
+ * and zv_acl_rm_status_meaning() puts any of them in words. The daemon rolls nothing back: where a
+ * command of several steps fails half-way, the steps done stay done.
+ *
+ * Records. A function fills in the record's client_handle; the caller fills in the rest and owns
+ * the record throughout. On success the reply overwrites (that part of) it.
+ *
+ * Threads. There is no global state. One client object must be used by one thread at a time; any
+ * number of client objects may be used at once.
+ */
+#ifndef ZV_ACL_RM_CLIENT_H
+#define ZV_ACL_RM_CLIENT_H
+
+#include <stdint.h>
+
+#include "zv_acl_rm/zv_acl_rm_records.h"
+#include "zv_acl_rm/zv_acl_rm_status.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define ZV_ACL_RM_EXPORT __attribute__((visibility("default")))
+#else
+#define ZV_ACL_RM_EXPORT
+#endif
+
+#define ZV_ACL_RM_DEFAULT_TIMEOUT_MS 5000 /* of every call, until set otherwise */
+#define ZV_ACL_RM_MAX_IN_FLIGHT 32u       /* requests a client may have under way */
+
+typedef struct zv_acl_rm_client zv_acl_rm_client_t;
+
+/* ---- connection ---- */
+
+/* Connects to the daemon's socket; null means ZV_ACL_RM_SOCKET_PATH. ZV_PLATFORM_ROOT is put
+ * before either. `handle` may be any number; 0 is accepted but also matches every owner's slot
+ * that was never opened, so choose another. Sends nothing to the daemon.
+ * 0: *client is the caller's, to be closed by zv_acl_rm_client_close. Otherwise *client is null:
+ * EINVAL (`client` null), ENOENT (no socket there), ECONNREFUSED (no daemon behind it), EACCES,
+ * ENAMETOOLONG, ENOMEM or whatever else connect(2) reports. Never waits for a daemon to appear. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_client_connect(const char *socket_path, uint64_t handle,
+                                              zv_acl_rm_client_t **client);
+
+/* Closes the connection and frees the object; null does nothing. A request under way is still
+ * carried out by the daemon. Owners, ACLs and rules stay: closing is not giving up ownership. */
+ZV_ACL_RM_EXPORT void zv_acl_rm_client_close(zv_acl_rm_client_t *client);
+
+/* The time a call may take from its first byte to the whole answer, in ms; a negative number: no
+ * limit. 0 gives an answer only if it is there at once. EINVAL: `client` is null. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_client_set_timeout_ms(zv_acl_rm_client_t *client, int timeout_ms);
+
+/* The handle given to connect; 0 for a null client. */
+ZV_ACL_RM_EXPORT uint64_t zv_acl_rm_client_handle(const zv_acl_rm_client_t *client);
+
+/* The connection's descriptor for poll(2), -1 for a null client; it stays the library's. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_client_fd(const zv_acl_rm_client_t *client);
+
+/* ---- the sixteen commands ---- */
+
+/* Registers the handle as the present client of `owner` (enum zv_acl_rm_owner; EINVAL above 3, so
+ * nothing is sent: the daemon does not check it) and opens the switch if it is not open. Whoever
+ * held that owner before loses access to its objects, which stay as they are. Sets the owner's
+ * priority in shared groups: PRA 0, open-flow 1, tarn-os 2, OF13 3.
+ * ERROR: the switch could not be opened; the handle is registered all the same. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_open(zv_acl_rm_client_t *client, uint32_t owner,
+                                        zv_acl_rm_status_t *status);
+
+/* Opens the switch if it is not open and loads the limits of a chip: 1, 3, 6, 8, 9 and 11 allow 20
+ * rules a command and 399 ACLs; 5, 7 and 10 allow no rule. May be sent again.
+ * ERROR: an unknown chip type (the former limits stay), or the switch could not be opened. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_init(zv_acl_rm_client_t *client, uint32_t chip_type,
+                                        zv_acl_rm_status_t *status);
+
+/* CREATE makes a region of min_size rules and an ACL over it (out: acl_id, region_id). EDIT gives
+ * the ACL another direction, and thereby another acl_id (out); groups, ports and rule records that
+ * name the former id keep it. DESTROY deletes the ACL's rules, takes it off its ports and removes
+ * ACL and region; acl_type and direction travel to the switch as sent.
+ * CMD_UNSUPPORTED: another cmd. ENTRY_NOT_FOUND: the handle was never opened.
+ * PARAM_EXCEEDS_RANGE: min_size and max_size differ, or edit and destroy of an unknown ACL.
+ * NO_RESOURCES: the daemon holds as many ACLs as the chip allows. PARAM_NULL: the daemon's memory
+ * ran out after the switch had created the ACL. ERROR: another owner's ACL; a failed create can
+ * leave its region behind in the switch, a failed edit or destroy the ACL without its rules. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_set(zv_acl_rm_client_t *client,
+                                           zv_acl_rm_acl_set_params_t *params,
+                                           zv_acl_rm_status_t *status);
+
+/* Gives the region of an ACL room for new_size rules; its present size is a success without effect.
+ * Only ACLs created with sizes 0 can change: others must keep min_size = max_size.
+ * PARAM_EXCEEDS_RANGE: unknown handle or ACL, a size outside the bounds of creation, or a rule lies
+ * past the new end (nothing changed). NO_HW_RESOURCES: no room in the switch (nothing changed).
+ * PARAM_NULL: memory ran out after the switch was resized. ERROR: another owner's ACL. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_resize(zv_acl_rm_client_t *client,
+                                              zv_acl_rm_acl_resize_params_t *params,
+                                              zv_acl_rm_status_t *status);
+
+/* WRITE puts rules_num rules at the offsets their priorities name (out: each rule's offset); DELETE
+ * removes the rules at the offsets given. All of a batch are translated before any is written.
+ * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: more rules than the chip allows in a command,
+ * unknown handle or ACL, key type above 3. NO_RESOURCES: the daemon holds 6400 rules.
+ * NO_HW_RESOURCES: the switch has no room for a forwarding entry. NO_BUFFER_SPACE: memory ran out
+ * in a delete. ENTRY_NOT_FOUND: unknown multicast group or counter, or no rule at an offset to
+ * delete. ERROR: an offset that holds a rule already, or another owner's ACL. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_set(zv_acl_rm_client_t *client,
+                                                zv_acl_rm_acl_rule_set_params_t *params,
+                                                zv_acl_rm_status_t *status);
+
+/* Reads the rules at rules[i].offset from the switch, with activity where activity_request asks.
+ * Words of a readout that do not apply keep what was sent. Changes nothing but activity; only a
+ * first rule with activity_request 2 makes the daemon check ownership.
+ * PARAM_EXCEEDS_RANGE: more rules than the chip allows in a command, or (request 2) unknown handle
+ * or ACL. ENTRY_NOT_FOUND: unknown ACL, or no rule at an offset. ERROR: an offset past the region,
+ * or (request 2) another owner's ACL. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_get(zv_acl_rm_client_t *client,
+                                                zv_acl_rm_acl_rule_get_params_t *params,
+                                                zv_acl_rm_status_t *status);
+
+/* Moves block_size rules from offset block_start to new_start, as memmove(3) would; the vacated
+ * offsets are empty afterwards. Whatever lay at the destination is overwritten in the switch.
+ * PARAM_EXCEEDS_RANGE: unknown handle or ACL. ERROR: another owner's ACL, the switch refused (a
+ * block outside the region), or the daemon's record could not follow the switch. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_move_block(
+    zv_acl_rm_client_t *client, const zv_acl_rm_acl_rule_move_block_params_t *params,
+    zv_acl_rm_status_t *status);
+
+/* Binds an ACL to, or unbinds it from, ports_num logical ports, in their order; those done before
+ * a failure stay done. ACLs on one port form a group ordered by their owners' priorities. Binding
+ * what is bound and unbinding what is not are successes without effect.
+ * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: no port, or unknown handle or ACL.
+ * NO_RESOURCES: 128 groups exist, or 16 ACLs on the port. NO_HW_RESOURCES: the switch's room ran
+ * out. ERROR: another owner's ACL, or a port whose ACLs have the other direction. EINVAL: ports_num
+ * above ZV_ACL_RM_PORTS_PER_RECORD. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_port_bind(zv_acl_rm_client_t *client,
+                                                 zv_acl_rm_acl_port_bind_params_t *params,
+                                                 zv_acl_rm_status_t *status);
+
+/* The same for router interfaces, with the same statuses and the same EINVAL. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rif_bind(zv_acl_rm_client_t *client,
+                                                zv_acl_rm_acl_rif_bind_params_t *params,
+                                                zv_acl_rm_status_t *status);
+
+/* CREATE makes a flow counter (out: counter_id); DESTROY removes it, or, while rules use it, only
+ * has it go with the last of them. Any client may name any counter.
+ * CMD_UNSUPPORTED: another cmd. ENTRY_NOT_FOUND: unknown counter. NO_RESOURCES: the daemon holds
+ * 255 counters. ERROR: not exactly one type flag is 1. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_counter_set(zv_acl_rm_client_t *client,
+                                               zv_acl_rm_counter_set_params_t *params,
+                                               zv_acl_rm_status_t *status);
+
+/* READ stores the counter's type and the one value its type selects; CLEAR sets the counter to 0.
+ * CMD_UNSUPPORTED: READ_CLEAR or another cmd. ENTRY_NOT_FOUND: unknown counter. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_counter_get(zv_acl_rm_client_t *client,
+                                               zv_acl_rm_counter_get_params_t *params,
+                                               zv_acl_rm_status_t *status);
+
+/* ADD makes a multicast group of ports_num ports (out: mc_group_id); ADD_PORTS and DELETE_PORTS
+ * change it, DELETE removes it. A client that opened as OF13 can only ADD.
+ * CMD_UNSUPPORTED: another cmd. ENTRY_NOT_FOUND: ADD by a handle that was never opened.
+ * PARAM_EXCEEDS_RANGE: unknown handle or group. NO_RESOURCES: no room in the switch or the daemon.
+ * ERROR: another owner's group. EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_mc_group_set(zv_acl_rm_client_t *client,
+                                                zv_acl_rm_mc_group_set_params_t *params,
+                                                zv_acl_rm_status_t *status);
+
+/* Reads up to ports_num ports of a group (in: room, out: ports returned). PARAM_EXCEEDS_RANGE:
+ * unknown handle or group, or any client that opened as OF13. ERROR: another owner's group.
+ * EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_mc_group_get(zv_acl_rm_client_t *client,
+                                                zv_acl_rm_mc_group_get_params_t *params,
+                                                zv_acl_rm_status_t *status);
+
+/* BIND puts an ACL on every front-panel port, present ones and those PORT_SET will add; UNBIND
+ * takes it off every port, also those bound one by one. Ports done before a failure stay done.
+ * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: unknown handle or ACL. NO_RESOURCES and
+ * NO_HW_RESOURCES as for a port bind. ERROR: another owner's ACL, or already (not yet) bound so. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_system_bind_set(zv_acl_rm_client_t *client,
+                                                   zv_acl_rm_acl_system_bind_params_t *params,
+                                                   zv_acl_rm_status_t *status);
+
+/* Tells the daemon of ports that came or went: every owner's system-bound ACLs are bound to them
+ * or unbound from them. The handle is not checked. CMD_UNSUPPORTED: another cmd; otherwise the
+ * statuses of a port bind. EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_port_set(zv_acl_rm_client_t *client,
+                                            zv_acl_rm_port_set_params_t *params,
+                                            zv_acl_rm_status_t *status);
+
+/* Has the daemon write its cache as text to `path` on its own host (an absolute path, at most 4095
+ * bytes; EINVAL for none or an empty one, ENAMETOOLONG). A file that cannot be opened is no
+ * failure: the text then goes to the daemon's log. The text is cut at 65535 bytes.
+ * ERROR: writing the file failed. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_dump(zv_acl_rm_client_t *client, const char *path,
+                                        zv_acl_rm_status_t *status);
+
+/* ---- several requests under way, and requests of any shape ---- */
+
+/* Sends a rule command without waiting for its answer and stores its sequence number. Answers come
+ * in the order of the requests. EAGAIN: ZV_ACL_RM_MAX_IN_FLIGHT answers are outstanding; receive
+ * one first. ETIMEDOUT: the daemon did not take the request (it stops reading from a client that
+ * takes no answers), nothing was sent; with a time limit of 0 this is how to send only what can be
+ * sent at once. The record is not needed any more when the function returns. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_set_send(zv_acl_rm_client_t *client,
+                                                     zv_acl_rm_acl_rule_set_params_t *params,
+                                                     uint32_t *sequence);
+
+/* Waits for the oldest outstanding answer and stores its sequence number and status; `params`
+ * (may be null) receives the record if the command succeeded. ENOMSG: nothing is outstanding.
+ * After ETIMEDOUT the answer is still outstanding and may be asked for again; after ESHUTDOWN and
+ * the daemon's other refusals of a message *sequence tells whose it was. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_set_receive(zv_acl_rm_client_t *client,
+                                                        zv_acl_rm_acl_rule_set_params_t *params,
+                                                        uint32_t *sequence,
+                                                        zv_acl_rm_status_t *status);
+
+/* Sends `body` (may be null when body_len is 0) and `attachment` (likewise) exactly as given, the
+ * handle included, for tests and tools: nothing is filled in or checked. *reply_len: in the room of
+ * `reply`, out the bytes of the answer's body; both null where no body is wanted. ENOBUFS: the
+ * answer's body does not fit; *status and *reply_len (what it would have needed) are stored. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_api_raw(zv_acl_rm_client_t *client, uint32_t command,
+                                       const void *body, uint32_t body_len, const void *attachment,
+                                       uint32_t attachment_len, void *reply, uint32_t *reply_len,
+                                       zv_acl_rm_status_t *status);
+
+/* ---- words for numbers ---- */
+
+/* The status's name ("ZV_ACL_RM_STATUS_ERROR") and what it tells the client; "unknown status" and
+ * a sentence saying so for a number that is none. Never null; constant text, any thread. */
+ZV_ACL_RM_EXPORT const char *zv_acl_rm_status_name(zv_acl_rm_status_t status);
+ZV_ACL_RM_EXPORT const char *zv_acl_rm_status_meaning(zv_acl_rm_status_t status);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
