@@ -1,0 +1,88 @@
+#include "daemon_link.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "exit_codes.h"
+
+namespace aclrmctl {
+
+namespace {
+
+std::string handle_text(const Settings &settings) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(settings.handle));
+    return text;
+}
+
+/* What most often stands behind a status. The daemon answers with a number alone; its own sentence
+ * is in its log. */
+std::string status_hint(const Settings &settings, zv_acl_rm_status_t status) {
+    switch (status) {
+        case ZV_ACL_RM_STATUS_ERROR:
+            return "the daemon's log says which; before anything else it needs 'aclrmctl open' or "
+                   "'aclrmctl init'";
+        case ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE:
+        case ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND:
+            return "is handle " + handle_text(settings) +
+                   " open (aclrmctl open --owner NAME), the chip loaded (aclrmctl init) and the id "
+                   "right (aclrmctl dump)?";
+        default:
+            return "";
+    }
+}
+
+Failure error_failure(const Settings &settings, const std::string &what, int error) {
+    switch (error) {
+        case ETIMEDOUT:
+            return {kExitTimeout,
+                    what + ": no answer within " + std::to_string(settings.timeout_ms) + " ms",
+                    {},
+                    {},
+                    "whether it was carried out is unknown; 'aclrmctl dump' shows what is there"};
+        case ECONNRESET:
+        case EPIPE:
+        case ESHUTDOWN:
+            return {kExitUnreachable, what + ": the daemon went away", {}, {}, ""};
+        case ENOMEM:
+            return {kExitFailure, what + ": out of memory", {}, {}, ""};
+        default:
+            return {kExitFailure, what + ": " + std::strerror(error), {}, {}, ""};
+    }
+}
+
+}  // namespace
+
+std::string rooted_path(const std::string &path) {
+    const char *root = std::getenv("ZV_PLATFORM_ROOT");
+    return root == nullptr ? path : root + path;
+}
+
+std::optional<Failure> connect_daemon(const Settings &settings, Client *client) {
+    zv_acl_rm_client_t *made = nullptr;
+    const int error = zv_acl_rm_client_connect(settings.socket.c_str(), settings.handle, &made);
+    if (error != 0) {
+        return Failure{kExitUnreachable,
+                       "no daemon at " + rooted_path(settings.socket) + ": " + std::strerror(error),
+                       {},
+                       {},
+                       "is zv_acl_rm running, and under the same ZV_PLATFORM_ROOT?"};
+    }
+    client->reset(made);
+    zv_acl_rm_client_set_timeout_ms(made, settings.timeout_ms);
+    return std::nullopt;
+}
+
+std::optional<Failure> call_failure(const Settings &settings, const std::string &what, int error,
+                                    zv_acl_rm_status_t status) {
+    if (error != 0) {
+        return error_failure(settings, what, error);
+    }
+    if (status != ZV_ACL_RM_STATUS_SUCCESS) {
+        return Failure{kExitRefused, what + ": refused", status, {}, status_hint(settings, status)};
+    }
+    return std::nullopt;
+}
+
+}  // namespace aclrmctl

@@ -1,0 +1,36 @@
+/* A table of text with aligned columns: numbers to the right, words to the left. */
+#ifndef ACLRMCTL_TEXT_TABLE_H
+#define ACLRMCTL_TEXT_TABLE_H
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace aclrmctl {
+
+class TextTable {
+  public:
+    /* A heading that begins with '>' is of a column aligned to the right. */
+    explicit TextTable(const std::vector<std::string> &headings);
+
+    /* As many cells as there are headings. */
+    void add(std::vector<std::string> cells);
+    bool empty() const { return rows_.size() == 1; }
+
+    /* Two spaces before each line and between columns, none at a line's end. */
+    void print(std::ostream &out) const;
+
+  private:
+    std::vector<bool> right_;
+    std::vector<std::vector<std::string>> rows_; /* the headings first */
+};
+
+/* "1-3, 7": numbers as runs, in the order given. */
+std::string number_runs(const std::vector<uint32_t> &numbers);
+
+/* "12 rules", "1 rule". */
+std::string counted(uint64_t count, const std::string &noun);
+
+}  // namespace aclrmctl
+
+#endif
