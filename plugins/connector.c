@@ -1,0 +1,53 @@
+/* acl_rm_connector.so: a connector plug-in that records when it is started and stopped.
+ *
+ *   ZV_ACL_RM_CONNECTOR_FILE=/run/acl_rm.connector zv_acl_rm
+ * --connector=/usr/lib/acl_rm_connector.so
+ *
+ * For whoever writes a connector of their own. A connector is a shared library that lives inside
+ * the daemon and ties it to something else on the host. It exports two functions without arguments,
+ * whose results are ignored; the daemon refuses a library that lacks either.
+ *   - aclrmd_init is called once on the main thread, when the cache is built and clients can
+ *     connect, but before the first request is served: threads started here find a daemon that
+ *     answers. It must return.
+ *   - aclrmd_deinit is called once on the thread that tears the daemon down, after everything else
+ *     is gone, the log included. It must end the connector's own threads: the library is unloaded
+ *     as soon as it returns. A daemon that fails to start up may call it without aclrmd_init.
+ * The daemon's verbosities (acl_rm_verbosity_level, rpc_verbosity_level, acl_rm_db_verbosity_level:
+ * uint32_t) and the outlets of its own log sink are exported to plug-ins and may be set here.
+ *
+ * This one appends the name of the function called, a line each, to the file named by
+ * ZV_ACL_RM_CONNECTOR_FILE, or to standard error: the daemon's log has no room for the second.
+ */
+#include <fcntl.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+/* The daemon looks both functions up by name, so they have to be visible and keep their C names. */
+#define EXPORTED __attribute__((visibility("default")))
+
+EXPORTED void aclrmd_init(void);
+EXPORTED void aclrmd_deinit(void);
+
+static void record(const char *line) {
+    const char *path = getenv("ZV_ACL_RM_CONNECTOR_FILE");
+    const int fd =
+        path == NULL ? STDERR_FILENO : open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+    if (fd < 0) {
+        return;
+    }
+    /* A record that cannot be written is lost: a connector must not stop the daemon. */
+    ssize_t ignored = write(fd, line, strlen(line));
+    (void)ignored;
+    if (path != NULL) {
+        close(fd);
+    }
+}
+
+void aclrmd_init(void) {
+    record("aclrmd_init\n");
+}
+
+void aclrmd_deinit(void) {
+    record("aclrmd_deinit\n");
+}

@@ -1,0 +1,111 @@
+/* acl_rm_file_logger.so: a logger plug-in that appends every log line to a file.
+ *
+ *   ZV_ACL_RM_LOG_FILE=/var/log/zv_acl_rm.log zv_acl_rm --logger=/usr/lib/acl_rm_file_logger.so
+ *
+ * For whoever writes a logger of their own. A logger is a shared library that exports one function,
+ * log_cb. The daemon loads it while it reads its command line and hands the function to the log,
+ * RPC and network libraries as their sink. From then until it unloads the library, at its very
+ * end, that function
+ *   - is called from several threads at once, and from inside signal handlers, so it must neither
+ *     lock nor allocate nor call anything that does;
+ *   - gets `message` complete: it is text and never a format, nothing follows it, and it may or may
+ *     not end with newlines;
+ *   - owns neither text: both are the caller's and gone when the call is over;
+ *   - cannot fail: there is nobody to tell. A line that cannot be written is dropped.
+ * Hence this one opens its file with the first line, keeps the number of the open file in an atomic
+ * and nothing else, and hands each line to the kernel with one call, whose append neither another
+ * thread nor another process can cut into.
+ */
+#include <errno.h>
+#include <fcntl.h>
+#include <stdatomic.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+/* The daemon looks the function up by name, so it has to be visible and keep its C name. */
+#define EXPORTED __attribute__((visibility("default")))
+
+EXPORTED void log_cb(uint32_t severity_mask, const char *module, const char *message, ...);
+
+enum { MODULE_WIDTH = 20, NOT_OPENED = -1, UNUSABLE = -2 };
+
+static _Atomic int log_fd = NOT_OPENED;
+
+/* A severity is the mask of the low L bits of its level L: 1 for an error, 3 for a warning, ... */
+static const char *level_name(uint32_t severity_mask) {
+    static const char *const names[] = {"NONE   ", "ERROR  ", "WARN   ", "NOTICE ", "INFO   ",
+                                        "DEBUG  ", "FUNCS  ", "FRAMES ", "ALL    "};
+    size_t level = 0;
+    while (level < 32 && (severity_mask >> level & 1) != 0) {
+        ++level;
+    }
+    return level < sizeof(names) / sizeof(names[0]) ? names[level] : "UNKNOWN";
+}
+
+/* The open file, or a negative number. Two threads that come first both open it; one of them gives
+ * its own up again, which is cheaper than the lock that must not be here. */
+static int opened_file(void) {
+    int fd = atomic_load(&log_fd);
+    if (fd != NOT_OPENED) {
+        return fd;
+    }
+    const char *path = getenv("ZV_ACL_RM_LOG_FILE");
+    fd = path == NULL ? UNUSABLE : open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+    if (fd < 0) {
+        fd = UNUSABLE; /* asked for once: a file that appears later is not looked for */
+    }
+    int expected = NOT_OPENED;
+    if (!atomic_compare_exchange_strong(&log_fd, &expected, fd)) {
+        if (fd >= 0) {
+            close(fd);
+        }
+        fd = expected;
+    }
+    return fd;
+}
+
+static struct iovec text(const char *start, size_t length) {
+    /* writev reads only, but its record is shared with readv and knows no const. */
+    struct iovec part = {(void *)(uintptr_t)start, length};
+    return part;
+}
+
+void log_cb(uint32_t severity_mask, const char *module, const char *message, ...) {
+    static const char blanks[MODULE_WIDTH + 1] = "                    ";
+    /* The code that a signal interrupted may be about to look at errno. */
+    const int interrupted_errno = errno;
+    const int fd = opened_file();
+    if (fd >= 0 && module != NULL && message != NULL) {
+        const size_t module_len = strlen(module);
+        size_t message_len = strlen(message);
+        while (message_len > 0 && message[message_len - 1] == '\n') {
+            --message_len;
+        }
+        const char *level = level_name(severity_mask);
+        const struct iovec line[] = {
+            text("[", 1),
+            text(module, module_len),
+            text(blanks, module_len < MODULE_WIDTH ? MODULE_WIDTH - module_len : 0),
+            text("][", 2),
+            text(level, strlen(level)),
+            text("] : ", 4),
+            text(message, message_len),
+            text("\n", 1),
+        };
+        /* Nothing to be done about a full disk, and nobody to tell. */
+        ssize_t ignored = writev(fd, line, sizeof(line) / sizeof(line[0]));
+        (void)ignored;
+    }
+    errno = interrupted_errno;
+}
+
+/* Runs when the daemon unloads the library. No sink is called any more by then. */
+__attribute__((destructor)) static void close_file(void) {
+    const int fd = atomic_exchange(&log_fd, UNUSABLE);
+    if (fd >= 0) {
+        close(fd);
+    }
+}
