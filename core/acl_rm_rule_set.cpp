@@ -19,21 +19,21 @@ constexpr uint32_t KEY_TYPES_NUM = 4;
 // One work array a key type, and a fifth that is never filled (kept: it is written last, empty).
 constexpr uint32_t WORK_ARRAYS_NUM = KEY_TYPES_NUM + 1;
 
-// The rules of a batch that share a key type.
+// The rules of a batch that share a key type, in a work array of their own.
 struct KeyTypeGroup {
-    std::unique_ptr<acl_rm_rule_work[]> work;
-    uint32_t rules_num = 0;
+    acl_rm_rule_work *work;
+    uint32_t rules_num;
 };
 
-// Records are zeroed one by one as they are filled, not here: most of them never are.
-bool allocate_work(KeyTypeGroup (&groups)[WORK_ARRAYS_NUM]) {
-    for (KeyTypeGroup &group : groups) {
-        group.work.reset(new (std::nothrow)
-                             acl_rm_rule_work[rm_resource_global.max_rules_per_action]);
-        if (group.work == nullptr)
-            return false;
-    }
-    return true;
+// The five work arrays, each with room for a whole batch, in one block. Records are cleared one by
+// one as they are filled, not here: most of them never are.
+std::unique_ptr<acl_rm_rule_work[]> allocate_work(KeyTypeGroup (&groups)[WORK_ARRAYS_NUM]) {
+    const size_t rules_max = rm_resource_global.max_rules_per_action;
+    std::unique_ptr<acl_rm_rule_work[]> block(new (std::nothrow)
+                                                  acl_rm_rule_work[WORK_ARRAYS_NUM * rules_max]);
+    for (uint32_t i = 0; i < WORK_ARRAYS_NUM && block != nullptr; i++)
+        groups[i] = {&block[i * rules_max], 0};
+    return block;
 }
 
 zv_acl_rm_status_t translate_rules(uint32_t access_command, uint32_t acl_id, acl_rm_rule *rules,
@@ -45,7 +45,7 @@ zv_acl_rm_status_t translate_rules(uint32_t access_command, uint32_t acl_id, acl
                                  "unsupported rule key type:%u", key_type);
         KeyTypeGroup &group = groups[key_type];
         const zv_acl_rm_status_t status = acl_rm_set_rule_by_key_type(
-            access_command, acl_id, &rules[i], group.work.get(), group.rules_num++, key_type);
+            access_command, acl_id, &rules[i], group.work, group.rules_num++, key_type);
         if (status != ZV_ACL_RM_STATUS_SUCCESS)
             return core_log.pass_up(status);
     }
@@ -187,7 +187,8 @@ zv_acl_rm_status_t __set_rules(uint32_t access_command, uint32_t acl_id,
 zv_acl_rm_status_t acl_rm_set_new_rules(uint32_t access_command, uint32_t acl_id,
                                         acl_rm_rule *rules, uint32_t rules_num) {
     KeyTypeGroup groups[WORK_ARRAYS_NUM];
-    if (!allocate_work(groups))
+    const auto work = allocate_work(groups);
+    if (work == nullptr)
         return core_log.pass_up(ZV_ACL_RM_STATUS_NO_RESOURCES);
     // Equality with the count before the batch, kept: a batch that starts below the capacity is
     // accepted and runs into the table's own limit instead.
@@ -199,7 +200,7 @@ zv_acl_rm_status_t acl_rm_set_new_rules(uint32_t access_command, uint32_t acl_id
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
         return status;
     for (const KeyTypeGroup &group : groups) {
-        status = __set_rules(access_command, acl_id, group.work.get(), group.rules_num);
+        status = __set_rules(access_command, acl_id, group.work, group.rules_num);
         if (status != ZV_ACL_RM_STATUS_SUCCESS)
             return core_log.pass_up(status);
     }

@@ -1,0 +1,74 @@
+// requests.h - requests whose answers are looked at byte by byte, and records for them.
+//
+// The records are filled to the last byte, padding and unused slots included, so that a byte that
+// the daemon changes, loses or moves shows.
+#ifndef ZV_TESTS_COMMANDS_E2E_REQUESTS_H
+#define ZV_TESTS_COMMANDS_E2E_REQUESTS_H
+
+#include <cstdint>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "tests/support/daemon_process.h"
+#include "tests/support/test_client.h"
+
+namespace zv_test {
+
+template <typename Record>
+Bytes bytes_of(const Record &record) {
+    const auto *first = reinterpret_cast<const uint8_t *>(&record);
+    return Bytes(first, first + sizeof(record));
+}
+
+// A record every byte of which has a value of its own place.
+template <typename Record>
+Record patterned() {
+    Record record;
+    auto *bytes = reinterpret_cast<uint8_t *>(&record);
+    for (size_t i = 0; i < sizeof(record); ++i) {
+        bytes[i] = static_cast<uint8_t>(i * 37 + i / 251 + 11);
+    }
+    return record;
+}
+
+struct Answer {
+    uint32_t status;
+    Bytes body;
+};
+
+// One request on a connection of its own. No answer, or one that says that no handler was reached,
+// fails the test and has status kNoAnswer.
+Answer send_bytes(DaemonProcess &daemon, uint32_t command, const Bytes &body,
+                  Here here = Here::now());
+
+template <typename Record>
+Answer send_record(DaemonProcess &daemon, uint32_t command, const Record &record,
+                   Here here = Here::now()) {
+    return send_bytes(daemon, command, bytes_of(record), here);
+}
+
+zv_acl_rm_acl_set_params_t create_request(uint64_t handle, const acl_rm_acl &acl);
+zv_acl_rm_acl_rule_set_params_t write_request(uint64_t handle, uint32_t acl_id,
+                                              const std::vector<acl_rm_rule> &rules);
+zv_acl_rm_acl_port_bind_params_t bind_request(uint64_t handle, uint32_t acl_id,
+                                              const std::vector<uint32_t> &log_ports);
+
+// OPEN with any owner and any handle; the client library refuses owners it does not know.
+uint32_t open_as(DaemonProcess &daemon, uint64_t handle, uint32_t owner, Here here = Here::now());
+
+// Ports first, first + 1, ...
+std::vector<uint32_t> ports_from(uint32_t first, uint32_t num);
+
+// The front-panel ports of the simulated switch begin here.
+constexpr uint32_t kPort = 65537;
+
+// What a dump says, in forms that compare and print well.
+std::vector<std::string> rule_keys(const CacheDump &dump);  // sorted
+std::vector<uint32_t> acls_of_group(const CacheDump &dump, uint32_t group_id);
+std::vector<uint32_t> ports_of_acl(const CacheDump &dump, uint32_t acl_id);
+std::vector<std::pair<uint32_t, uint32_t>> bound_groups(const CacheDump &dump);  // port, group
+
+}  // namespace zv_test
+
+#endif

@@ -1,0 +1,70 @@
+// core_fixture.h - a daemon without its socket: cache, switch, four clients.
+#ifndef ZV_TESTS_CORE_CORE_FIXTURE_H
+#define ZV_TESTS_CORE_CORE_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/acl_rm_cache.h"
+#include "core/acl_rm_types.h"
+#include "tests/daemon/captured_log.h"
+#include "tests/daemon/switch_double.h"
+#include "tests/support/temp_dir.h"
+
+namespace zv_unit {
+
+// Handles of the clients that ConnectedTest opens, by owner.
+inline constexpr uint64_t OPEN_FLOW_HANDLE = 1000;
+inline constexpr uint64_t TARN_OS_HANDLE = 1001;
+inline constexpr uint64_t PRA_HANDLE = 1002;
+inline constexpr uint64_t OF13_HANDLE = 1003;
+inline constexpr uint64_t UNKNOWN_HANDLE = 9999;
+
+// The cache is built, nothing else.
+class CacheFixture : public testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    std::string file(const std::string &name) const { return dir_.file(name); }
+
+  private:
+    zv_test::TempDir dir_;
+};
+
+// And the switch is connected, chip 3's limits are loaded, every owner has opened.
+class ConnectedFixture : public CacheFixture {
+  protected:
+    void SetUp() override;
+
+    // Creates an ACL through the daemon and returns its id.
+    uint32_t create_acl(uint32_t size = 16, uint64_t handle = OPEN_FLOW_HANDLE,
+                        uint32_t direction = 0);
+};
+
+// Puts an ACL into the cache that the switch does not know: without flags, owned by `owner`.
+void cache_acl(uint32_t acl_id, uint32_t owner = 0, uint32_t direction = 0);
+void cache_group(uint32_t group_id, const std::vector<uint32_t> &acl_ids, uint32_t direction = 0);
+void cache_bind_point(const bind_point_key &key, uint32_t group_id);
+void cache_forwarding(uint32_t log_port, const forward_pbs_info &info);
+void cache_mc_group(uint32_t mc_group_id, const mcg_id_info &info);
+void cache_rule(uint32_t acl_id, uint32_t offset, uint32_t region_id = 0);
+
+// The cached record, null when there is none.
+acl_id_info *cached_acl(uint32_t acl_id);
+sdk_grp_info *cached_group(uint32_t group_id);
+forward_pbs_info *cached_forwarding(uint32_t log_port);
+acl_rule_entry *cached_rule(uint32_t acl_id, uint32_t offset);
+// The group bound to a bind point, 0 when there is none.
+uint32_t group_at(const bind_point_key &key);
+std::vector<uint32_t> acl_ids_of(uint32_t group_id);
+uint32_t entries_num(ht_zvlib_t *table);
+
+// A rule of that priority; key type 0, everything else zero.
+acl_rm_rule rule_at(uint32_t priority, uint32_t key_type = 0);
+
+}  // namespace zv_unit
+
+#endif

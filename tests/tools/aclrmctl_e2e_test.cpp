@@ -1,0 +1,120 @@
+/* The tool against the real daemon on the simulated switch: a session as an operator has it. */
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/support/daemon_process.h"
+#include "tests/tools/run_tool.h"
+
+namespace {
+
+using nlohmann::json;
+using zv_test::DaemonProcess;
+using zv_test::run_tool;
+using zv_test::ToolRun;
+using Words = std::vector<std::string>;
+
+const char *const kSample = ZV_TEST_SAMPLES_DIR "/campus-edge.rules";
+
+class Session {
+  public:
+    ToolRun run(const Words &words) { return run_tool(daemon_.root().path().string(), words); }
+    std::string text(const Words &words) {
+        const ToolRun result = run(words);
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        return result.out;
+    }
+    json object(Words words) {
+        words.insert(words.begin(), "--json");
+        return json::parse(text(words));
+    }
+    /* An ACL of the sample's rules, bound to ports 65537 to 65540. */
+    void load_sample() {
+        text({"open", "--owner", "open-flow"});
+        text({"init", "--chip", "1"});
+        const json checked = object({"rule", "check", kSample});
+        rules_num_ = checked.at("expanded");
+        EXPECT_EQ(object({"acl", "create", "--size", std::to_string(rules_num_)}).at("acl_id"), 1);
+        EXPECT_EQ(object({"rule", "load", kSample, "--acl", "1"}).at("expanded"), rules_num_);
+        text({"bind", "port", "--acl", "1", "65537-65540"});
+    }
+    uint32_t rules_num() const { return rules_num_; }
+    DaemonProcess &daemon() { return daemon_; }
+
+  private:
+    DaemonProcess daemon_;
+    uint32_t rules_num_ = 0;
+};
+
+TEST(ToolSession, LoadsTheSampleAndSendsPackets) {
+    Session session;
+    session.load_sample();
+    const json dns =
+        session.object({"switch", "packet", "--port", "65538", "--src", "10.20.10.7", "--dst",
+                        "198.51.100.53", "--proto", "udp", "--sport", "40000", "--dport", "53"});
+    EXPECT_EQ(dns.at("matched"), true);
+    EXPECT_EQ(dns.at("verdict"), 0);
+    EXPECT_EQ(dns.at("rule"), "udp any > 198.51.100.53 port 53");
+    const json telnet =
+        session.object({"switch", "packet", "--port", "65537", "--src", "8.8.8.8", "--dst",
+                        "198.51.100.80", "--proto", "tcp", "--dport", "23", "--flags", "2"});
+    EXPECT_EQ(telnet.at("verdict"), 1);
+    EXPECT_EQ(telnet.at("rule"), "tcp any > 198.51.100.0/24 port 23");
+    const json ospf = session.object({"switch", "packet", "--port", "65537", "--src", "10.20.255.1",
+                                      "--dst", "10.20.255.2", "--proto", "89"});
+    EXPECT_EQ(ospf.at("verdict"), 2);
+    const json rest = session.object({"switch", "packet", "--port", "65537", "--src", "8.8.8.8",
+                                      "--dst", "9.9.9.9", "--proto", "132"});
+    EXPECT_EQ(rest.at("offset"), session.rules_num() - 1) << "the last rule drops everything else";
+    const json unbound = session.object({"switch", "packet", "--port", "65541"});
+    EXPECT_EQ(unbound.at("matched"), false);
+}
+
+TEST(ToolSession, ShowsWhatTheSwitchHolds) {
+    Session session;
+    session.load_sample();
+    const json usage = session.object({"switch", "usage"}).at("usage");
+    EXPECT_EQ(usage.at("tcam_entries").at("used"), session.rules_num());
+    EXPECT_EQ(usage.at("bindings").at("used"), 4);
+    session.text({"switch", "packet", "--port", "65537"});
+    const std::string state = session.text({"switch", "state", "--active"});
+    EXPECT_NE(state.find("ip any > any"), std::string::npos) << state;
+}
+
+TEST(ToolSession, DumpsTheCacheOfTheDaemon) {
+    Session session;
+    session.load_sample();
+    const std::string dump = session.text({"dump"});
+    EXPECT_NE(dump.find("g_rules_cnt=[" + std::to_string(session.rules_num()) + "]"),
+              std::string::npos);
+    const std::string path = session.daemon().root().file("dump.txt");
+    session.text({"dump", path});
+    EXPECT_NE(zv_test::read_file(path).find("Cache dump start"), std::string::npos);
+}
+
+TEST(ToolSession, ReportsARefusalOfTheRealDaemon) {
+    Session session;
+    session.text({"init"});
+    const ToolRun result = session.run({"acl", "create", "--size", "5"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_NE(result.err.find("ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("open --owner"), std::string::npos) << result.err;
+    session.daemon().allow_error_lines();
+}
+
+TEST(ToolSession, StopsAtAnArmedFaultAndSaysHowFarItGot) {
+    Session session;
+    session.text({"open", "--owner", "PRA"});
+    session.text({"init"});
+    session.text({"acl", "create", "--size", "1000"});
+    session.text(
+        {"switch", "faults", "--set", R"([{"call":"zv_api_acl_rules_set","nth":3,"status":5}])"});
+    const ToolRun result =
+        session.run({"rule", "load", kSample, "--acl", "1", "--batch", "10", "--in-flight", "1"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_NE(result.err.find("rules at priority 20-29 of ACL 1"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("loaded: 20 of "), std::string::npos) << result.err;
+    session.daemon().allow_error_lines();
+}
+
+}  // namespace

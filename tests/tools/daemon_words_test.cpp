@@ -1,0 +1,383 @@
+/* The tool's process against a stub of the daemon: what it sends, prints and exits with. */
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/client/stub_daemon.h"
+#include "tests/tools/run_tool.h"
+#include "zv_acl_rm/zv_acl_rm_records.h"
+#include "zv_acl_rm/zv_acl_rm_status.h"
+
+namespace {
+
+using nlohmann::json;
+using zv_test::echo_reply;
+using zv_test::run_tool;
+using zv_test::StubDaemon;
+using zv_test::StubReply;
+using zv_test::StubRequest;
+using zv_test::ToolRun;
+using Words = std::vector<std::string>;
+
+constexpr const char *kRule = "@10.0.0.0/8 192.0.2.0/24 0:65535 80:80 6/255 0/0\n";
+
+ToolRun run(const StubDaemon &daemon, Words words) {
+    words.insert(words.begin(), {"--socket", daemon.socket_path()});
+    return run_tool("", words);
+}
+
+StubDaemon::Handler refuse(uint32_t status) {
+    return [status](const StubRequest &) { return StubReply{.status = status}; };
+}
+
+template <typename Params>
+Params record(const StubRequest &request) {
+    Params params{};
+    EXPECT_EQ(request.body.size(), sizeof(params));
+    std::memcpy(&params, request.body.data(), std::min(request.body.size(), sizeof(params)));
+    return params;
+}
+
+std::string rule_file(const StubDaemon &daemon, const std::string &text) {
+    const std::string path = daemon.directory() + "/test.rules";
+    std::ofstream(path) << text;
+    return path;
+}
+
+std::string rules(int count) {
+    std::string text;
+    for (int i = 0; i < count; i++) {
+        text += kRule;
+    }
+    return text;
+}
+
+void expect_part(const std::string &text, const std::string &part) {
+    EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
+}
+
+TEST(MissingDaemon, IsAnsweredInUnderATenthOfASecond) {
+    for (const Words &words : {Words{"open", "--owner", "PRA"},
+                               {"init"},
+                               {"acl", "create", "--size", "1"},
+                               {"bind", "port", "--acl", "1", "2"},
+                               {"dump"}}) {
+        const ToolRun result = zv_test::quickest_run("/nonexistent", words);
+        EXPECT_EQ(result.exit_code, 3);
+        EXPECT_LT(result.seconds, 0.1);
+        EXPECT_EQ(result.out, "");
+        expect_part(result.err, "no daemon at /nonexistent/var/run/zv_acl_rm.sock: No such file");
+    }
+}
+
+TEST(MissingDaemon, IsAnObjectInJson) {
+    const ToolRun result = run_tool("/nonexistent", {"init", "--json"});
+    EXPECT_EQ(result.exit_code, 3);
+    const json answer = json::parse(result.out);
+    EXPECT_EQ(answer.at("ok"), false);
+    EXPECT_EQ(answer.at("exit"), 3);
+}
+
+TEST(OpenWord, SendsTheOwnerAndTheDefaultHandle) {
+    StubDaemon daemon;
+    const ToolRun result = run(daemon, {"open", "--owner", "tarn-os"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.out, "Opened as tarn-os with handle 0xac1.\n");
+    ASSERT_EQ(daemon.requests().size(), 1u);
+    const auto params = record<zv_acl_rm_open_params_t>(daemon.requests()[0]);
+    EXPECT_EQ(params.client_handle, 0xac1u);
+    EXPECT_EQ(params.owner, 1u);
+}
+
+TEST(OpenWord, IsTheOnlyOneThatOpens) {
+    StubDaemon daemon;
+    const std::string file = rule_file(daemon, rules(1));
+    run(daemon, {"init"});
+    run(daemon, {"acl", "create", "--size", "1"});
+    run(daemon, {"rule", "load", file, "--acl", "1"});
+    run(daemon, {"rule", "check", file});
+    run(daemon, {"bind", "port", "--acl", "1", "2"});
+    run(daemon, {"dump", daemon.directory() + "/d"});
+    EXPECT_EQ(daemon.requests().size(), 5u);
+    for (const StubRequest &request : daemon.requests()) {
+        EXPECT_NE(request.command, 2u);
+    }
+}
+
+TEST(InitWord, SendsTheChipType) {
+    StubDaemon daemon;
+    EXPECT_EQ(run(daemon, {"init", "--chip", "9"}).out, "Limits of chip type 9 loaded.\n");
+    EXPECT_EQ(record<zv_acl_rm_init_params_t>(daemon.requests()[0]).chip_type, 9u);
+}
+
+StubReply create_reply(const StubRequest &request) {
+    StubReply reply = echo_reply(request);
+    reply.body[0] = 17;  /* ACL id */
+    reply.body[28] = 23; /* region id */
+    return reply;
+}
+
+TEST(AclCreateWord, SendsTheAclAndPrintsItsIds) {
+    StubDaemon daemon(create_reply);
+    const ToolRun result = run(daemon, {"acl", "create", "--size", "512", "--direction", "egress",
+                                        "--action-type", "4", "--handle", "9"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.out, "ACL 17 created: egress, room for 512 rules of key type 0, region 23.\n");
+    const auto params = record<zv_acl_rm_acl_set_params_t>(daemon.requests()[0]);
+    EXPECT_EQ(params.client_handle, 9u);
+    EXPECT_EQ(params.cmd, 4u);
+    EXPECT_EQ(params.acl.direction, 1u);
+    EXPECT_EQ(params.acl.action_type, 4u);
+    EXPECT_EQ(params.acl.min_size, 512u);
+    EXPECT_EQ(params.acl.max_size, 512u);
+}
+
+TEST(AclCreateWord, PrintsAnObjectInJson) {
+    StubDaemon daemon(create_reply);
+    const json answer = json::parse(run(daemon, {"--json", "acl", "create", "--size", "5"}).out);
+    EXPECT_EQ(answer.at("ok"), true);
+    EXPECT_EQ(answer.at("acl_id"), 17);
+    EXPECT_EQ(answer.at("region_id"), 23);
+}
+
+TEST(Refusal, NamesInputStatusAndMeaning) {
+    StubDaemon daemon(refuse(ZV_ACL_RM_STATUS_NO_RESOURCES));
+    const ToolRun result = run(daemon, {"acl", "create", "--size", "77"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_EQ(result.out, "");
+    expect_part(result.err, "aclrmctl: creating an ACL of 77 rules: refused\n");
+    expect_part(result.err,
+                "  status 6, ZV_ACL_RM_STATUS_NO_RESOURCES: a table of the daemon is full");
+}
+
+TEST(Refusal, HintsAtAHandleThatIsNotOpen) {
+    StubDaemon daemon(refuse(ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND));
+    expect_part(run(daemon, {"acl", "create", "--size", "1"}).err, "is handle 0xac1 open");
+}
+
+TEST(Refusal, IsAnObjectInJson) {
+    StubDaemon daemon(refuse(1));
+    const ToolRun result = run(daemon, {"init", "--json"});
+    EXPECT_EQ(result.exit_code, 4);
+    const json answer = json::parse(result.out);
+    EXPECT_EQ(answer.at("status"), 1);
+    EXPECT_EQ(answer.at("status_name"), "ZV_ACL_RM_STATUS_ERROR");
+    EXPECT_FALSE(answer.at("status_meaning").get<std::string>().empty());
+}
+
+TEST(SilentDaemon, MakesTheToolGiveUpWithStatusFive) {
+    StubDaemon daemon([](const StubRequest &) { return StubReply{.silent = true}; });
+    const ToolRun result = run(daemon, {"init", "--timeout", "30"});
+    EXPECT_EQ(result.exit_code, 5);
+    expect_part(result.err, "no answer within 30 ms");
+}
+
+TEST(DyingDaemon, MakesTheToolEndWithStatusThree) {
+    StubDaemon daemon([](const StubRequest &) { return StubReply{.hang_up = true}; });
+    const ToolRun result = run(daemon, {"init"});
+    EXPECT_EQ(result.exit_code, 3);
+    expect_part(result.err, "the daemon went away");
+}
+
+TEST(BindPortWord, SendsThePortsInTheirOrder) {
+    StubDaemon daemon;
+    const ToolRun result = run(daemon, {"bind", "port", "--acl", "3", "65537-65540", "9"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.out, "ACL 3 bound to 5 ports: 65537-65540, 9.\n");
+    const auto params = record<zv_acl_rm_acl_port_bind_params_t>(daemon.requests()[0]);
+    EXPECT_EQ(params.cmd, 7u);
+    EXPECT_EQ(params.acl_id, 3u);
+    ASSERT_EQ(params.ports_num, 5u);
+    EXPECT_EQ(params.log_ports[3], 65540u);
+    EXPECT_EQ(params.log_ports[4], 9u);
+}
+
+TEST(BindPortWord, SplitsAListAtAHundredPorts) {
+    for (const auto &[ports, commands] : {std::pair{"1-100", 1u}, {"1-101", 2u}, {"1-200", 2u}}) {
+        StubDaemon daemon;
+        EXPECT_EQ(run(daemon, {"bind", "port", "--acl", "3", ports}).exit_code, 0);
+        EXPECT_EQ(daemon.requests().size(), commands) << ports;
+    }
+}
+
+TEST(RuleCheckWord, CountsLinesRulesAndExpandedRulesWithoutADaemon) {
+    const StubDaemon directory;
+    const std::string file = rule_file(
+        directory, "# two\n@10.0.0.1/8 0.0.0.0/0 1:2 1:6 6/255 0/0 drop\n" + std::string(kRule));
+    const ToolRun result = run_tool("/nonexistent", {"rule", "check", file});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.out, file +
+                              ": 3 lines, 2 rules, 9 after port ranges became prefixes\n"
+                              "  verdicts: 0 permit, 1 drop, 0 trap, 1 left to --verdict\n"
+                              "  note: 1 rule had address bits beyond the prefix, which were "
+                              "cleared (first: line 2)\n");
+}
+
+TEST(RuleCheckWord, FindsTheSampleGood) {
+    const ToolRun result =
+        run_tool("", {"--json", "rule", "check", ZV_TEST_SAMPLES_DIR "/campus-edge.rules"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    const json answer = json::parse(result.out);
+    EXPECT_GE(answer.at("rules"), 300);
+    EXPECT_EQ(answer.at("no_verdict"), 0);
+}
+
+TEST(RuleLoadWord, SendsNothingOfABadFileAndShowsTheLine) {
+    StubDaemon daemon;
+    const std::string file = rule_file(daemon, std::string(kRule) + "@10.0.0.0/8 oops\n");
+    const ToolRun result = run(daemon, {"rule", "load", file, "--acl", "1"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.err, "aclrmctl: " + file +
+                              ":2:13: expected an octet of an address\n"
+                              "    @10.0.0.0/8 oops\n"
+                              "                ^\n");
+    EXPECT_TRUE(daemon.requests().empty());
+}
+
+TEST(RuleLoadWord, SaysThatAFileIsMissingOrWithoutRules) {
+    StubDaemon daemon;
+    const ToolRun missing = run(daemon, {"rule", "load", "/nonexistent", "--acl", "1"});
+    EXPECT_EQ(missing.exit_code, 2);
+    EXPECT_EQ(missing.err, "aclrmctl: /nonexistent: No such file or directory\n");
+    const std::string empty = rule_file(daemon, "# nothing\n");
+    const ToolRun without = run(daemon, {"rule", "load", empty, "--acl", "1"});
+    EXPECT_EQ(without.exit_code, 2);
+    expect_part(without.err, "there is no rule in the file");
+    EXPECT_TRUE(daemon.requests().empty());
+}
+
+TEST(RuleLoadWord, LeavesRoomForTheLastPriority) {
+    StubDaemon daemon;
+    const std::string file = rule_file(daemon, rules(2));
+    EXPECT_EQ(run(daemon, {"rule", "load", file, "--acl", "1", "--first-priority", "4294967293"})
+                  .exit_code,
+              0);
+    EXPECT_EQ(run(daemon, {"rule", "load", file, "--acl", "1", "--first-priority", "4294967294"})
+                  .exit_code,
+              1);
+}
+
+TEST(RuleLoadWord, SendsTheRulesInBatchesInFileOrder) {
+    StubDaemon daemon;
+    const std::string file = rule_file(daemon, rules(45));
+    const ToolRun result = run(daemon, {"rule", "load", file, "--acl", "6", "--first-priority",
+                                        "100", "--verdict", "drop", "--forward-port", "65540"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.err, "") << "no progress where no terminal is";
+    expect_part(result.out, "45 rules became 45 in ACL 6, priority 100-144\n  3 commands in ");
+    expect_part(result.out, " rules/second\n");
+    const auto requests = daemon.requests();
+    ASSERT_EQ(requests.size(), 3u);
+    uint32_t next = 100;
+    for (const StubRequest &request : requests) {
+        const auto params = record<zv_acl_rm_acl_rule_set_params_t>(request);
+        EXPECT_EQ(params.cmd, 6u);
+        EXPECT_EQ(params.acl_id, 6u);
+        EXPECT_EQ(params.rules_num, next == 140 ? 5u : 20u);
+        for (uint32_t i = 0; i < params.rules_num; i++) {
+            EXPECT_EQ(params.rules[i].priority, next++);
+            EXPECT_EQ(params.rules[i].action[12], 1);
+            EXPECT_EQ(params.rules[i].forwarding.log_port, 65540u);
+        }
+    }
+    EXPECT_EQ(next, 145u);
+}
+
+TEST(RuleLoadWord, ReportsAFailingBatchWithItsLinesAndWhatIsLoaded) {
+    StubDaemon daemon([](const StubRequest &request) {
+        StubReply reply = echo_reply(request);
+        uint32_t priority = 0;
+        std::memcpy(&priority, &request.body[16], sizeof(priority));
+        reply.status = priority == 20 ? 7 : 0;
+        return reply;
+    });
+    const std::string file = rule_file(daemon, "# title\n" + rules(60));
+    const ToolRun result =
+        run(daemon, {"rule", "load", file, "--acl", "6", "--batch", "10", "--in-flight", "1"});
+    EXPECT_EQ(result.exit_code, 4);
+    expect_part(result.err,
+                "loading " + file + " lines 22-31 (rules at priority 20-29 of ACL 6): refused\n");
+    expect_part(result.err, "status 7, ZV_ACL_RM_STATUS_NO_HW_RESOURCES: the switch hardware");
+    expect_part(result.err, "loaded: 20 of 60 rules, at priority 0-19\n");
+    EXPECT_EQ(daemon.requests().size(), 3u);
+}
+
+TEST(RuleLoadWord, CountsTheBatchesUnderWayBehindAFailingOne) {
+    StubDaemon daemon([](const StubRequest &request) {
+        StubReply reply = echo_reply(request);
+        uint32_t priority = 0;
+        std::memcpy(&priority, &request.body[16], sizeof(priority));
+        reply.status = priority == 0 ? 1 : 0;
+        return reply;
+    });
+    const std::string file = rule_file(daemon, rules(400));
+    const ToolRun result =
+        run(daemon, {"rule", "load", file, "--acl", "6", "--batch", "20", "--in-flight", "4"});
+    EXPECT_EQ(result.exit_code, 4);
+    expect_part(result.err, "loaded: 60 of 400 rules, at priority 20-79\n");
+    EXPECT_EQ(daemon.requests().size(), 4u);
+}
+
+TEST(RuleLoadWord, SaysWhatIsUnknownAfterATimeout) {
+    StubDaemon daemon([](const StubRequest &request) {
+        StubReply reply = echo_reply(request);
+        uint32_t priority = 0;
+        std::memcpy(&priority, &request.body[16], sizeof(priority));
+        reply.silent = priority >= 40;
+        return reply;
+    });
+    const std::string file = rule_file(daemon, rules(400));
+    const ToolRun result =
+        run(daemon, {"rule", "load", file, "--acl", "6", "--in-flight", "4", "--timeout", "50"});
+    EXPECT_EQ(result.exit_code, 5);
+    expect_part(result.err, "loaded: 40 of 400 rules, at priority 0-39\n");
+    expect_part(result.err, "unknown: 4 commands were under way, from " + file + " lines 41-60");
+}
+
+TEST(RuleLoadWord, GetsThroughWithAnyWindow) {
+    for (const char *in_flight : {"1", "2", "31", "32"}) {
+        StubDaemon daemon;
+        const std::string file = rule_file(daemon, rules(2000));
+        const ToolRun result =
+            run(daemon, {"rule", "load", file, "--acl", "6", "--in-flight", in_flight});
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        EXPECT_EQ(daemon.requests().size(), 100u);
+    }
+}
+
+/* Writes what it is asked to, as the daemon does. */
+StubReply write_dump(const StubRequest &request) {
+    std::ofstream(std::string(request.attachment.begin(), request.attachment.end() - 1))
+        << "=====ACL_RM Cache dump start:=====\n";
+    return echo_reply(request);
+}
+
+TEST(DumpWord, PrintsTheDumpAndLeavesNoFile) {
+    StubDaemon daemon(write_dump);
+    const ToolRun result = run(daemon, {"dump"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.out, "=====ACL_RM Cache dump start:=====\n");
+    const auto attachment = daemon.requests()[0].attachment;
+    EXPECT_FALSE(std::ifstream(std::string(attachment.begin(), attachment.end() - 1)).is_open());
+}
+
+TEST(DumpWord, HasTheDaemonWriteTheNamedFile) {
+    StubDaemon daemon(write_dump);
+    const std::string path = daemon.directory() + "/dump.txt";
+    const ToolRun result = run(daemon, {"dump", path});
+    EXPECT_EQ(result.out, path + ": 35 bytes written by the daemon.\n");
+    EXPECT_EQ(run(daemon, {"dump", path}).exit_code, 0) << "a file that is there is replaced";
+}
+
+TEST(DumpWord, NoticesThatTheDaemonWroteNoFile) {
+    StubDaemon daemon;
+    const ToolRun result = run(daemon, {"dump", daemon.directory() + "/dump.txt"});
+    EXPECT_EQ(result.exit_code, 7);
+    expect_part(result.err, "dump.txt: the daemon did not write it");
+    EXPECT_EQ(run(daemon, {"dump"}).exit_code, 7);
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+/* Rules and packets as key bytes, to the byte. */
+#include "rule_encode.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+using namespace aclrmctl;
+
+const char *const kLine = "@10.1.2.0/24 192.0.2.53/32 1024:1025 53:53 0x11/0xFF 0x0102/0x0FFF trap";
+
+RuleFile parsed(const std::string &text) {
+    RuleFile file;
+    EXPECT_FALSE(parse_rule_text(text, &file));
+    return file;
+}
+
+acl_rm_rule encoded(const std::string &line, uint32_t priority, const RuleOptions &options) {
+    const RuleFile file = parsed(line);
+    std::vector<ExpandedRule> expanded;
+    EXPECT_TRUE(expand_rules(file, &expanded));
+    acl_rm_rule record;
+    std::memset(&record, 0xAA, sizeof(record));
+    encode_rule(file.rules[0], expanded.at(0), priority, options, &record);
+    return record;
+}
+
+KeyBytes bytes(std::initializer_list<uint8_t> first) {
+    KeyBytes key{};
+    std::copy(first.begin(), first.end(), key.begin());
+    return key;
+}
+
+KeyBytes key_of(const acl_rm_key &key) {
+    KeyBytes copy;
+    std::memcpy(copy.data(), key.data, copy.size());
+    return copy;
+}
+
+TEST(RuleEncode, PutsKeyAndMaskInNetworkByteOrder) {
+    const acl_rm_rule record = encoded(kLine, 5, {});
+    EXPECT_EQ(record.key.key_type, 0u);
+    EXPECT_EQ(key_of(record.key),
+              bytes({10, 1, 2, 0, 192, 0, 2, 53, 0x11, 0, 0x04, 0x00, 0x00, 0x35, 0x01, 0x02}));
+    EXPECT_EQ(record.mask.key_type, 0u);
+    EXPECT_EQ(key_of(record.mask), bytes({255, 255, 255, 0, 255, 255, 255, 255, 0xFF, 0, 0xFF, 0xFE,
+                                          0xFF, 0xFF, 0x0F, 0xFF}));
+}
+
+TEST(RuleEncode, SetsEveryByteOfTheRecord) {
+    const acl_rm_rule record = encoded(kLine, 5, {});
+    acl_rm_rule expected{};
+    expected.priority = 5;
+    expected.offset = 5;
+    expected.valid = 1;
+    std::memcpy(&expected.key, &record.key, sizeof(expected.key));
+    std::memcpy(&expected.mask, &record.mask, sizeof(expected.mask));
+    expected.action[12] = 2; /* trap */
+    EXPECT_EQ(std::memcmp(&record, &expected, sizeof(record)), 0);
+}
+
+TEST(RuleEncode, GivesRulesWithoutAVerdictTheOptions) {
+    const std::string line = "@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 0/0 0/0";
+    EXPECT_EQ(encoded(line, 0, {}).action[12], 0);
+    RuleOptions options;
+    options.verdict = Verdict::kDrop;
+    EXPECT_EQ(encoded(line, 0, options).action[12], 1);
+    EXPECT_EQ(encoded(line + " permit", 0, options).action[12], 0);
+}
+
+TEST(RuleEncode, GivesEveryRuleTheCounterAndForwardPortOfTheOptions) {
+    RuleOptions options;
+    options.counter_id = 7;
+    options.forward_port = 65540;
+    const acl_rm_rule record = encoded(kLine, 5, options);
+    EXPECT_EQ(record.forwarding.counter_id, 7u);
+    EXPECT_EQ(record.forwarding.type, 1u);
+    EXPECT_EQ(record.forwarding.log_port, 65540u);
+}
+
+TEST(RuleExpansion, MakesEveryPairOfPrefixesInOrder) {
+    const RuleFile file = parsed(
+        "@0.0.0.0/0 0.0.0.0/0 1:2 5:6 6/255 0/0\n@0.0.0.0/0 0.0.0.0/0 0:65535 9:9 6/255 0/0\n");
+    std::vector<ExpandedRule> expanded;
+    ASSERT_TRUE(expand_rules(file, &expanded));
+    std::vector<std::array<uint32_t, 3>> seen;
+    for (const ExpandedRule &rule : expanded) {
+        seen.push_back({rule.rule_index, rule.source_port.value, rule.destination_port.value});
+    }
+    const std::vector<std::array<uint32_t, 3>> expected{
+        {0, 1, 5}, {0, 1, 6}, {0, 2, 5}, {0, 2, 6}, {1, 0, 9}};
+    EXPECT_EQ(seen, expected);
+}
+
+TEST(RuleExpansion, StopsAtItsLimit) {
+    std::string text;
+    /* 900 rules a line; 1165 lines are the most that stay within 2^20. */
+    for (int i = 0; i < 1165; i++) {
+        text += "@0.0.0.0/0 0.0.0.0/0 1:65534 1:65534 0/0 0/0\n";
+    }
+    std::vector<ExpandedRule> expanded;
+    EXPECT_TRUE(expand_rules(parsed(text), &expanded));
+    EXPECT_EQ(expanded.size(), 1048500u);
+    expanded.clear();
+    const RuleFile more = parsed(text + "@0.0.0.0/0 0.0.0.0/0 1:65534 1:65534 0/0 0/0\n");
+    EXPECT_FALSE(expand_rules(more, &expanded));
+    EXPECT_EQ(expanded.size(), 1048500u);
+}
+
+/* The switch's matching rule over the expansion of a line, against the line read as it stands. */
+TEST(RuleExpansion, MatchesThePacketsOfTheRangesAndNoOthers) {
+    const RuleFile file = parsed("@10.0.0.0/8 0.0.0.0/0 100:203 1023:1025 6/255 0/0\n");
+    std::vector<ExpandedRule> expanded;
+    ASSERT_TRUE(expand_rules(file, &expanded));
+    std::vector<acl_rm_rule> records(expanded.size());
+    for (size_t i = 0; i < expanded.size(); i++) {
+        encode_rule(file.rules[0], expanded[i], 0, {}, &records[i]);
+    }
+    for (uint16_t sport = 90; sport < 215; sport++) {
+        for (uint16_t dport = 1020; dport < 1030; dport++) {
+            const KeyBytes packet = encode_packet({10u << 24, 1, 6, sport, dport, 0x10});
+            int hits = 0;
+            for (const acl_rm_rule &record : records) {
+                bool matches = true;
+                for (size_t i = 0; i < packet.size(); i++) {
+                    matches = matches && (packet[i] & record.mask.data[i]) ==
+                                             (record.key.data[i] & record.mask.data[i]);
+                }
+                hits += matches ? 1 : 0;
+            }
+            const bool inside = sport >= 100 && sport <= 203 && dport >= 1023 && dport <= 1025;
+            EXPECT_EQ(hits, inside ? 1 : 0) << sport << " " << dport;
+        }
+    }
+}
+
+TEST(PacketKey, PutsTheFieldsWhereRulesHaveThem) {
+    EXPECT_EQ(encode_packet({0x0A000001, 0xC0000202, 6, 0x1234, 443, 0x0002}),
+              bytes({10, 0, 0, 1, 192, 0, 2, 2, 6, 0, 0x12, 0x34, 0x01, 0xBB, 0x00, 0x02}));
+}
+
+std::string words_of(const std::string &line) {
+    const acl_rm_rule record = encoded(line, 0, {});
+    return describe_match(key_of(record.key), key_of(record.mask));
+}
+
+TEST(MatchWords, ReadLikeARule) {
+    EXPECT_EQ(words_of("@10.0.0.0/8 0.0.0.0/0 0:65535 53:53 17/255 0/0"),
+              "udp 10.0.0.0/8 > any port 53");
+    EXPECT_EQ(words_of("@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 0/0 0/0"), "ip any > any");
+    EXPECT_EQ(words_of("@0.0.0.0/0 192.0.2.1/32 1024:2047 80:81 6/255 2/0x12"),
+              "tcp any port 1024-2047 > 192.0.2.1 port 80-81 flags 0x0002/0x0012");
+    EXPECT_EQ(words_of("@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 89/255 0/0"), "protocol 89 any > any");
+    EXPECT_EQ(words_of("@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 1/255 0/0"), "icmp any > any");
+    EXPECT_EQ(words_of("@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 6/0x0F 0/0"),
+              "protocol 0x06&0x0f any > any");
+}
+
+TEST(MatchWords, ShowAMaskThatIsNoPrefix) {
+    EXPECT_EQ(describe_match(bytes({10, 0, 0, 1}), bytes({255, 0, 0, 255})),
+              "ip 10.0.0.1&255.0.0.255 > any");
+    EXPECT_EQ(describe_match(bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}),
+                             bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1})),
+              "ip any port 1&0x0001 > any");
+}
+
+TEST(PacketWords, ReadLikeAPacket) {
+    EXPECT_EQ(describe_packet(encode_packet({0x0A000001, 0xC0000202, 6, 1024, 443, 2})),
+              "tcp 10.0.0.1:1024 > 192.0.2.2:443 flags 0x0002");
+    EXPECT_EQ(describe_packet(encode_packet({0x0A000001, 0xC0000202, 17, 1024, 53, 0})),
+              "udp 10.0.0.1:1024 > 192.0.2.2:53");
+}
+
+TEST(KeyHex, GoesThereAndBack) {
+    KeyBytes key;
+    for (size_t i = 0; i < key.size(); i++) {
+        key[i] = static_cast<uint8_t>(i * 37 + 11);
+    }
+    const std::string hex = key_to_hex(key);
+    EXPECT_EQ(hex.substr(0, 8), "0b30557a");
+    KeyBytes back{};
+    EXPECT_TRUE(key_from_hex(hex, &back));
+    EXPECT_EQ(back, key);
+    std::string upper = hex;
+    for (char &c : upper) {
+        c = static_cast<char>(toupper(c));
+    }
+    back = {};
+    EXPECT_TRUE(key_from_hex(upper, &back));
+    EXPECT_EQ(back, key);
+}
+
+TEST(KeyHex, TakesExactly256Digits) {
+    KeyBytes key;
+    EXPECT_FALSE(key_from_hex(std::string(255, '0'), &key));
+    EXPECT_TRUE(key_from_hex(std::string(256, '0'), &key));
+    EXPECT_FALSE(key_from_hex(std::string(257, '0'), &key));
+    for (const char bad : {'g', 'G', ' ', '\x10', '\x00', '/', ':', '@', '`', '\xff'}) {
+        EXPECT_FALSE(key_from_hex(std::string(255, '0') + bad, &key)) << int{bad};
+    }
+}
+
+}  // namespace

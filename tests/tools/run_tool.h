@@ -1,0 +1,25 @@
+/* Runs aclrmctl as a user does: a process of its own, its two outputs kept apart. */
+#ifndef ZV_TESTS_TOOLS_RUN_TOOL_H
+#define ZV_TESTS_TOOLS_RUN_TOOL_H
+
+#include <string>
+#include <vector>
+
+namespace zv_test {
+
+struct ToolRun {
+    int exit_code = -1; /* -1: killed by a signal, or never started */
+    std::string out;
+    std::string err;
+    double seconds = 0;
+};
+
+/* `root` becomes ZV_PLATFORM_ROOT; with "" the variable is not set. */
+ToolRun run_tool(const std::string &root, const std::vector<std::string> &words);
+
+/* The quickest of ten runs: what the tool takes, not what a busy machine adds. */
+ToolRun quickest_run(const std::string &root, const std::vector<std::string> &words);
+
+}  // namespace zv_test
+
+#endif

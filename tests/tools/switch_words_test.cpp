@@ -1,0 +1,297 @@
+/* The tool's process against a stub of the switch's control socket. */
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "rule_encode.h"
+#include "tests/tools/run_tool.h"
+
+namespace {
+
+using nlohmann::json;
+using zv_test::run_tool;
+using zv_test::ToolRun;
+using Words = std::vector<std::string>;
+
+/* Answers lines as a test says, one connection after the other. */
+class StubSwitch {
+  public:
+    using Handler = std::function<std::string(const json &)>;
+
+    explicit StubSwitch(Handler handler) : handler_(std::move(handler)) {
+        char name[] = "/tmp/zv-switch-XXXXXX";
+        directory_ = mkdtemp(name);
+        path_ = directory_ + "/s";
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, path_.c_str(), sizeof(address.sun_path) - 1);
+        listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(listener_, reinterpret_cast<const sockaddr *>(&address), sizeof(address)),
+                  0);
+        EXPECT_EQ(listen(listener_, 8), 0);
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~StubSwitch() {
+        shutdown(listener_, SHUT_RDWR);
+        thread_.join();
+        close(listener_);
+        std::filesystem::remove_all(directory_);
+    }
+    StubSwitch(const StubSwitch &) = delete;
+    StubSwitch &operator=(const StubSwitch &) = delete;
+
+    std::vector<json> questions() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return questions_;
+    }
+
+    ToolRun run(Words words) const {
+        words.insert(words.begin(), {"--switch-socket", path_});
+        return run_tool("", words);
+    }
+
+  private:
+    void serve() {
+        int fd = -1;
+        while ((fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0) {
+            std::string line;
+            char c = 0;
+            while (read(fd, &c, 1) == 1 && c != '\n') {
+                line += c;
+            }
+            const json question = json::parse(line);
+            {
+                const std::lock_guard<std::mutex> lock(mutex_);
+                questions_.push_back(question);
+            }
+            const std::string answer = handler_(question);
+            /* In pieces, since a stream has no messages. */
+            for (size_t at = 0; at < answer.size(); at += 1000) {
+                const std::string piece = answer.substr(at, 1000);
+                EXPECT_EQ(send(fd, piece.data(), piece.size(), MSG_NOSIGNAL),
+                          static_cast<ssize_t>(piece.size()));
+            }
+            close(fd);
+        }
+    }
+
+    Handler handler_;
+    std::string directory_;
+    std::string path_;
+    int listener_ = -1;
+    mutable std::mutex mutex_;
+    std::vector<json> questions_;
+    std::thread thread_;
+};
+
+json switch_rule(uint32_t offset, int activity, const aclrmctl::KeyBytes &key,
+                 const aclrmctl::KeyBytes &mask, int verdict) {
+    std::string action(112, '0');
+    action[25] = static_cast<char>('0' + verdict);
+    return {{"offset", offset},   {"valid", 1},
+            {"key_type", 0},      {"key", aclrmctl::key_to_hex(key)},
+            {"mask_key_type", 0}, {"mask", aclrmctl::key_to_hex(mask)},
+            {"action", action},   {"activity", activity}};
+}
+
+json sample_state() {
+    aclrmctl::KeyBytes key = aclrmctl::encode_packet({0x0A000000, 0, 17, 0, 53, 0});
+    aclrmctl::KeyBytes mask = aclrmctl::encode_packet({0xFF000000, 0, 255, 0, 65535, 0});
+    return {
+        {"ok", true},
+        {"regions",
+         {{{"region_id", 4},
+           {"region_size", 512},
+           {"key_type", 0},
+           {"action_type", 1},
+           {"rules", {switch_rule(3, 1, key, mask, 1), switch_rule(12, 0, {}, {}, 0)}}}}},
+        {"acls", {{{"acl_id", 7}, {"acl_type", 2}, {"direction", 0}, {"region_id", 4}}}},
+        {"groups", {{{"group_id", 9}, {"direction", 0}, {"acl_ids", {7, 8}}}}},
+        {"bindings", {{{"log_port", 65537}, {"group_id", 9}}, {{"rif_id", 5}, {"group_id", 9}}}},
+        {"pbs", {{{"pbs_id", 1}, {"switch_id", 0}, {"entry_type", 2}, {"ports", {65540, 65541}}}}},
+        {"counters", {{{"counter_id", 3}, {"counter_type", 1}, {"values", {11, 2200}}}}},
+        {"ports", json::array()}};
+}
+
+std::string answer_packet(const json &question) {
+    if (question.at("cmd") == "state") {
+        return sample_state().dump() + "\n";
+    }
+    return json{{"ok", true},
+                {"matched", true},
+                {"acl_id", 7},
+                {"offset", 3},
+                {"verdict", 1},
+                {"counter_id", 3},
+                {"ports", {65540, 65541}}}
+               .dump() +
+           "\n";
+}
+
+void expect_part(const std::string &text, const std::string &part) {
+    EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
+}
+
+TEST(SwitchPacket, AsksWithTheWholeKey) {
+    const StubSwitch sim(answer_packet);
+    sim.run({"switch", "packet", "--port", "65537", "--src", "10.0.0.1", "--dst", "192.0.2.53",
+             "--proto", "udp", "--sport", "1024", "--dport", "53", "--length", "99"});
+    const json asked = sim.questions().at(0);
+    EXPECT_EQ(asked, (json{{"cmd", "packet"},
+                           {"log_port", 65537},
+                           {"direction", 0},
+                           {"key_type", 0},
+                           {"key", "0a000001c000023511000400003500" + std::string(226, '0')},
+                           {"length", 99}}));
+}
+
+TEST(SwitchPacket, ShowsTheRuleThatWasHit) {
+    const StubSwitch sim(answer_packet);
+    const ToolRun result = sim.run({"switch", "packet", "--port", "65537", "--src", "10.0.0.1",
+                                    "--dst", "192.0.2.53", "--proto", "udp", "--dport", "53"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.out,
+              "packet  udp 10.0.0.1:0 > 192.0.2.53:53, 64 bytes, ingress at port 65537\n"
+              "hit     ACL 7, rule at offset 3: udp 10.0.0.0/8 > any port 53\n"
+              "verdict drop, counted by 3, forwarded to port 65540-65541\n");
+}
+
+TEST(SwitchPacket, SaysThatNoRuleMatched) {
+    const StubSwitch sim([](const json &) { return "{\"ok\":true,\"matched\":false}\n"; });
+    const ToolRun result = sim.run({"switch", "packet", "--rif", "5", "--direction", "egress"});
+    EXPECT_EQ(result.out,
+              "packet  protocol 0 0.0.0.0:0 > 0.0.0.0:0, 64 bytes, egress at router interface 5\n"
+              "verdict permit (no rule matched)\n");
+    EXPECT_EQ(sim.questions().size(), 1u);
+    EXPECT_EQ(sim.questions()[0].at("rif_id"), 5);
+}
+
+TEST(SwitchPacket, IsTheSwitchesObjectAndTheRuleInJson) {
+    const StubSwitch sim(answer_packet);
+    const json answer = json::parse(sim.run({"switch", "packet", "--port", "1", "--json"}).out);
+    EXPECT_EQ(answer.at("offset"), 3);
+    EXPECT_EQ(answer.at("rule"), "udp 10.0.0.0/8 > any port 53");
+}
+
+TEST(SwitchState, IsTablesWithEveryKindOfObject) {
+    const StubSwitch sim([](const json &) { return sample_state().dump() + "\n"; });
+    const ToolRun result = sim.run({"switch", "state"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.out,
+              "Regions\n"
+              "  region  size  rules  hit  key type  action type\n"
+              "       4   512      2    1         0            1\n"
+              "ACLs\n"
+              "  ACL  region  direction  type\n"
+              "    7       4  ingress       2\n"
+              "Groups\n"
+              "  group  direction  ACLs in order\n"
+              "      9  ingress    7-8\n"
+              "Bindings\n"
+              "  bound to          number  group\n"
+              "  logical port       65537      9\n"
+              "  router interface       5      9\n"
+              "Forwarding entries\n"
+              "  PBS  type  ports\n"
+              "    1     2  65540-65541\n"
+              "Flow counters\n"
+              "  counter  type  first  second\n"
+              "        3     1     11    2200\n");
+}
+
+TEST(SwitchState, ShowsTheRulesThatWereHitOrAll) {
+    const StubSwitch sim([](const json &) { return sample_state().dump() + "\n"; });
+    const std::string active = sim.run({"switch", "state", "--active"}).out;
+    expect_part(active,
+                "Rules that were hit\n"
+                "  region  offset  hit  verdict  rule\n"
+                "       4       3  yes  drop     udp 10.0.0.0/8 > any port 53\n");
+    EXPECT_EQ(active.find("ip any"), std::string::npos);
+    expect_part(sim.run({"switch", "state", "--rules"}).out,
+                "       4      12  no   permit   ip any > any\n");
+}
+
+TEST(SwitchState, TakesAnAnswerOfMegabytes) {
+    json state = sample_state();
+    const json rule = state["regions"][0]["rules"][0];
+    for (int i = 0; i < 6400; i++) {
+        state["regions"][0]["rules"].push_back(rule);
+    }
+    const StubSwitch sim([&state](const json &) { return state.dump() + "\n"; });
+    const ToolRun result = sim.run({"switch", "state"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    expect_part(result.out, "       4   512   6402  6401 ");
+}
+
+TEST(SwitchUsage, IsATableWithShares) {
+    const StubSwitch sim([](const json &) {
+        return "{\"ok\":true,\"usage\":{\"acls\":{\"used\":2,\"capacity\":512},"
+               "\"tcam_entries\":{\"used\":512,\"capacity\":65536}}}\n";
+    });
+    EXPECT_EQ(sim.run({"switch", "usage"}).out,
+              "  table         used  capacity   full\n"
+              "  acls             2       512  0.4 %\n"
+              "  tcam_entries   512     65536  0.8 %\n");
+    EXPECT_EQ(sim.questions().at(0), (json{{"cmd", "usage"}}));
+}
+
+TEST(SwitchFaults, SetsAndClears) {
+    const StubSwitch sim([](const json &question) {
+        return json{{"ok", true}, {"armed", question.at("set").size()}}.dump() + "\n";
+    });
+    EXPECT_EQ(sim.run({"switch", "faults", "--set", "[{\"call\":\"*\",\"status\":5}]"}).out,
+              "1 fault armed.\n");
+    EXPECT_EQ(sim.run({"switch", "faults", "--clear"}).out, "0 faults armed.\n");
+    EXPECT_EQ(sim.questions().at(0).at("set"), (json::parse("[{\"call\":\"*\",\"status\":5}]")));
+    EXPECT_EQ(sim.questions().at(1).at("set"), json::array());
+    const ToolRun wrong = sim.run({"switch", "faults", "--set", "{}"});
+    EXPECT_EQ(wrong.exit_code, 1);
+    EXPECT_EQ(sim.questions().size(), 2u);
+}
+
+TEST(SwitchSocket, HandsARefusalOnWithStatusSix) {
+    const StubSwitch sim([](const json &) { return "{\"ok\":false,\"error\":\"set[0].nth\"}\n"; });
+    const ToolRun result = sim.run({"switch", "faults", "--clear"});
+    EXPECT_EQ(result.exit_code, 6);
+    EXPECT_EQ(result.err, "aclrmctl: switch command 'faults': the switch refused: set[0].nth\n");
+}
+
+TEST(SwitchSocket, IsAnsweredAtOnceWhenItIsMissing) {
+    const ToolRun result = zv_test::quickest_run("/nonexistent", {"switch", "usage"});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_LT(result.seconds, 0.1);
+    expect_part(result.err, "no simulated switch at /nonexistent/var/run/zv_switch.sock");
+}
+
+TEST(SwitchSocket, EndsAsAFailureWhenTheAnswerIsNone) {
+    for (const char *answer : {"\n", "[]\n", "{\"ok\":1}\n", "{\n", "{}\n", "null\n", "\xff\n"}) {
+        const StubSwitch sim([answer](const json &) { return answer; });
+        const ToolRun result = sim.run({"switch", "usage"});
+        EXPECT_EQ(result.exit_code, 7) << answer;
+        expect_part(result.err, "the answer is not the switch's");
+    }
+}
+
+TEST(SwitchSocket, EndsAsAFailureWhenTheAnswerHasAnotherShape) {
+    for (const char *answer : {"{\"ok\":true}\n", "{\"ok\":true,\"usage\":{\"a\":1}}\n"}) {
+        const StubSwitch sim([answer](const json &) { return answer; });
+        EXPECT_EQ(sim.run({"switch", "usage"}).exit_code, 7) << answer;
+        EXPECT_EQ(sim.run({"switch", "state"}).exit_code, 7) << answer;
+    }
+}
+
+TEST(SwitchSocket, EndsWithStatusThreeWhenTheSwitchHangsUp) {
+    const StubSwitch sim([](const json &) { return ""; });
+    EXPECT_EQ(sim.run({"switch", "usage"}).exit_code, 3);
+}
+
+}  // namespace
