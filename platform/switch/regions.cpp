@@ -1,6 +1,7 @@
 // Regions and the rules in them.
 
 #include <cstring>
+#include <utility>
 
 #include "platform/switch/state.h"
 
@@ -35,7 +36,9 @@ zv_status_t region_create(Switch &sw, uint32_t key_type, uint32_t action_type,
     if (!sw.regions.has_room(sw.config.regions) || !has_entries(sw, sw.entry_num + region_size)) {
         return kNoResources;
     }
-    *region_id = sw.regions.add({key_type, action_type, region_size, {}});
+    RuleStore rules;
+    rules.prepare(region_size);
+    *region_id = sw.regions.add({key_type, action_type, region_size, std::move(rules)});
     sw.entry_num += region_size;
     return kSuccess;
 }
@@ -52,6 +55,7 @@ zv_status_t region_resize(Switch &sw, uint32_t region_id, uint32_t region_size) 
     if (!has_entries(sw, entry_num)) {
         return kNoResources;
     }
+    region->rules.prepare(region_size);
     region->region_size = region_size;
     sw.entry_num = entry_num;
     return kSuccess;

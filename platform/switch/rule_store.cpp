@@ -1,10 +1,19 @@
 #include "platform/switch/rule_store.h"
 
+#include <algorithm>
+
 namespace zv_switch {
 
 RuleStore::Page *RuleStore::page_of(uint32_t offset) const {
     const size_t index = offset / kPageRules;
     return index < pages_.size() ? pages_[index].get() : nullptr;
+}
+
+void RuleStore::prepare(uint32_t size) {
+    const uint32_t end = std::min(size, kPreparedRules);
+    for (uint32_t offset = 0; offset < end; offset += kPageRules) {
+        reserve(offset);
+    }
 }
 
 void RuleStore::reserve(uint32_t offset) {
@@ -13,7 +22,8 @@ void RuleStore::reserve(uint32_t offset) {
         pages_.resize(index + 1);
     }
     if (pages_[index] == nullptr) {
-        pages_[index].reset(new Page);
+        // Cleared for its effect on the memory, which is there from then on, not for the zeros.
+        pages_[index].reset(new Page());
     }
 }
 

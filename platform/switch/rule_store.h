@@ -1,8 +1,9 @@
 // The rules of one region, by offset.
 //
 // Writing rules is the switch's most frequent work and must cost little more than copying them, so a
-// rule lies as it came in a page of 64, which bit sets describe, and pages are made when their first
-// rule comes: there is no allocation for a rule, and a large empty region costs nothing.
+// rule lies as it came in a page of 64, which bit sets describe: there is no allocation for a rule.
+// Pages are made with the region, as hardware has its rows from the start, so that the first write
+// of a rule is as fast as the next; those of a very large region come with their first rule.
 //
 // Offsets are not checked against the region's size here; that is the region's business. One thread
 // at a time.
@@ -26,7 +27,11 @@ struct StoredRule {
 
 class RuleStore {
  public:
-    // Makes sure that put(offset) needs no memory; the only function here that throws bad_alloc.
+    // Makes the pages of the first `size` offsets, as far as a region is not very large, and has the
+    // kernel provide their memory. Throws bad_alloc.
+    void prepare(uint32_t size);
+
+    // Makes sure that put(offset) needs no memory. Throws bad_alloc.
     void reserve(uint32_t offset);
 
     // Writes a rule at its offset, which was reserved, with activity 0.
@@ -68,8 +73,9 @@ class RuleStore {
 
  private:
     static constexpr uint32_t kPageRules = 64;
+    static constexpr uint32_t kPreparedRules = 65536;
 
-    // Default-initialised: the rules themselves are meaningful only where their bit is set.
+    // The rules themselves are meaningful only where their bit is set.
     struct Page {
         uint64_t occupied = 0;
         uint64_t active = 0;

@@ -34,7 +34,7 @@ class Step {
         return has_returned_;
     }
 
-    // Waits until the thread sleeps in the kernel or has come through its step.
+    // Waits until the thread sleeps in the kernel, has come through its step or has parked.
     void let_it_settle() {
         while (!has_returned_ && !is_asleep())
             sched_yield();
@@ -49,8 +49,9 @@ class Step {
         std::ifstream stat("/proc/self/task/" + std::to_string(thread_id_) + "/stat");
         std::string text;
         std::getline(stat, text);
+        // A thread that has parked is gone, and its file with it.
         const size_t name_end = text.rfind(')');
-        return name_end != std::string::npos && text.substr(name_end, 3) == ") S";
+        return name_end == std::string::npos || text.substr(name_end, 3) == ") S";
     }
 
     std::atomic<bool> has_returned_{false};

@@ -297,7 +297,9 @@ int in_child(const std::function<int()> &function) {
 Bytes packet(RawHeader header, const Bytes &body, const Bytes &attachment) {
     header.body_len = static_cast<uint32_t>(body.size());
     header.attachment_len = static_cast<uint32_t>(attachment.size());
-    Bytes bytes(sizeof(header));
+    Bytes bytes;
+    bytes.reserve(sizeof(header) + body.size() + attachment.size());
+    bytes.resize(sizeof(header));
     memcpy(bytes.data(), &header, sizeof(header));
     bytes.insert(bytes.end(), body.begin(), body.end());
     bytes.insert(bytes.end(), attachment.begin(), attachment.end());
