@@ -52,15 +52,14 @@ zv_acl_rm_status_t translate_rules(uint32_t access_command, uint32_t acl_id, acl
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
-zv_acl_rule_t sdk_rule_of(const acl_rm_rule_work &work) {
-    zv_acl_rule_t rule = work.sdk_rule;
+void fill_sdk_rule(const acl_rm_rule_work &work, zv_acl_rule_t *rule) {
+    *rule = work.sdk_rule;
     if (work.forwarding_action == FORWARDING_ACTION_PBS) {
-        rule.action.pbs_id = work.pbs_id;
-        rule.action.forward = 1;
+        rule->action.pbs_id = work.pbs_id;
+        rule->action.forward = 1;
     }
     if (work.counter_id != 0)
-        rule.action.counter_id = work.counter_id;
-    return rule;
+        rule->action.counter_id = work.counter_id;
 }
 
 zv_acl_rm_status_t write_to_switch(const acl_rm_rule_work *work, uint32_t rules_num) {
@@ -68,7 +67,7 @@ zv_acl_rm_status_t write_to_switch(const acl_rm_rule_work *work, uint32_t rules_
     if (rules == nullptr)
         return ZV_ACL_RM_STATUS_NO_RESOURCES;
     for (uint32_t i = 0; i < rules_num; i++)
-        rules[i] = sdk_rule_of(work[i]);
+        fill_sdk_rule(work[i], &rules[i]);
     const zv_status_t sdk_status = zv_api_acl_rules_set(zv_sdk_handle, ZV_ACCESS_CMD_SET,
                                                         work[0].region_id, rules.get(), rules_num);
     if (sdk_status != SDK_SUCCESS)

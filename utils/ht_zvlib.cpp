@@ -1,6 +1,7 @@
 // How the table is fast: the two hash kinds are recognised by their address and expanded in place,
 // so that a lookup calls nothing but memcmp, once for each entry of the chain that it passes; keys
 // are mostly a few characters in a long zero-filled field, and the hash stops at the first zero.
+// A number that is looked up again and again is found without its hash.
 #include "utils/ht_zvlib.h"
 
 #include <algorithm>
@@ -73,6 +74,9 @@ inline bool equal_keys(const void *a, const void *b, uint32_t key_size) {
             return std::memcmp(a, b, key_size) == 0;
     }
 }
+
+// Longer keys are texts, which seldom come twice in a row.
+inline bool remembers_lookups(const ht_zvlib_t *table) { return table->key_size <= 8; }
 
 inline uint8_t *key_of(const ht_zvlib_t *table, ht_entry_zvlib_t *entry) {
     return reinterpret_cast<uint8_t *>(entry) + table->key_pos;
@@ -216,6 +220,7 @@ int ht_insert_zvlib(ht_zvlib_t *table, const void *key, const void *value) {
     entry->next = table->bucket_heads[bucket];
     table->bucket_heads[bucket] = entry;
     table->bucket_counts[bucket]++;
+    table->recent = nullptr;  // the new entry may hide it
     return 0;
 }
 
@@ -227,16 +232,21 @@ int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *
     if (table == nullptr || key == nullptr || value == nullptr) {
         return 1;
     }
-    uint32_t bucket = 0;
-    if (!bucket_of(table, key, &bucket)) {
-        return 0;
+    ht_entry_zvlib_t *entry = table->recent;
+    if (entry == nullptr || !equal_keys(key_of(table, entry), key, table->key_size)) {
+        uint32_t bucket = 0;
+        if (!bucket_of(table, key, &bucket)) {
+            return 0;
+        }
+        ht_entry_zvlib_t *before = nullptr;
+        entry = find(table, bucket, key, &before);
+        if (entry == nullptr) {
+            return 0;
+        }
+        table->recent = remembers_lookups(table) ? entry : nullptr;
     }
-    ht_entry_zvlib_t *before = nullptr;
-    ht_entry_zvlib_t *entry = find(table, bucket, key, &before);
-    if (entry != nullptr) {
-        *value = value_of(table, entry);
-        *found = 1;
-    }
+    *value = value_of(table, entry);
+    *found = 1;
     return 0;
 }
 
@@ -257,6 +267,7 @@ int ht_delete_zvlib(ht_zvlib_t *table, const void *key) {
     if (utils_pool_free(table->pool, entry) == 0) {
         return 1;
     }
+    table->recent = nullptr;
     if (before != nullptr) {
         before->next = entry->next;
     } else {

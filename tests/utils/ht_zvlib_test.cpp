@@ -172,6 +172,25 @@ TEST_F(HtZvlib, InsertingAKeyTwiceStoresTwoEntriesAndLookupFindsTheLater) {
     check_table(table_);
 }
 
+TEST_F(HtZvlib, LookupAfterAnInsertFindsTheLaterEntryThoughItJustFoundTheEarlier) {
+    create(4, 4);
+    ASSERT_EQ(insert(7, 70), 0);
+    ASSERT_EQ(lookup(7), 70u);
+    ASSERT_EQ(insert(7, 71), 0);
+    EXPECT_EQ(lookup(7), 71u);
+}
+
+TEST_F(HtZvlib, LookupAfterADeletionFindsNothingThoughItJustFoundTheEntry) {
+    create(4, 4);
+    ASSERT_EQ(insert(7, 70), 0);
+    ASSERT_EQ(lookup(7), 70u);
+    ASSERT_EQ(remove(7), 0);
+    EXPECT_FALSE(lookup(7).has_value());
+    ASSERT_EQ(insert(8, 80), 0);  // takes the slot over
+    EXPECT_FALSE(lookup(7).has_value());
+    EXPECT_EQ(lookup(8), 80u);
+}
+
 TEST_F(HtZvlib, DeleteUnlinksAtHeadMiddleAndTailOfAChain) {
     for (const uint32_t key : {1u, 2u, 3u}) {
         create(3, 1);
