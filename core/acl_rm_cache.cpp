@@ -168,7 +168,6 @@ zv_acl_rm_status_t remove_named(const NamedTable &row, uint32_t id) {
                              id);
     if (ht_delete_zvlib(*row.table, &id) != 0)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "delete not successful");
-    LOG_LINE(core_log, debug, "Removed acl id:%u from acl_id_2_acl_info hash table.\n", id);
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
@@ -251,7 +250,10 @@ zv_acl_rm_status_t ht_acl_id_2_acl_info_insert(uint32_t acl_id, const acl_id_inf
 }
 
 zv_acl_rm_status_t ht_acl_id_2_acl_info_remove(uint32_t acl_id) {
-    return remove_named(acl_table, acl_id);
+    const zv_acl_rm_status_t status = remove_named(acl_table, acl_id);
+    if (status == ZV_ACL_RM_STATUS_SUCCESS)
+        LOG_LINE(core_log, debug, "Removed acl id:%u from acl_id_2_acl_info hash table.\n", acl_id);
+    return status;
 }
 
 zv_acl_rm_status_t ht_mcg_id_2_mcg_info_insert(uint32_t mc_group_id, const mcg_id_info *info) {
@@ -266,5 +268,9 @@ zv_acl_rm_status_t ht_mcg_id_2_mcg_info_remove(uint32_t mc_group_id) {
     // Only here the missing table is reported before the missing key.
     if (mcg_id_2_mcg_id_info_table_ht == nullptr)
         return report_missing_table(mcg_table);
-    return remove_named(mcg_table, mc_group_id);
+    const zv_acl_rm_status_t status = remove_named(mcg_table, mc_group_id);
+    if (status == ZV_ACL_RM_STATUS_SUCCESS)
+        LOG_LINE(core_log, debug, "Removed acl id:%u from acl_id_2_acl_info hash table.\n",
+                 mc_group_id);
+    return status;
 }

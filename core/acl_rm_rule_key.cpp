@@ -22,15 +22,6 @@ void fill_sdk_rule(const acl_rm_rule &rule, zv_acl_rule_t *sdk_rule) {
     std::memcpy(&sdk_rule->action, rule.action, sizeof(rule.action));
 }
 
-// The rest of the record is filled in any case, and large: clearing it too would cost as much.
-void clear_results(acl_rm_rule_work *record) {
-    record->forwarding_action = 0;
-    record->pbs_id = 0;
-    record->forward_log_port = 0;
-    record->pbs_entry_type = 0;
-    record->counter_id = 0;
-}
-
 // Overriding a rule is never allowed: the client deletes it first. Rules of one batch at the same
 // offset all pass, since the cache learns of them only after the switch has them (kept).
 zv_acl_rm_status_t choose_offset(uint32_t access_command, uint32_t acl_id, acl_rm_rule *rule) {
@@ -84,7 +75,7 @@ zv_acl_rm_status_t acl_rm_set_rule_by_key_type(uint32_t access_command, uint32_t
         return status;
 
     acl_rm_rule_work &record = work[index];
-    clear_results(&record);
+    record = {};
     fill_sdk_rule(*rule, &record.sdk_rule);
     acl_id_info *info = nullptr;
     switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, &info)) {

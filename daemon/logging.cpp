@@ -23,6 +23,7 @@ constexpr LogModule db_log("ACL_RM_DB", "acl_rm_db.c", &acl_rm_db_verbosity_leve
 
 namespace {
 
+constexpr size_t SHORT_TEXT_BYTES = 1024;
 constexpr size_t TEXT_MAX_BYTES = size_t{66} * 1024;
 
 constexpr const char *log_level_names[] = {"NONE   ", "ERROR  ", "WARN   ", "NOTICE ", "INFO   ",
@@ -58,12 +59,30 @@ const char *zv_acl_rm_status_name(zv_acl_rm_status_t status) {
 void LogModule::write(LogLevel level, LogSite site, const char *format, ...) const {
     if (!logs(level))
         return;
-    char text[TEXT_MAX_BYTES];
+    char text[SHORT_TEXT_BYTES];
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(text, sizeof(text), format, arguments);
+    va_list again;
+    va_copy(again, arguments);
+    const int length = vsnprintf(text, sizeof(text), format, arguments);
+    if (length < static_cast<int>(sizeof(text)))
+        write_text(level, site, text);
+    else
+        write_long(level, site, format, again);
+    va_end(again);
     va_end(arguments);
+}
 
+// Apart, so that only a line that needs the large frame takes it: a signal may be handled on a
+// plug-in's thread, whose stack is small.
+void LogModule::write_long(LogLevel level, LogSite site, const char *format,
+                           va_list arguments) const {
+    char text[TEXT_MAX_BYTES];
+    vsnprintf(text, sizeof(text), format, arguments);
+    write_text(level, site, text);
+}
+
+void LogModule::write_text(LogLevel level, LogSite site, const char *text) const {
     const uint32_t mask = severity_mask(level);
     if (level < LogLevel::debug)
         zv_log(mask, name_, "%s", text);

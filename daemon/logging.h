@@ -10,6 +10,7 @@
 // terminator once that thread serves none.
 #pragma once
 
+#include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
 
@@ -35,8 +36,9 @@ extern ACL_RM_EXPORTED uint32_t acl_rm_db_verbosity_level;
 extern ACL_RM_EXPORTED FILE *log_file;
 extern ACL_RM_EXPORTED acl_rm_log_hook_t log_hook;
 
-// A log sink for whoever needs one: the line "[module][LEVEL  ] : message" to log_file, else the
-// three arguments to log_hook, else the line to syslog. `message` is text, never a format.
+// A log sink for whoever needs one, but not for lines of a signal handler, since file and syslog
+// take locks: the line "[module][LEVEL  ] : message" to log_file, else the three arguments to
+// log_hook, else the line to syslog. `message` is text, never a format.
 ACL_RM_EXPORTED void __acl_rm_log_cb(uint32_t severity_mask, const char *module,
                                      const char *message, ...);
 }
@@ -93,6 +95,9 @@ class LogModule {
 
   private:
     void report(StatusHere at, bool is_error) const;
+    [[gnu::noinline]] void write_long(LogLevel level, LogSite site, const char *format,
+                                      va_list arguments) const;
+    void write_text(LogLevel level, LogSite site, const char *text) const;
 
     const char *name_;
     const char *source_file_;

@@ -1,5 +1,6 @@
 #include "daemon/terminator.h"
 
+#include <errno.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -20,12 +21,14 @@ cl_thread_t terminator_thread;
 constexpr int stop_signals[] = {SIGINT, SIGTERM, SIGABRT, SIGHUP};
 
 void __signal_handler(int signal_number) {
+    const int interrupted_errno = errno;
     LOG_LINE(core_log, notice, "Signal %u caught using thread %u context.\n",
              static_cast<uint32_t>(signal_number), static_cast<uint32_t>(pthread_self()));
-    if (signal_number == SIGUSR1)
-        return;
-    LOG_LINE(core_log, info, "Un-Locking Terminator MUTEX.\n");
-    pthread_mutex_unlock(&terminator_mutex);
+    if (signal_number != SIGUSR1) {
+        LOG_LINE(core_log, info, "Un-Locking Terminator MUTEX.\n");
+        pthread_mutex_unlock(&terminator_mutex);
+    }
+    errno = interrupted_errno;
 }
 
 zv_acl_rm_status_t set_action(int signal_number, const struct sigaction &action) {

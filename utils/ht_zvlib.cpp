@@ -75,8 +75,10 @@ inline bool equal_keys(const void *a, const void *b, uint32_t key_size) {
     }
 }
 
-// Longer keys are texts, which seldom come twice in a row.
-inline bool remembers_lookups(const ht_zvlib_t *table) { return table->key_size <= 8; }
+// Ids are asked for several times in a row; texts, and bind points in their one chain, are not.
+inline bool remembers_lookups(const ht_zvlib_t *table) {
+    return table->key_size <= 4;
+}
 
 inline uint8_t *key_of(const ht_zvlib_t *table, ht_entry_zvlib_t *entry) {
     return reinterpret_cast<uint8_t *>(entry) + table->key_pos;

@@ -6,8 +6,6 @@
 #include "complib/cl_qpool.h"
 #include "daemon/logging.h"
 
-namespace {
-
 struct CounterItem {
     cl_pool_item_t pool_item;  // first: the pool hands out its address
     cl_map_item_t map_item;
@@ -15,6 +13,8 @@ struct CounterItem {
     uint32_t counter_id;
     uint32_t ref_counter;
 };
+
+namespace {
 
 cl_qpool_t counter_pool;
 cl_qmap_t counter_map;
@@ -28,15 +28,6 @@ CounterItem *item_of(cl_map_item_t *map_item) {
 const char *complib_status_text(cl_status_t status) {
     return status < sizeof(cl_status_text) / sizeof(cl_status_text[0]) ? cl_status_text[status]
                                                                        : "invalid status code";
-}
-
-// Stores the item of the id, or null. PARAM_NULL without a place for it.
-zv_acl_rm_status_t __acl_rm_db_counter_find(uint32_t counter_id, CounterItem **counter_item) {
-    if (counter_item == nullptr)
-        return db_log.fail(ZV_ACL_RM_STATUS_PARAM_NULL, "counter_item is NULL.\n");
-    cl_map_item_t *map_item = cl_qmap_get(&counter_map, counter_id);
-    *counter_item = map_item == cl_qmap_end(&counter_map) ? nullptr : item_of(map_item);
-    return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
 // The item of an id that must be known; null, with the failure's status, where it is not.
@@ -56,6 +47,14 @@ void remove_item(CounterItem *item) {
 }
 
 }  // namespace
+
+zv_acl_rm_status_t __acl_rm_db_counter_find(uint32_t counter_id, CounterItem **counter_item) {
+    if (counter_item == nullptr)
+        return db_log.fail(ZV_ACL_RM_STATUS_PARAM_NULL, "counter_item is NULL.\n");
+    cl_map_item_t *map_item = cl_qmap_get(&counter_map, counter_id);
+    *counter_item = map_item == cl_qmap_end(&counter_map) ? nullptr : item_of(map_item);
+    return ZV_ACL_RM_STATUS_SUCCESS;
+}
 
 zv_acl_rm_status_t acl_rm_db_counter_init(uint32_t items_num) {
     if (is_db_initialized != 0)

@@ -32,6 +32,11 @@ class CounterDbNotInitialized : public testing::Test {
     }
 };
 
+TEST_F(CounterDbNotInitialized, FindNeedsAPlaceForTheItem) {
+    EXPECT_EQ(__acl_rm_db_counter_find(1, nullptr), ZV_ACL_RM_STATUS_PARAM_NULL);
+    EXPECT_EQ(take_lines(), Lines{db_failure(3, "counter_item is NULL.\n")});
+}
+
 TEST_F(CounterDbNotInitialized, RefusesToAllocate) {
     expect_refused(acl_rm_db_counter_allocate(TYPE, 1),
                    "Can't allocate counter - DB not initialized).\n");
