@@ -12,7 +12,9 @@ namespace {
 
 using Item = cl_map_item_t;
 
-uint32_t height_of(const Item *item) { return item == nullptr ? 0 : item->height; }
+uint32_t height_of(const Item *item) {
+    return item == nullptr ? 0 : item->height;
+}
 
 void update_height(Item *item) {
     item->height = 1 + std::max(height_of(item->left), height_of(item->right));
@@ -102,7 +104,9 @@ Item *leftmost(Item *item) {
     return item;
 }
 
-Item *mutable_end(const cl_qmap_t *map) { return const_cast<Item *>(&map->end); }
+Item *mutable_end(const cl_qmap_t *map) {
+    return const_cast<Item *>(&map->end);
+}
 
 // Takes out an item with at most one child. Returns where balancing must begin.
 Item *unlink_single(Item *item) {
@@ -165,7 +169,9 @@ void cl_qmap_remove_item(cl_qmap_t *map, cl_map_item_t *item) {
     balance_upwards(start, &map->end);
 }
 
-cl_map_item_t *cl_qmap_head(const cl_qmap_t *map) { return leftmost(mutable_end(map)); }
+cl_map_item_t *cl_qmap_head(const cl_qmap_t *map) {
+    return leftmost(mutable_end(map));
+}
 
 cl_map_item_t *cl_qmap_next(const cl_map_item_t *item) {
     if (item->right != nullptr) {
@@ -177,6 +183,10 @@ cl_map_item_t *cl_qmap_next(const cl_map_item_t *item) {
     return item->parent;
 }
 
-const cl_map_item_t *cl_qmap_end(const cl_qmap_t *map) { return &map->end; }
+const cl_map_item_t *cl_qmap_end(const cl_qmap_t *map) {
+    return &map->end;
+}
 
-uint64_t cl_qmap_key(const cl_map_item_t *item) { return item->key; }
+uint64_t cl_qmap_key(const cl_map_item_t *item) {
+    return item->key;
+}

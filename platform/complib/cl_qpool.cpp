@@ -48,8 +48,8 @@ cl_status_t grow(cl_qpool_t *pool, size_t object_num) {
     cl_status_t status = CL_STATUS_SUCCESS;
     while (block->object_num < object_num && status == CL_STATUS_SUCCESS) {
         if (pool->ctor != nullptr) {
-            status = pool->ctor(object_at(block, pool->object_stride, block->object_num),
-                                pool->context);
+            status =
+                pool->ctor(object_at(block, pool->object_stride, block->object_num), pool->context);
         }
         block->object_num += status == CL_STATUS_SUCCESS ? 1 : 0;
     }

@@ -43,7 +43,8 @@ cl_status_t thread_init(cl_thread_t *thread, void (*function)(void *), const voi
     if (thread == nullptr || function == nullptr) {
         return CL_STATUS_NULL_ARGUMENT;
     }
-    std::unique_ptr<Start> start(new (std::nothrow) Start{function, const_cast<void *>(context), {}});
+    std::unique_ptr<Start> start(new (std::nothrow)
+                                     Start{function, const_cast<void *>(context), {}});
     if (start == nullptr) {
         return CL_STATUS_NO_MEMORY;
     }

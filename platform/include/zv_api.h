@@ -107,8 +107,7 @@ const char *zv_status_str(zv_status_t status);
  * would exceed the switch's entries), 6, 8 (DESTROY: an ACL uses it; EDIT: a rule lies beyond the
  * new size), 9. */
 zv_status_t zv_api_acl_region_set(zv_api_handle_t handle, uint32_t cmd, uint32_t key_type,
-                                  uint32_t action_type, uint32_t region_size,
-                                  uint32_t *region_id);
+                                  uint32_t action_type, uint32_t region_size, uint32_t *region_id);
 
 /* ACLs. CREATE: an ACL of a direction over the group's region; *acl_id receives its id. DESTROY:
  * the ACL *acl_id; the other arguments are not looked at, group may be null.
@@ -147,7 +146,8 @@ zv_status_t zv_api_acl_rule_block_move_set(zv_api_handle_t handle, uint32_t regi
 /* Groups: ordered lists of at most 16 ACLs of one direction. CREATE: a group with that list (often
  * empty); *group_id receives its id. SET: the group *group_id gets that list instead of its own;
  * direction must be the group's. DESTROY: the group *group_id; the other arguments are not looked
- * at. acl_ids may be null with count 0.
+ * at. acl_ids may be null with count 0. A list of more than 16 is refused unread, so that this 4
+ * comes before the 6 of an absent ACL, though not before the 6 of an absent group.
  * Returns also 3, 4 (a direction differs; more than 16), 5 (no group left), 6 (no such group or
  * ACL), 8 (DESTROY: it is bound), 9. */
 zv_status_t zv_api_acl_group_set(zv_api_handle_t handle, uint32_t cmd, uint32_t direction,

@@ -36,7 +36,8 @@ uint32_t zv_net_deinit(void);
  * count: with ports null, receives the number of ports there are; else holds the room given and
  *        receives the number of records filled, which is less where there are fewer ports and
  *        never more. The number of ports may change between two calls.
- * Returns 0; 3 when count is null. After a failure nothing is written. */
+ * Returns 0; 1 when the host has no memory left; 3 when count is null. After a failure nothing is
+ * written. */
 uint32_t zv_net_ports_get_all(uint32_t selector, zv_net_port_t *ports, uint32_t *count);
 
 #pragma GCC visibility pop

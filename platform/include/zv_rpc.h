@@ -15,7 +15,9 @@
  *   ZV_PLATFORM_ROOT=<dir>      is put before the socket's path (clients do the same)
  *   ZV_RPC_SOCKET_MODE=<octal>  mode of the socket file, default 0660; a value that is no octal
  *                               number up to 0777 is reported and the default used
- *   ZV_RPC_BUSY_POLL_US=<n>     microseconds for which the loop polls before it sleeps, default 0
+ *   ZV_RPC_BUSY_POLL_US=<n>     microseconds for which the loop polls before it sleeps, default 0;
+ *                               a value that is no decimal number up to 1000000 (a second) is
+ *                               reported with a warning and the default used
  */
 #ifndef ZV_RPC_H
 #define ZV_RPC_H

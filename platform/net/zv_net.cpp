@@ -19,14 +19,12 @@ zv_net_port_t to_record(const zv_sim::Port &port) {
     record.log_port = port.log_port;
     record.kind = port.kind;
     // The configuration admits no longer name, so the NUL at the end stays.
-    std::memcpy(record.name, port.name.data(),
-                std::min(port.name.size(), sizeof(record.name) - 1));
+    std::memcpy(record.name, port.name.data(), std::min(port.name.size(), sizeof(record.name) - 1));
     return record;
 }
 
 // Fills `ports` and *count; `reported` receives what was filled, for the trace.
-uint32_t ports_get_all(zv_net_port_t *ports, uint32_t *count,
-                       std::vector<zv_sim::Port> *reported) {
+uint32_t ports_get_all(zv_net_port_t *ports, uint32_t *count, std::vector<zv_sim::Port> *reported) {
     if (count == nullptr) {
         return kNullParameter;
     }

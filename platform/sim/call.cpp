@@ -20,7 +20,9 @@ struct Call::Record {
 namespace {
 
 // Log lines may be written from signal handlers, where a trace line may not.
-bool is_log_call(const char *name) { return std::strncmp(name, "zv_log_", 7) == 0; }
+bool is_log_call(const char *name) {
+    return std::strncmp(name, "zv_log_", 7) == 0;
+}
 
 }  // namespace
 
@@ -54,8 +56,12 @@ void Call::drop() noexcept {
     record_ = nullptr;
 }
 
-nlohmann::ordered_json &Call::args_json() noexcept { return record_->args; }
+nlohmann::ordered_json &Call::args_json() noexcept {
+    return record_->args;
+}
 
-nlohmann::ordered_json &Call::out_json() noexcept { return record_->out; }
+nlohmann::ordered_json &Call::out_json() noexcept {
+    return record_->out;
+}
 
 }  // namespace zv_sim

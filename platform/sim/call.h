@@ -32,7 +32,7 @@ namespace zv_sim {
 ZV_SIM_EXPORT extern std::atomic<bool> g_watch;
 
 class ZV_SIM_EXPORT Call {
- public:
+  public:
     // name: a string literal, the function's name.
     explicit Call(const char *name) noexcept : name_(name) {
         if (g_watch.load(std::memory_order_acquire)) [[unlikely]] {
@@ -74,7 +74,7 @@ class ZV_SIM_EXPORT Call {
         return record_ == nullptr ? *this : guarded(fill, out_json());
     }
 
- private:
+  private:
     enum class Fault : uint32_t { kNone, kEarly, kLate };
     struct Record;
 

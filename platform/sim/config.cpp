@@ -77,8 +77,8 @@ std::string parse_port(const nlohmann::json &item, const std::string &path, Port
     port->kind = fields.u32("kind", 0);
     port->name = fields.text("name", "");
     if (port->name.size() > kMaxNameLen || port->name.find('\0') != std::string::npos) {
-        fields.complain("name", "must be at most " + std::to_string(kMaxNameLen) +
-                                    " bytes without a NUL");
+        fields.complain("name",
+                        "must be at most " + std::to_string(kMaxNameLen) + " bytes without a NUL");
     }
     return fields.finish();
 }
@@ -94,9 +94,12 @@ std::string config_parse(const nlohmann::json &object, Config *read) {
     Config parsed = default_config();
     Fields fields(object, "");
     const std::pair<const char *, uint32_t Config::*> capacities[] = {
-        {"tcam_entries", &Config::tcam_entries}, {"regions", &Config::regions},
-        {"acls", &Config::acls},                 {"groups", &Config::groups},
-        {"bindings", &Config::bindings},         {"pbs_entries", &Config::pbs_entries},
+        {"tcam_entries", &Config::tcam_entries},
+        {"regions", &Config::regions},
+        {"acls", &Config::acls},
+        {"groups", &Config::groups},
+        {"bindings", &Config::bindings},
+        {"pbs_entries", &Config::pbs_entries},
         {"counters", &Config::counters},
     };
     for (const auto &[name, member] : capacities) {

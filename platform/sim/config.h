@@ -1,10 +1,10 @@
 // The simulated switch's configuration: capacities, a habit, and the ports.
 //
-// ZV_SIM_CONFIG names a JSON file with any of these fields; whatever it leaves out keeps its default.
-// It is read once, when the configuration is first asked for. A file that cannot be read or holds
-// anything else than these fields in their ranges is reported on standard error, in one line that
-// names the file and the field, and is ignored as a whole: half a configuration would be harder to
-// notice than none.
+// ZV_SIM_CONFIG names a JSON file with any of these fields; whatever it leaves out keeps its
+// default. It is read once, when the configuration is first asked for. A file that cannot be read
+// or holds anything else than these fields in their ranges is reported on standard error, in one
+// line that names the file and the field, and is ignored as a whole: half a configuration would be
+// harder to notice than none.
 //
 // The ports can be exchanged while the process runs; everything else is fixed. Any thread.
 #ifndef PLATFORM_SIM_CONFIG_H

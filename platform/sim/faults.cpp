@@ -122,8 +122,7 @@ bool count_hits(Fault &fault) {
 }
 
 bool is_spent(const Fault &fault) {
-    return fault.times >= 0 &&
-           fault.seen_num + 1 >= fault.nth + static_cast<uint64_t>(fault.times);
+    return fault.times >= 0 && fault.seen_num + 1 >= fault.nth + static_cast<uint64_t>(fault.times);
 }
 
 }  // namespace

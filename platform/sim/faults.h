@@ -1,11 +1,11 @@
 // Ordered failures of platform calls: which call fails, when, how often and with what status.
 //
 // Order: a list of {"call":NAME or "*","nth":N,"status":S,"times":T,"late":B}. The N-th matching
-// call since the list was armed fails (default 1, the next one), and so do the T-1 after it (default
-// 1; -1: all of them). Early (the default) means that the call does nothing; late, that it does its
-// work and then fails. `status` must be given but for cl_malloc, whose one failure is null. "*" stands
-// for every call that can fail. Each fault counts its own matching calls; where several hit one
-// call, the first of the list gives the status.
+// call since the list was armed fails (default 1, the next one), and so do the T-1 after it
+// (default 1; -1: all of them). Early (the default) means that the call does nothing; late, that it
+// does its work and then fails. `status` must be given but for cl_malloc, whose one failure is
+// null. "*" stands for every call that can fail. Each fault counts its own matching calls; where
+// several hit one call, the first of the list gives the status.
 //
 // The environment's list (ZV_SIM_FAULTS, JSON text) is armed by the first platform call or the
 // first function here, whichever comes first. A bad list there is reported on standard error and

@@ -13,7 +13,9 @@ Fields::Fields(const nlohmann::json &object, std::string path)
     }
 }
 
-bool Fields::has(const char *name) const { return object_.is_object() && object_.contains(name); }
+bool Fields::has(const char *name) const {
+    return object_.is_object() && object_.contains(name);
+}
 
 std::string Fields::name_of(const char *name) const {
     return path_.empty() ? std::string(name) : path_ + "." + name;
@@ -47,14 +49,14 @@ int64_t Fields::integer(const char *name, int64_t min, int64_t max,
         return fallback.value_or(0);
     }
     // Numbers beyond int64 are kept unsigned by the parser; none of our fields reaches so far.
-    const bool fits = field->is_number_integer() &&
-                      !(field->is_number_unsigned() &&
-                        field->get<uint64_t>() >
-                            static_cast<uint64_t>(std::numeric_limits<int64_t>::max()));
+    const bool fits =
+        field->is_number_integer() &&
+        !(field->is_number_unsigned() &&
+          field->get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<int64_t>::max()));
     const int64_t value = fits ? field->get<int64_t>() : 0;
     if (!fits || value < min || value > max) {
-        complain(name, "must be an integer from " + std::to_string(min) + " to " +
-                           std::to_string(max));
+        complain(name,
+                 "must be an integer from " + std::to_string(min) + " to " + std::to_string(max));
         return 0;
     }
     return value;
@@ -65,8 +67,7 @@ uint32_t Fields::u32(const char *name, std::optional<uint32_t> fallback) {
     if (fallback.has_value()) {
         wide = *fallback;
     }
-    return static_cast<uint32_t>(
-        integer(name, 0, std::numeric_limits<uint32_t>::max(), wide));
+    return static_cast<uint32_t>(integer(name, 0, std::numeric_limits<uint32_t>::max(), wide));
 }
 
 bool Fields::flag(const char *name, bool fallback) {

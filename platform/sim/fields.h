@@ -1,7 +1,7 @@
 // Reading JSON objects field by field, with complaints that name the field.
 //
-// A reader remembers the first thing that was wrong; from then on everything reads as 0 or empty, so
-// that a caller asks for all its fields and looks at the outcome once, with finish().
+// A reader remembers the first thing that was wrong; from then on everything reads as 0 or empty,
+// so that a caller asks for all its fields and looks at the outcome once, with finish().
 #ifndef PLATFORM_SIM_FIELDS_H
 #define PLATFORM_SIM_FIELDS_H
 
@@ -17,9 +17,9 @@
 namespace zv_sim {
 
 class ZV_SIM_EXPORT Fields {
- public:
-    // path names the object in complaints ("set[2]"); empty for an outermost object. The object must
-    // outlive the reader.
+  public:
+    // path names the object in complaints ("set[2]"); empty for an outermost object. The object
+    // must outlive the reader.
     Fields(const nlohmann::json &object, std::string path);
 
     bool has(const char *name) const;
@@ -46,7 +46,7 @@ class ZV_SIM_EXPORT Fields {
 
     bool ok() const { return error_.empty(); }
 
- private:
+  private:
     const nlohmann::json *find(const char *name, bool required);
 
     const nlohmann::json &object_;

@@ -57,8 +57,7 @@ void trace_append(const char *name, const nlohmann::ordered_json &args, uint32_t
         const std::string text =
             line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
         g_line_num++;
-        [[maybe_unused]] const ssize_t written =
-            write(trace_file(), text.data(), text.size());
+        [[maybe_unused]] const ssize_t written = write(trace_file(), text.data(), text.size());
     } catch (...) {
         // Out of memory: this line is lost, the call it is about is not.
     }

@@ -11,9 +11,9 @@
 
 namespace zv_switch {
 
-// Runs work(Switch &) under the switch's mutex and returns its status: 2 without running it when the
-// handle is not open, 1 when it ran out of memory. An armed early fault runs nothing; the status
-// returned then is not success and never leaves Call::finish.
+// Runs work(Switch &) under the switch's mutex and returns its status: 2 without running it when
+// the handle is not open, 1 when it ran out of memory. An armed early fault runs nothing; the
+// status returned then is not success and never leaves Call::finish.
 template <class F>
 zv_status_t carry_out(const zv_sim::Call &call, zv_api_handle_t handle, F &&work) noexcept {
     if (call.fails_early()) {

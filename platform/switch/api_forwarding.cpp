@@ -76,9 +76,8 @@ zv_status_t zv_api_flow_counter_set(zv_api_handle_t handle, uint32_t cmd, uint32
                                     uint32_t *counter_id) {
     zv_sim::Call call("zv_api_flow_counter_set");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd},
-                {"counter_type", counter_type},
-                {"counter_id", number_json(counter_id)}};
+        args = {
+            {"cmd", cmd}, {"counter_type", counter_type}, {"counter_id", number_json(counter_id)}};
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (counter_id == nullptr) {

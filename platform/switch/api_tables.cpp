@@ -7,8 +7,7 @@
 using namespace zv_switch;
 
 zv_status_t zv_api_acl_region_set(zv_api_handle_t handle, uint32_t cmd, uint32_t key_type,
-                                  uint32_t action_type, uint32_t region_size,
-                                  uint32_t *region_id) {
+                                  uint32_t action_type, uint32_t region_size, uint32_t *region_id) {
     zv_sim::Call call("zv_api_acl_region_set");
     call.args([&](OrderedJson &args) {
         args = {{"cmd", cmd},

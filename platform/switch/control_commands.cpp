@@ -136,6 +136,18 @@ std::string corrupt(Fields &fields, OrderedJson & /*answer*/) {
     return "";
 }
 
+// Where the last line_num lines of a text start. The ring counts a line that holds newlines as one,
+// while the answer has an element for each of its parts.
+size_t newest_lines(const std::string &text, uint32_t line_num) {
+    uint32_t seen_num = 0;
+    for (size_t end = text.size(); end > 0; end--) {
+        if (text[end - 1] == '\n' && ++seen_num == line_num) {
+            return end;
+        }
+    }
+    return 0;
+}
+
 std::string trace(Fields &fields, OrderedJson &answer) {
     const auto line_num = static_cast<uint32_t>(fields.integer("lines", 1, kMaxTraceLines));
     const std::string &error = fields.finish();
@@ -145,7 +157,10 @@ std::string trace(Fields &fields, OrderedJson &answer) {
     std::string text(kTraceBytes, '\0');
     text.resize(zv_trace_cbuff_read(text.data(), kTraceBytes, line_num));
     OrderedJson &lines = answer["lines"] = OrderedJson::array();
-    for (size_t start = 0; start < text.size();) {
+    if (text.empty()) {
+        return "";
+    }
+    for (size_t start = newest_lines(text, line_num); start <= text.size();) {
         const size_t end = std::min(text.find('\n', start), text.size());
         lines.push_back(text.substr(start, end - start));
         start = end + 1;

@@ -8,8 +8,8 @@
 namespace zv_switch {
 
 // Carries out one request, a JSON object without its newline, and returns the answer, a JSON object
-// in one line with its newline: {"ok":true,...} or {"ok":false,"error":"FIELD: complaint"}. Takes any
-// bytes. Any thread; throws nothing but bad_alloc.
+// in one line with its newline: {"ok":true,...} or {"ok":false,"error":"FIELD: complaint"}. Takes
+// any bytes. Any thread; throws nothing but bad_alloc.
 std::string control_answer(const std::string &request);
 
 // The answer to a request that could not be taken in.

@@ -58,12 +58,17 @@ void start() {
         zv_sim::report("ZV_SIM_CONTROL: " + error + "; there is no control socket");
         return;
     }
+    if (!start_thread(listener)) {
+        // Clients find no socket then, instead of one that nobody answers. The lock stays for as
+        // long as the process does.
+        close(listener);
+        (void)unlink(path.c_str());
+        zv_sim::report("ZV_SIM_CONTROL: no thread for the control socket; there is none");
+        return;
+    }
     // The listener's path fits a socket address, which is shorter than this.
     std::memcpy(g_path, path.c_str(), path.size() + 1);
     g_server_pid = getpid();
-    if (!start_thread(listener)) {
-        zv_sim::report("ZV_SIM_CONTROL: no thread for the control socket");
-    }
 }
 
 [[gnu::constructor]] void start_when_loaded() {

@@ -31,11 +31,11 @@ struct StateCopy {
 StateCopy copy_state() {
     Switch &sw = the_switch();
     const std::lock_guard lock(sw.mutex);
-    StateCopy copy{{}, sw.acls.items(), sw.groups.items(), sw.bindings, sw.pbs.items(),
-                   sw.counters.items()};
+    StateCopy copy{{},          sw.acls.items(), sw.groups.items(),
+                   sw.bindings, sw.pbs.items(),  sw.counters.items()};
     for (const auto &[id, region] : sw.regions.items()) {
-        copy.regions.push_back({id, region.region_size, region.key_type, region.action_type,
-                                region.rules.copy()});
+        copy.regions.push_back(
+            {id, region.region_size, region.key_type, region.action_type, region.rules.copy()});
     }
     return copy;
 }

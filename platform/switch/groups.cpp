@@ -23,7 +23,8 @@ zv_status_t check_acls(Switch &sw, uint32_t direction, const uint32_t *acl_ids, 
     return kSuccess;
 }
 
-// Gives a group its ACLs instead of those it has. The memory is the caller's list, so nothing fails.
+// Gives a group its ACLs instead of those it has. The memory is the caller's list, so nothing
+// fails.
 void replace_acls(Switch &sw, Group *group, std::vector<uint32_t> acl_ids) {
     for (const uint32_t acl_id : group->acl_ids) {
         sw.acls.find(acl_id)->member_num--;
@@ -57,12 +58,13 @@ zv_status_t group_set(Switch &sw, uint32_t group_id, uint32_t direction, const u
     if (group == nullptr) {
         return kEntryNotFound;
     }
-    if (group->direction != direction) {
-        return kOutOfRange;
-    }
     const zv_status_t status = check_acls(sw, direction, acl_ids, count);
     if (status != kSuccess) {
         return status;
+    }
+    // Only now: that an ACL is not there comes before any complaint about directions.
+    if (group->direction != direction) {
+        return kOutOfRange;
     }
     replace_acls(sw, group, std::vector<uint32_t>(acl_ids, acl_ids + count));
     return kSuccess;

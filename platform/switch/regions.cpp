@@ -31,8 +31,8 @@ zv_status_t check_offsets(const Region *region, const zv_acl_rule_t *rules, uint
 
 }  // namespace
 
-zv_status_t region_create(Switch &sw, uint32_t key_type, uint32_t action_type,
-                          uint32_t region_size, uint32_t *region_id) {
+zv_status_t region_create(Switch &sw, uint32_t key_type, uint32_t action_type, uint32_t region_size,
+                          uint32_t *region_id) {
     if (!sw.regions.has_room(sw.config.regions) || !has_entries(sw, sw.entry_num + region_size)) {
         return kNoResources;
     }

@@ -1,9 +1,9 @@
 // The rules of one region, by offset.
 //
-// Writing rules is the switch's most frequent work and must cost little more than copying them, so a
-// rule lies as it came in a page of 64, which bit sets describe: there is no allocation for a rule.
-// Pages are made with the region, as hardware has its rows from the start, so that the first write
-// of a rule is as fast as the next; those of a very large region come with their first rule.
+// Writing rules is the switch's most frequent work and must cost little more than copying them, so
+// a rule lies as it came in a page of 64, which bit sets describe: there is no allocation for a
+// rule. Pages are made with the region, as hardware has its rows from the start, so that the first
+// write of a rule is as fast as the next; those of a very large region come with their first rule.
 //
 // Offsets are not checked against the region's size here; that is the region's business. One thread
 // at a time.
@@ -26,9 +26,9 @@ struct StoredRule {
 };
 
 class RuleStore {
- public:
-    // Makes the pages of the first `size` offsets, as far as a region is not very large, and has the
-    // kernel provide their memory. Throws bad_alloc.
+  public:
+    // Makes the pages of the first `size` offsets, as far as a region is not very large, and has
+    // the kernel provide their memory. Throws bad_alloc.
     void prepare(uint32_t size);
 
     // Makes sure that put(offset) needs no memory. Throws bad_alloc.
@@ -71,7 +71,7 @@ class RuleStore {
         return false;
     }
 
- private:
+  private:
     static constexpr uint32_t kPageRules = 64;
     static constexpr uint32_t kPreparedRules = 65536;
 

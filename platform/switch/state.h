@@ -66,7 +66,7 @@ struct BindPoint {
 // Objects of one kind by id. Ids are given out upwards from 1, once.
 template <class T>
 class Table {
- public:
+  public:
     T *find(uint32_t id) {
         const auto place = items_.find(id);
         return place == items_.end() ? nullptr : &place->second;
@@ -81,7 +81,7 @@ class Table {
     uint32_t size() const { return static_cast<uint32_t>(items_.size()); }
     const std::map<uint32_t, T> &items() const { return items_; }
 
- private:
+  private:
     std::map<uint32_t, T> items_;
     uint32_t next_id_ = 1;
 };
@@ -104,12 +104,11 @@ struct Switch {
 Switch &the_switch();
 
 // regions.cpp
-zv_status_t region_create(Switch &sw, uint32_t key_type, uint32_t action_type,
-                          uint32_t region_size, uint32_t *region_id);
+zv_status_t region_create(Switch &sw, uint32_t key_type, uint32_t action_type, uint32_t region_size,
+                          uint32_t *region_id);
 zv_status_t region_resize(Switch &sw, uint32_t region_id, uint32_t region_size);
 zv_status_t region_destroy(Switch &sw, uint32_t region_id);
-zv_status_t rules_write(Switch &sw, uint32_t region_id, const zv_acl_rule_t *rules,
-                        uint32_t count);
+zv_status_t rules_write(Switch &sw, uint32_t region_id, const zv_acl_rule_t *rules, uint32_t count);
 zv_status_t rules_delete(Switch &sw, uint32_t region_id, const zv_acl_rule_t *rules,
                          uint32_t count);
 zv_status_t rules_read(Switch &sw, uint32_t region_id, uint32_t offset, zv_acl_rule_t *rules,

@@ -49,9 +49,8 @@ typedef struct {
  * CL_STATUS_NO_MEMORY; or what ctor returned. After a failure there is no pool and nothing to
  * destroy; objects that were prepared have been handed to dtor.
  */
-cl_status_t cl_qpool_init(cl_qpool_t *pool, size_t min, size_t max, size_t grow,
-                          size_t object_size, cl_qpool_ctor_t ctor, cl_qpool_dtor_t dtor,
-                          const void *context);
+cl_status_t cl_qpool_init(cl_qpool_t *pool, size_t min, size_t max, size_t grow, size_t object_size,
+                          cl_qpool_ctor_t ctor, cl_qpool_dtor_t dtor, const void *context);
 
 /* Take an object out: the one put back last, else the lowest of the newest block. Null when none
  * is free and the pool may not or cannot grow. What the caller wrote into an object before it was

@@ -14,8 +14,8 @@ struct Object {
     cl_map_item_t item;
 };
 
-// Checks the whole tree and returns its height: keys in order, links both ways, heights true, and no
-// item whose subtrees differ by more than one level.
+// Checks the whole tree and returns its height: keys in order, links both ways, heights true, and
+// no item whose subtrees differ by more than one level.
 uint32_t check_subtree(const cl_map_item_t *item) {
     if (item == nullptr) {
         return 0;
@@ -42,7 +42,7 @@ std::vector<uint64_t> keys_of(const cl_qmap_t &map) {
 }
 
 class Map : public testing::Test {
- protected:
+  protected:
     Map() { cl_qmap_init(&map_); }
     cl_qmap_t map_;
 };

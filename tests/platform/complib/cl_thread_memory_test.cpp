@@ -11,6 +11,15 @@
 #include "complib/cl_thread.h"
 #include "platform/sim/faults.h"
 
+// Sanitizers stop a program that asks for more than there is, unless they are told to let it find
+// out.
+extern "C" [[gnu::visibility("default")]] const char *__asan_default_options() {
+    return "allocator_may_return_null=1";
+}
+extern "C" [[gnu::visibility("default")]] const char *__tsan_default_options() {
+    return "allocator_may_return_null=1";
+}
+
 namespace {
 
 struct Seen {
@@ -31,7 +40,9 @@ std::string name_of_thread(const char *name) {
     return told.get();
 }
 
-TEST(Thread, RunsItsFunctionUnderItsName) { EXPECT_EQ(name_of_thread("aclRm"), "aclRm"); }
+TEST(Thread, RunsItsFunctionUnderItsName) {
+    EXPECT_EQ(name_of_thread("aclRm"), "aclRm");
+}
 
 TEST(Thread, ANameIsCutToFifteenBytes) {
     EXPECT_EQ(name_of_thread("123456789012345"), "123456789012345");
@@ -66,7 +77,9 @@ TEST(Memory, IsAlignedForAnything) {
     cl_free(memory);
 }
 
-TEST(Memory, FreeingNullDoesNothing) { cl_free(nullptr); }
+TEST(Memory, FreeingNullDoesNothing) {
+    cl_free(nullptr);
+}
 
 TEST(Memory, MoreThanThereIsYieldsNull) {
     volatile size_t size = SIZE_MAX - 4096;

@@ -13,7 +13,7 @@ namespace {
 constexpr uint32_t kSelector = 2;
 
 class Net : public testing::Test {
- protected:
+  protected:
     Net() { zv_sim::ports_replace({{11, 0, "eth1"}, {12, 0, ""}, {13, 1, "cpu"}}); }
 };
 
@@ -55,7 +55,9 @@ TEST_F(Net, ANameIsPaddedWithNuls) {
     EXPECT_EQ(std::memcmp(port.name, padded, sizeof(padded)), 0);
 }
 
-TEST_F(Net, RefusesANullCount) { EXPECT_EQ(zv_net_ports_get_all(kSelector, nullptr, nullptr), 3u); }
+TEST_F(Net, RefusesANullCount) {
+    EXPECT_EQ(zv_net_ports_get_all(kSelector, nullptr, nullptr), 3u);
+}
 
 TEST_F(Net, UpAndDownSucceed) {
     EXPECT_EQ(zv_net_init(nullptr, 3, 0), 0u);

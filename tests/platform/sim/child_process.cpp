@@ -66,7 +66,9 @@ TempDir::TempDir() {
     }
 }
 
-TempDir::~TempDir() { std::filesystem::remove_all(path_); }
+TempDir::~TempDir() {
+    std::filesystem::remove_all(path_);
+}
 
 void write_file(const std::string &path, const std::string &text) {
     std::ofstream(path, std::ios::binary) << text;
@@ -136,7 +138,9 @@ std::string ChildProcess::read_line() {
     return line;
 }
 
-void ChildProcess::close_input() { close_fd(&input_fd_); }
+void ChildProcess::close_input() {
+    close_fd(&input_fd_);
+}
 
 int ChildProcess::wait() {
     close_input();

@@ -1,5 +1,5 @@
-// A program run with an environment of its own: what the platform reads from the environment it reads
-// once, so every setting needs a process.
+// A program run with an environment of its own: what the platform reads from the environment it
+// reads once, so every setting needs a process.
 #ifndef TESTS_PLATFORM_SIM_CHILD_PROCESS_H
 #define TESTS_PLATFORM_SIM_CHILD_PROCESS_H
 
@@ -13,7 +13,7 @@ namespace zv_test {
 
 // A private directory, removed with everything in it.
 class TempDir {
- public:
+  public:
     TempDir();
     ~TempDir();
     TempDir(const TempDir &) = delete;
@@ -21,7 +21,7 @@ class TempDir {
     std::string file(const std::string &name) const { return path_ + "/" + name; }
     const std::string &path() const { return path_; }
 
- private:
+  private:
     std::string path_;
 };
 
@@ -32,7 +32,7 @@ std::vector<std::string> lines_of(const std::string &text);
 // A child process with pipes at its standard input, output and error. The environment is the
 // parent's without any ZV_ variable, and the ones given.
 class ChildProcess {
- public:
+  public:
     ChildProcess(const std::vector<std::string> &command,
                  const std::map<std::string, std::string> &environment);
     ~ChildProcess();
@@ -50,7 +50,7 @@ class ChildProcess {
     const std::string &output() const { return output_; }
     const std::string &errors() const { return errors_; }
 
- private:
+  private:
     pid_t pid_ = -1;
     int input_fd_ = -1;
     int output_fd_ = -1;

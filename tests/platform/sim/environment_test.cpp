@@ -70,8 +70,9 @@ TEST(Environment, BadFaultsAreReportedAndNothingIsArmed) {
                        {{"ZV_SIM_FAULTS", R"([{"call":"*","status":5},{"call":"x","status":1}])"}});
     EXPECT_EQ(probe.wait(), 0);
     EXPECT_EQ(lines_of(probe.output()), (std::vector<std::string>{kDefaults, "0"}));
-    EXPECT_EQ(probe.errors(),
-              "zv_sim: ZV_SIM_FAULTS: [1].call: no call of this name can fail; no fault is armed\n");
+    EXPECT_EQ(
+        probe.errors(),
+        "zv_sim: ZV_SIM_FAULTS: [1].call: no call of this name can fail; no fault is armed\n");
 }
 
 TEST(Environment, FaultsThatAreNoJsonAreReported) {
@@ -82,9 +83,9 @@ TEST(Environment, FaultsThatAreNoJsonAreReported) {
 
 TEST(Environment, CallsAreTracedInOrderWithTheStatusThatWasReturned) {
     const TempDir dir;
-    ChildProcess probe({PROBE_PATH, "zv_api_open", "cl_free"},
-                       {{"ZV_SIM_TRACE", dir.file("trace")},
-                        {"ZV_SIM_FAULTS", R"([{"call":"*","status":5}])"}});
+    ChildProcess probe(
+        {PROBE_PATH, "zv_api_open", "cl_free"},
+        {{"ZV_SIM_TRACE", dir.file("trace")}, {"ZV_SIM_FAULTS", R"([{"call":"*","status":5}])"}});
     EXPECT_EQ(probe.wait(), 0);
     EXPECT_EQ(zv_test::read_file(dir.file("trace")),
               "{\"seq\":1,\"call\":\"zv_api_open\",\"args\":{},\"status\":5,\"out\":{}}\n"

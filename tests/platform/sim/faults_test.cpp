@@ -17,7 +17,7 @@ std::string complaint(const char *text) {
 }
 
 class Faults : public testing::Test {
- protected:
+  protected:
     ~Faults() override { zv_sim::faults_arm({}); }
 
     static void arm(const char *text) {
@@ -139,7 +139,8 @@ TEST(FaultsParsing, NamesTheOffendingField) {
     EXPECT_EQ(complaint(R"([{"call": 1, "status": 1}])"), "set[0].call: must be a text");
     EXPECT_EQ(complaint(R"([{"call": "zv_api_acl_sett", "status": 1}])"),
               "set[0].call: no call of this name can fail");
-    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1}, {"call": "*"}])"), "set[1].status: missing");
+    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1}, {"call": "*"}])"),
+              "set[1].status: missing");
     EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "nth": 0}])"),
               "set[0].nth: must be an integer from 1 to 4294967295");
     EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "times": 0}])"),
@@ -148,9 +149,12 @@ TEST(FaultsParsing, NamesTheOffendingField) {
               "set[0].times: must be an integer from -1 to 4294967295");
     EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "late": 1}])"),
               "set[0].late: must be true or false");
-    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "time": 1}])"), "set[0].time: unknown field");
+    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "time": 1}])"),
+              "set[0].time: unknown field");
 }
 
-TEST(FaultsParsing, MallocNeedsNoStatus) { EXPECT_EQ(complaint(R"([{"call": "cl_malloc"}])"), ""); }
+TEST(FaultsParsing, MallocNeedsNoStatus) {
+    EXPECT_EQ(complaint(R"([{"call": "cl_malloc"}])"), "");
+}
 
 }  // namespace

@@ -6,7 +6,7 @@ using zv_test::kAbsentId;
 using Ports = std::vector<uint32_t>;
 
 class PbsEntries : public zv_test::SwitchTest {
- protected:
+  protected:
     Ports ports_of(uint32_t id, uint32_t room = 16) {
         Ports ports(room, 99);
         zv_acl_pbs_entry_t entry{77, room, ports.data()};
@@ -72,8 +72,8 @@ TEST_F(PbsEntries, Refusals) {
     EXPECT_EQ(pbs(ZV_ACCESS_CMD_SET, 2, {1}, &id), 9u);
     EXPECT_EQ(pbs(ZV_ACCESS_CMD_ADD, 2, {1}, nullptr), 3u);
     const zv_acl_pbs_entry_t no_list{2, 1, nullptr};
-    EXPECT_EQ(
-        zv_api_acl_policy_based_switching_set(handle_, ZV_ACCESS_CMD_ADD, 0, &no_list, &id), 3u);
+    EXPECT_EQ(zv_api_acl_policy_based_switching_set(handle_, ZV_ACCESS_CMD_ADD, 0, &no_list, &id),
+              3u);
     EXPECT_EQ(zv_api_acl_policy_based_switching_set(handle_, ZV_ACCESS_CMD_ADD, 0, nullptr, &id),
               3u);
     zv_acl_pbs_entry_t entry{2, 0, nullptr};

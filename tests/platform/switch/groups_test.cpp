@@ -41,7 +41,7 @@ TEST_F(Acls, DestroyingTheirGroupFreesThem) {
 }
 
 class Groups : public zv_test::SwitchTest {
- protected:
+  protected:
     std::vector<uint32_t> acls(size_t num, uint32_t direction = 0) {
         const uint32_t region_id = new_region(1);
         std::vector<uint32_t> ids;
@@ -88,6 +88,21 @@ TEST_F(Groups, Refusals) {
     EXPECT_EQ(group_destroy(kAbsentId), 6u);
 }
 
+TEST_F(Groups, AnAbsentAclComesBeforeADirectionThatDiffers) {
+    uint32_t id = new_group({}, 1);
+    EXPECT_EQ(group(ZV_ACCESS_CMD_SET, 0, {kAbsentId}, &id), 6u);
+    EXPECT_EQ(group(ZV_ACCESS_CMD_SET, 1, {acls(1, 0)[0], kAbsentId}, &id), 6u);
+    EXPECT_EQ(group(ZV_ACCESS_CMD_CREATE, 1, {acls(1, 0)[0], kAbsentId}, &id), 6u);
+}
+
+TEST_F(Groups, TooLongAListComesBeforeAnAbsentAclAndAfterAnAbsentGroup) {
+    uint32_t id = new_group({});
+    const std::vector<uint32_t> absent_acls(17, kAbsentId);
+    EXPECT_EQ(group(ZV_ACCESS_CMD_SET, 0, absent_acls, &id), 4u);
+    uint32_t absent_group = kAbsentId;
+    EXPECT_EQ(group(ZV_ACCESS_CMD_SET, 0, absent_acls, &absent_group), 6u);
+}
+
 TEST_F(Groups, ARefusedListLeavesTheOldOne) {
     const std::vector<uint32_t> old = acls(1);
     uint32_t id = new_group(old);
@@ -96,7 +111,7 @@ TEST_F(Groups, ARefusedListLeavesTheOldOne) {
 }
 
 class Bindings : public zv_test::SwitchTest {
- protected:
+  protected:
     zv_status_t port(uint32_t cmd, uint32_t number, uint32_t group_id) {
         return zv_api_acl_port_bind_set(handle_, cmd, number, group_id);
     }

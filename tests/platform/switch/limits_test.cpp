@@ -1,4 +1,5 @@
-// A switch with small capacities, where every limit can be reached. Each case gives back what it took.
+// A switch with small capacities, where every limit can be reached. Each case gives back what it
+// took.
 
 #include <stdlib.h>
 

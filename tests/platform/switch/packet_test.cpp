@@ -21,7 +21,7 @@ zv_acl_rule_t with_action(zv_acl_rule_t rule, uint32_t verdict, uint32_t counter
 }
 
 class PacketWalk : public zv_test::SwitchTest {
- protected:
+  protected:
     ~PacketWalk() override {
         for (const uint32_t group_id : bound_ports_) {
             EXPECT_EQ(zv_api_acl_port_bind_set(handle_, ZV_ACCESS_CMD_UNBIND, kPort, group_id), 0u);

@@ -26,7 +26,9 @@ TEST_F(Session, AClosedHandleIsInvalid) {
     EXPECT_EQ(zv_api_close(other), 2u);
 }
 
-TEST_F(Session, OpeningRefusesANullPointer) { EXPECT_EQ(zv_api_open(nullptr, nullptr), 3u); }
+TEST_F(Session, OpeningRefusesANullPointer) {
+    EXPECT_EQ(zv_api_open(nullptr, nullptr), 3u);
+}
 
 TEST_F(Session, EveryFunctionRefusesAWrongHandle) {
     const zv_api_handle_t wrong = 0;
@@ -57,7 +59,9 @@ TEST_F(Session, StatusesHaveNames) {
     EXPECT_STREQ(zv_status_str(10), "Unknown status");
 }
 
-TEST_F(Session, HeadersServeC) { EXPECT_EQ(headers_are_usable_from_c(), 1); }
+TEST_F(Session, HeadersServeC) {
+    EXPECT_EQ(headers_are_usable_from_c(), 1);
+}
 
 class Regions : public zv_test::SwitchTest {};
 
@@ -188,7 +192,7 @@ TEST_F(Rules, ActivityRefusals) {
 }
 
 class BlockMove : public zv_test::SwitchTest {
- protected:
+  protected:
     // Offsets 0 to 9: a rule of byte offset + 1 at each but 3.
     BlockMove() : id_(new_region(10)) {
         for (uint32_t i = 0; i < 10; i++) {

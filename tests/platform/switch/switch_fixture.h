@@ -27,7 +27,7 @@ inline zv_acl_rule_t rule_at(uint32_t offset, uint8_t byte = 0) {
 }
 
 class SwitchTest : public testing::Test {
- protected:
+  protected:
     SwitchTest() { EXPECT_EQ(zv_api_open(nullptr, &handle_), 0u); }
     ~SwitchTest() override {
         zv_sim::faults_arm({});

@@ -39,10 +39,12 @@ void skip_lines() {
     g_seen_num = zv_test::lines_of(zv_test::read_file(g_traced.path())).size();
 }
 
-std::string zeros(size_t bytes) { return std::string(2 * bytes, '0'); }
+std::string zeros(size_t bytes) {
+    return std::string(2 * bytes, '0');
+}
 
 class Trace : public zv_test::SwitchTest {
- protected:
+  protected:
     Trace() { skip_lines(); }
 };
 
@@ -79,8 +81,9 @@ TEST_F(Trace, Acl) {
     zv_api_acl_set(handle_, ZV_ACCESS_CMD_CREATE, 1, 2, &group, &id);
     EXPECT_EQ(line(), R"({"call":"zv_api_acl_set","args":{"cmd":12,"acl_type":1,"direction":2,)"
                       R"("group":{"type":0,"region_id":)" +
-                          std::to_string(region_id) + R"(},"acl_id":9},"status":0,"out":{"acl_id":)" +
-                          std::to_string(id) + "}}");
+                          std::to_string(region_id) +
+                          R"(},"acl_id":9},"status":0,"out":{"acl_id":)" + std::to_string(id) +
+                          "}}");
     id = 4000000000u;
     zv_api_acl_set(handle_, ZV_ACCESS_CMD_DESTROY, 1, 2, nullptr, &id);
     EXPECT_EQ(line(), R"({"call":"zv_api_acl_set","args":{"cmd":13,"acl_type":1,"direction":2,)"
@@ -96,10 +99,9 @@ TEST_F(Trace, Rules) {
     rule.action.forward = 6;
     rule.action.counter_id = 0x01020304;
     rule.action.data[43] = 0xff;
-    const std::string rendered =
-        R"({"offset":1,"valid":1,"key_type":1,"key":"ab)" + zeros(127) +
-        R"(","mask_key_type":1,"mask":"ff)" + zeros(127) + R"(","action":"0600000004030201)" +
-        zeros(4 + 43) + R"(ff"})";
+    const std::string rendered = R"({"offset":1,"valid":1,"key_type":1,"key":"ab)" + zeros(127) +
+                                 R"(","mask_key_type":1,"mask":"ff)" + zeros(127) +
+                                 R"(","action":"0600000004030201)" + zeros(4 + 43) + R"(ff"})";
     zv_api_acl_rules_set(handle_, ZV_ACCESS_CMD_SET, region_id, &rule, 1);
     EXPECT_EQ(line(), R"({"call":"zv_api_acl_rules_set","args":{"cmd":15,"region_id":)" + id +
                           R"(,"rules":[)" + rendered + R"(],"count":1},"status":0,"out":{}})");
@@ -135,14 +137,15 @@ TEST_F(Trace, GroupAndBindings) {
     uint32_t id = 0;
     zv_api_acl_group_set(handle_, ZV_ACCESS_CMD_CREATE, 7, &acl, 1, &id);
     const std::string group_id = std::to_string(id);
-    EXPECT_EQ(line(), R"({"call":"zv_api_acl_group_set","args":{"cmd":12,"direction":7,"acl_ids":[)" +
-                          std::to_string(acl) +
-                          R"(],"count":1,"group_id":0},"status":0,"out":{"group_id":)" + group_id +
-                          "}}");
+    EXPECT_EQ(line(),
+              R"({"call":"zv_api_acl_group_set","args":{"cmd":12,"direction":7,"acl_ids":[)" +
+                  std::to_string(acl) +
+                  R"(],"count":1,"group_id":0},"status":0,"out":{"group_id":)" + group_id + "}}");
     zv_api_acl_group_set(handle_, ZV_ACCESS_CMD_SET, 7, nullptr, 0, &id);
-    EXPECT_EQ(line(), R"({"call":"zv_api_acl_group_set","args":{"cmd":15,"direction":7,"acl_ids":[],)"
-                      R"("count":0,"group_id":)" +
-                          group_id + R"(},"status":0,"out":{"group_id":)" + group_id + "}}");
+    EXPECT_EQ(line(),
+              R"({"call":"zv_api_acl_group_set","args":{"cmd":15,"direction":7,"acl_ids":[],)"
+              R"("count":0,"group_id":)" +
+                  group_id + R"(},"status":0,"out":{"group_id":)" + group_id + "}}");
     zv_api_acl_port_bind_set(handle_, ZV_ACCESS_CMD_BIND, 501, id);
     EXPECT_EQ(line(), R"({"call":"zv_api_acl_port_bind_set","args":{"cmd":25,"log_port":501,)"
                       R"("group_id":)" +
@@ -192,7 +195,8 @@ TEST_F(Trace, FlowCounters) {
 TEST_F(Trace, Net) {
     zv_sim::ports_replace({{11, 0, "eth1"}, {12, 1, "cpu"}});
     zv_net_init(nullptr, 3, 0);
-    EXPECT_EQ(line(), R"({"call":"zv_net_init","args":{"verbosity":3,"flags":0},"status":0,"out":{}})");
+    EXPECT_EQ(line(),
+              R"({"call":"zv_net_init","args":{"verbosity":3,"flags":0},"status":0,"out":{}})");
     uint32_t count = 7;
     zv_net_ports_get_all(2, nullptr, &count);
     EXPECT_EQ(line(), R"({"call":"zv_net_ports_get_all","args":{"selector":2,"buffer":false,)"
@@ -220,8 +224,9 @@ TEST_F(Trace, Complib) {
     EXPECT_EQ(line(), R"({"call":"cl_thread_init","args":{"name":"aclRm"},"status":5,"out":{}})");
     cl_qpool_t pool;
     cl_qpool_init(&pool, 1, 2, 3, 40, nullptr, nullptr, nullptr);
-    EXPECT_EQ(line(), R"({"call":"cl_qpool_init","args":{"min":1,"max":2,"grow":3,"object_size":40},)"
-                      R"("status":0,"out":{}})");
+    EXPECT_EQ(line(),
+              R"({"call":"cl_qpool_init","args":{"min":1,"max":2,"grow":3,"object_size":40},)"
+              R"("status":0,"out":{}})");
     cl_qpool_destroy(&pool);
 }
 
