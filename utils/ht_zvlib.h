@@ -55,8 +55,8 @@ struct ht_zvlib_t {
     ht_hash_zvlib_t hash;             // null: none installed yet
     uint8_t key_pos;                  // 8: where the key starts in an entry
     uint8_t value_pos;                // key_size + 8
-    // Not part of the contents: the entry that a lookup of a number found last, null after any insert
-    // or deletion. A batch asks for the same few numbers again and again.
+    // Not part of the contents: the entry that a lookup of a number found last, null after any
+    // insert or deletion. A batch asks for the same few numbers again and again.
     ht_entry_zvlib_t *recent;
 };
 

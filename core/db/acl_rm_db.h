@@ -5,8 +5,8 @@
 // switch, and an operation that fails changes nothing.
 //
 // Command thread only, and the tear-down once that thread serves no command. Every public
-// operation but the first needs the initialised flag and returns ERROR without it; "not found" below is
-// ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND. Failures are logged by module "ACL_RM_DB".
+// operation but the first needs the initialised flag and returns ERROR without it; "not found"
+// below is ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND. Failures are logged by module "ACL_RM_DB".
 #pragma once
 
 #include <stdint.h>

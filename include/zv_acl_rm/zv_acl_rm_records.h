@@ -15,22 +15,22 @@
 #define ZV_ACL_RM_SOCKET_PATH "/var/run/zv_acl_rm.sock"
 
 /* Numbers of the commands on the wire; 0 and 1 are not used. X(value, name) */
-#define ZV_ACL_RM_COMMAND_LIST(X)                                                                  \
-    X(2, OPEN)                                                                                     \
-    X(3, INIT)                                                                                     \
-    X(4, ACL_SET)                                                                                  \
-    X(5, ACL_RESIZE)                                                                               \
-    X(6, ACL_RULE_SET)                                                                             \
-    X(7, ACL_RULE_GET)                                                                             \
-    X(8, ACL_RULE_MOVE_BLOCK)                                                                      \
-    X(9, ACL_BIND_PORT_SET)                                                                        \
-    X(10, ACL_BIND_RIF_SET)                                                                        \
-    X(11, COUNTER_SET)                                                                             \
-    X(12, COUNTER_GET)                                                                             \
-    X(13, MC_GRP_SET)                                                                              \
-    X(14, MC_GRP_GET)                                                                              \
-    X(15, ACL_BIND_SYSTEM_SET)                                                                     \
-    X(16, PORT_SET)                                                                                \
+#define ZV_ACL_RM_COMMAND_LIST(X) \
+    X(2, OPEN)                    \
+    X(3, INIT)                    \
+    X(4, ACL_SET)                 \
+    X(5, ACL_RESIZE)              \
+    X(6, ACL_RULE_SET)            \
+    X(7, ACL_RULE_GET)            \
+    X(8, ACL_RULE_MOVE_BLOCK)     \
+    X(9, ACL_BIND_PORT_SET)       \
+    X(10, ACL_BIND_RIF_SET)       \
+    X(11, COUNTER_SET)            \
+    X(12, COUNTER_GET)            \
+    X(13, MC_GRP_SET)             \
+    X(14, MC_GRP_GET)             \
+    X(15, ACL_BIND_SYSTEM_SET)    \
+    X(16, PORT_SET)               \
     X(17, DUMP)
 
 #define ZV_ACL_RM_COMMAND_ENUMERATOR(value, name) ZV_ACL_RM_API_INT_CMD_##name = value,
