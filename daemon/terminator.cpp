@@ -39,7 +39,19 @@ zv_acl_rm_status_t set_action(int signal_number, const struct sigaction &action)
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
+// Whichever thread a signal lands on handles it, but not the one that waits for its effect: a
+// thread sanitizer, for one, holds signals back while a thread waits for a mutex.
+void leave_signals_to_others() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal_number : stop_signals)
+        sigaddset(&signals, signal_number);
+    sigaddset(&signals, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
 [[noreturn]] void acl_rm_terminator(void * /*context*/) {
+    leave_signals_to_others();
     pthread_mutex_lock(&terminator_mutex);
     begin_teardown_by_terminator();
     LOG_LINE(core_log, notice, "starting zv_acl_rm termination...\n");
