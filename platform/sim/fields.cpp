@@ -82,7 +82,7 @@ bool Fields::flag(const char *name, bool fallback) {
     return field->get<bool>();
 }
 
-std::string Fields::text(const char *name, std::optional<std::string> fallback) {
+std::string Fields::text(const char *name, const std::optional<std::string> &fallback) {
     const nlohmann::json *field = find(name, !fallback.has_value());
     if (field == nullptr) {
         return fallback.value_or("");

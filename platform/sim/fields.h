@@ -29,7 +29,7 @@ class ZV_SIM_EXPORT Fields {
                     std::optional<int64_t> fallback = std::nullopt);
     uint32_t u32(const char *name, std::optional<uint32_t> fallback = std::nullopt);
     bool flag(const char *name, bool fallback);
-    std::string text(const char *name, std::optional<std::string> fallback = std::nullopt);
+    std::string text(const char *name, const std::optional<std::string> &fallback = std::nullopt);
 
     // A list that must be there; an empty one in its place after a complaint.
     const nlohmann::json &list(const char *name);

@@ -70,7 +70,7 @@ class DaemonProcess {
     // --- life
     // Waits until a request is answered; false, and a failed case, when it ends before that.
     bool wait_until_serving(Here here = Here::now());
-    void signal(int number) { process_->signal(number); }
+    void signal(int number);
     // Signals, waits and demands that it ends as `expected`.
     ExitStatus stop(int signal_number = SIGTERM, ExitStatus expected = ExitStatus::exit(0),
                     Here here = Here::now());
@@ -127,6 +127,7 @@ class DaemonProcess {
     std::unique_ptr<ChildProcess> process_;
     std::vector<bool> taken_;  // entries of log() that expect_log() took, by position
     bool errors_allowed_ = false;
+    int last_signal_ = 0;  // 0 is no signal: sending it does nothing
     bool failed_before_;
     uint32_t dumps_num_ = 0;
 };
