@@ -103,12 +103,6 @@ zv_acl_rm_status_t create_counter_db() {
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
-void release_valid_offsets(acl_id_info *info) {
-    if (info->valid_offsets != nullptr)
-        cl_free(info->valid_offsets);
-    info->valid_offsets = nullptr;
-}
-
 zv_acl_rm_status_t release_all_valid_offsets() {
     void *key = nullptr;
     void *info = nullptr;
@@ -194,6 +188,12 @@ zv_acl_rm_status_t acl_rm_internal_acl_rm_cache_deinit() {
             return status;
     }
     return ZV_ACL_RM_STATUS_SUCCESS;
+}
+
+void release_valid_offsets(acl_id_info *info) {
+    if (info->valid_offsets != nullptr)
+        cl_free(info->valid_offsets);
+    info->valid_offsets = nullptr;
 }
 
 zv_acl_rm_status_t build_key_format(char *key, uint32_t acl_id, uint32_t offset) {

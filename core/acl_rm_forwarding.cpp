@@ -98,3 +98,32 @@ zv_acl_rm_status_t count_forwarding_user(const acl_rm_rule_work &work) {
         return core_log.pass_up(status);
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
+
+zv_acl_rm_status_t release_forwarding_user(uint32_t log_port) {
+    forward_pbs_info *info = nullptr;
+    switch (look_up(logical_forward_port_2_forward_pbs_info_ht, &log_port, &info)) {
+        case Lookup::failed:
+            return core_log.pass_up(ZV_ACL_RM_STATUS_ERROR);
+        case Lookup::absent:
+            return core_log.fail(ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+                                 "forwarding port (pbs):=%u not found", log_port);
+        case Lookup::found:
+            break;
+    }
+    info->times_consumed--;
+    if (info->times_consumed != 0)
+        return ZV_ACL_RM_STATUS_SUCCESS;
+    uint32_t stored_log_port = info->forwading_log_port_num;
+    uint32_t pbs_id = info->forward_pbs_index;
+    const zv_acl_pbs_entry_t entry = {PBS_ENTRY_TYPE_PORT, 1, &stored_log_port};
+    const zv_status_t sdk_status = zv_api_acl_policy_based_switching_set(
+        zv_sdk_handle, ZV_ACCESS_CMD_DELETE, PBS_SWITCH_ID, &entry, &pbs_id);
+    // Kept: the text speaks of the rule, not of the forwarding entry.
+    if (sdk_status != SDK_SUCCESS)
+        return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
+                             "Failed to remove rule from a region in SDK , error: %d\n",
+                             static_cast<int>(sdk_status));
+    if (ht_delete_zvlib(logical_forward_port_2_forward_pbs_info_ht, &log_port) != 0)
+        return core_log.pass_up(ZV_ACL_RM_STATUS_ERROR);
+    return ZV_ACL_RM_STATUS_SUCCESS;
+}

@@ -18,3 +18,7 @@ zv_acl_rm_status_t set_forwarding_port_to_rule(acl_rm_rule_work *work, const acl
 // Counts a written rule in as user of its port's PBS entry, which enters the table with its first.
 // A rule without a forwarding port changes nothing. ERROR when the table is missing or full.
 zv_acl_rm_status_t count_forwarding_user(const acl_rm_rule_work &work);
+
+// Counts a deleted rule out; the last one takes the PBS entry out of the switch and the table.
+// ENTRY_NOT_FOUND for a port without an entry; ERROR when the switch or the table refuses.
+zv_acl_rm_status_t release_forwarding_user(uint32_t log_port);

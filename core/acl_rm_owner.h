@@ -29,3 +29,6 @@ zv_acl_rm_status_t __set_owner_acl(uint64_t client_handle, uint32_t *owner);
 // SUCCESS when the client owns the ACL; ERROR when another owner does; PARAM_EXCEEDS_RANGE for an
 // unknown handle or ACL.
 zv_acl_rm_status_t __validate_owner_acl(uint64_t client_handle, uint32_t acl_id);
+
+// The same for a multicast group, except that an OF13 client's handle is never known here.
+zv_acl_rm_status_t __validate_owner_mcg(uint64_t client_handle, uint32_t mc_group_id);

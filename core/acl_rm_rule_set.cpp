@@ -7,6 +7,7 @@
 #include "core/acl_rm_cache.h"
 #include "core/acl_rm_forwarding.h"
 #include "core/acl_rm_owner.h"
+#include "core/acl_rm_rule_delete.h"
 #include "core/acl_rm_rule_key.h"
 #include "core/db/acl_rm_db.h"
 #include "daemon/logging.h"
@@ -142,8 +143,9 @@ zv_acl_rm_status_t cache_rules(uint32_t acl_id, const acl_rm_rule_work *work, ui
 
 }  // namespace
 
-zv_acl_rm_status_t update_acl_info_with_new_rule(uint32_t acl_id, uint32_t region_id,
-                                                 uint32_t offset) {
+zv_acl_rm_status_t find_offset_flag(uint32_t acl_id, uint32_t region_id, uint32_t offset,
+                                    uint32_t **flag) {
+    *flag = nullptr;
     acl_id_info *info = nullptr;
     switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, &info)) {
         case Lookup::failed:
@@ -157,14 +159,24 @@ zv_acl_rm_status_t update_acl_info_with_new_rule(uint32_t acl_id, uint32_t regio
     }
     if (info->region_id != region_id)
         return ZV_ACL_RM_STATUS_SUCCESS;
-    if (info->valid_offsets == nullptr || offset >= info->valid_offsets_len)
+    if (offset >= usable_offsets(*info))
         return core_log.fail(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
                              "rule in offset[%u] is past the [%u] offsets of acl_id:%u", offset,
-                             info->valid_offsets == nullptr ? 0 : info->valid_offsets_len, acl_id);
-    if (info->valid_offsets[offset] != 0)
+                             usable_offsets(*info), acl_id);
+    *flag = &info->valid_offsets[offset];
+    return ZV_ACL_RM_STATUS_SUCCESS;
+}
+
+zv_acl_rm_status_t update_acl_info_with_new_rule(uint32_t acl_id, uint32_t region_id,
+                                                 uint32_t offset) {
+    uint32_t *flag = nullptr;
+    const zv_acl_rm_status_t status = find_offset_flag(acl_id, region_id, offset, &flag);
+    if (flag == nullptr)
+        return status;
+    if (*flag != 0)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "rule in offset[%u] should not be valid",
                              offset);
-    info->valid_offsets[offset] = 1;
+    *flag = 1;
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
@@ -210,7 +222,7 @@ zv_acl_rm_status_t acl_rm_acl_rule_set(uint64_t client_handle, uint32_t cmd, uin
                                        acl_rm_rule *rules, const uint32_t *rules_num) {
     if (is_initialized != 1)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "ACL RM is not initialized");
-    if (cmd != ZV_ACL_RM_ACCESS_CMD_WRITE)
+    if (cmd != ZV_ACL_RM_ACCESS_CMD_WRITE && cmd != ZV_ACL_RM_ACCESS_CMD_DELETE)
         return core_log.fail(ZV_ACL_RM_STATUS_CMD_UNSUPPORTED,
                              "Command unsupported, cmd type is:%u", cmd);
     // The limit is the SDK's record, which others may fill; the array is ours.
@@ -220,7 +232,9 @@ zv_acl_rm_status_t acl_rm_acl_rule_set(uint64_t client_handle, uint32_t cmd, uin
                              "To many rules [%u] to configure in one action", *rules_num);
     zv_acl_rm_status_t status = __validate_owner_acl(client_handle, acl_id);
     if (status == ZV_ACL_RM_STATUS_SUCCESS)
-        status = acl_rm_set_new_rules(cmd, acl_id, rules, *rules_num);
+        status = cmd == ZV_ACL_RM_ACCESS_CMD_DELETE
+                     ? acl_rm_delete_rules(acl_id, rules, *rules_num, 0)
+                     : acl_rm_set_new_rules(cmd, acl_id, rules, *rules_num);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
         return core_log.pass_up(status);
     return ZV_ACL_RM_STATUS_SUCCESS;

@@ -18,6 +18,12 @@ zv_acl_rm_status_t acl_rm_set_new_rules(uint32_t access_command, uint32_t acl_id
 zv_acl_rm_status_t __set_rules(uint32_t access_command, uint32_t acl_id,
                                const acl_rm_rule_work *work, uint32_t rules_num);
 
+// Finds the flag of an offset in the ACL's record; null, with SUCCESS, for a record of another
+// region. ENTRY_NOT_FOUND for an unknown ACL; ERROR when the table is missing; PARAM_EXCEEDS_RANGE
+// for an offset that the record has no flag for.
+zv_acl_rm_status_t find_offset_flag(uint32_t acl_id, uint32_t region_id, uint32_t offset,
+                                    uint32_t **flag);
+
 // Marks the offset valid in the ACL's record; a record of another region is left alone.
 // ENTRY_NOT_FOUND for an unknown ACL; ERROR when the offset is marked already or the table is
 // missing; PARAM_EXCEEDS_RANGE for an offset that the record has no flag for.

@@ -83,9 +83,17 @@ struct [[gnu::packed]] acl_id_info {
     uint32_t acl_id;
     int32_t acl_owner;
     uint32_t bound_to_system;
-    uint32_t padding;  // to the size of the table's values
+    uint32_t valid_offsets_allocated;  // flags there is memory for: fewer where a resize wrapped
 };
 static_assert(sizeof(acl_id_info) == 5248);
+
+// How many offsets have a flag: none once the flags are released.
+inline uint32_t usable_offsets(const acl_id_info &info) {
+    if (info.valid_offsets == nullptr)
+        return 0;
+    return info.valid_offsets_len < info.valid_offsets_allocated ? info.valid_offsets_len
+                                                                 : info.valid_offsets_allocated;
+}
 
 // A cached SDK group of ACLs, under its id.
 struct [[gnu::packed]] sdk_grp_info {

@@ -207,14 +207,6 @@ zv_acl_rm_status_t serve(const HandlerRow &row, uint8_t *body, uint32_t body_len
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
-// A command whose operation this daemon does not have yet.
-zv_acl_rm_status_t refuse(const HandlerRow &row, uint8_t *body, uint32_t body_len, uint8_t **reply,
-                          uint32_t *reply_len) {
-    return serve<void>(row, body, body_len, reply, reply_len, [](void *) -> zv_acl_rm_status_t {
-        return ZV_ACL_RM_STATUS_CMD_UNSUPPORTED;
-    });
-}
-
 }  // namespace
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_open) {
@@ -254,7 +246,11 @@ ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_set) {
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_resize) {
-    return refuse(acl_resize_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_acl_resize_params_t>(
+        acl_resize_row, body, body_len, reply, reply_len,
+        [](const zv_acl_rm_acl_resize_params_t *record) {
+            return acl_rm_acl_resize(record->client_handle, record->acl_id, &record->new_size);
+        });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_rule_set) {
@@ -267,11 +263,22 @@ ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_rule_set) {
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_rule_get) {
-    return refuse(rule_get_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_acl_rule_get_params_t>(rule_get_row, body, body_len, reply, reply_len,
+                                                  [](zv_acl_rm_acl_rule_get_params_t *record) {
+                                                      return acl_rm_acl_rule_get(
+                                                          record->client_handle, record->acl_id,
+                                                          record->rules, record->rules_num);
+                                                  });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_rule_move_block) {
-    return refuse(rule_move_block_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_acl_rule_move_block_params_t>(
+        rule_move_block_row, body, body_len, reply, reply_len,
+        [](const zv_acl_rm_acl_rule_move_block_params_t *record) {
+            return acl_rm_acl_rule_move_block(record->client_handle, record->acl_id,
+                                              record->block_start, record->block_size,
+                                              record->new_start);
+        });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_bind_port_set) {
@@ -284,31 +291,65 @@ ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_bind_port_set) {
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_acl_bind_rif_set) {
-    return refuse(rif_bind_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_acl_rif_bind_params_t>(
+        rif_bind_row, body, body_len, reply, reply_len,
+        [](const zv_acl_rm_acl_rif_bind_params_t *record) {
+            return acl_rm_acl_rif_bind_set(record->client_handle, record->cmd, record->acl_id,
+                                           record->rifs, &record->rifs_num);
+        });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_counter_set) {
-    return refuse(counter_set_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_counter_set_params_t>(
+        counter_set_row, body, body_len, reply, reply_len,
+        [](zv_acl_rm_counter_set_params_t *record) {
+            return acl_rm_counter_set(record->client_handle, record->cmd, &record->counter_type,
+                                      &record->counter_id);
+        });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_counter_get) {
-    return refuse(counter_get_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_counter_get_params_t>(
+        counter_get_row, body, body_len, reply, reply_len,
+        [](zv_acl_rm_counter_get_params_t *record) {
+            return acl_rm_counter_get(record->client_handle, record->cmd, record->counter_id,
+                                      &record->counter_type, record->values);
+        });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_mc_grp_set) {
-    return refuse(mc_group_set_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_mc_group_set_params_t>(
+        mc_group_set_row, body, body_len, reply, reply_len,
+        [](zv_acl_rm_mc_group_set_params_t *record) {
+            return acl_rm_acl_mc_group_set(record->client_handle, record->cmd, &record->mc_group_id,
+                                           record->log_ports, &record->ports_num);
+        });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_mc_grp_get) {
-    return refuse(mc_group_get_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_mc_group_get_params_t>(
+        mc_group_get_row, body, body_len, reply, reply_len,
+        [](zv_acl_rm_mc_group_get_params_t *record) {
+            return acl_rm_acl_mc_group_get(record->client_handle, record->mc_group_id,
+                                           record->log_ports, &record->ports_num);
+        });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_system_bind_set) {
-    return refuse(system_bind_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_acl_system_bind_params_t>(
+        system_bind_row, body, body_len, reply, reply_len,
+        [](const zv_acl_rm_acl_system_bind_params_t *record) {
+            return acl_rm_acl_system_bind_set(record->client_handle, record->cmd, record->acl_id);
+        });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_port_set) {
-    return refuse(port_set_row, body, body_len, reply, reply_len);
+    return serve<zv_acl_rm_port_set_params_t>(port_set_row, body, body_len, reply, reply_len,
+                                              [](const zv_acl_rm_port_set_params_t *record) {
+                                                  return acl_rm_port_set(
+                                                      record->client_handle, record->cmd,
+                                                      record->log_ports, record->ports_num);
+                                              });
 }
 
 ACL_RM_RPC_HANDLER(acl_rm_rpc_dump) {
