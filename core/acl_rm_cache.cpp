@@ -196,6 +196,13 @@ void release_valid_offsets(acl_id_info *info) {
     info->valid_offsets = nullptr;
 }
 
+zv_acl_rm_status_t __convert_priority_to_offset(uint32_t *offset, uint32_t priority) {
+    if (offset == nullptr)
+        return ZV_ACL_RM_STATUS_PARAM_NULL;
+    *offset = priority;
+    return ZV_ACL_RM_STATUS_SUCCESS;
+}
+
 zv_acl_rm_status_t build_key_format(char *key, uint32_t acl_id, uint32_t offset) {
     if (key == nullptr)
         return core_log.pass_up(ZV_ACL_RM_STATUS_ERROR);

@@ -44,6 +44,9 @@ zv_acl_rm_status_t acl_rm_internal_acl_rm_cache_deinit();
 // Releases the flags of an ACL's offsets; it then has none.
 void release_valid_offsets(acl_id_info *info);
 
+// A rule's priority is its offset. PARAM_NULL without a place for it.
+zv_acl_rm_status_t __convert_priority_to_offset(uint32_t *offset, uint32_t priority);
+
 // Writes the key of a rule. SUCCESS; ERROR without a place for it.
 zv_acl_rm_status_t build_key_format(char *key, uint32_t acl_id, uint32_t offset);
 

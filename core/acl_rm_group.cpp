@@ -59,28 +59,6 @@ zv_acl_rm_status_t find_index(const sdk_grp_info *group, uint32_t priority, uint
     }
 }
 
-// Takes the new ACL out of the cached list again.
-void restore_list(sdk_grp_info *group, uint32_t index) {
-    if (group->acl_id_arr_len > MAX_ACLS_NUM_IN_GROUP) {
-        core_log.fail(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
-                      "sdk_grp_info->acl_id_arr_len = [%u] is out of range", group->acl_id_arr_len);
-        return;
-    }
-    if (index == group->acl_id_arr_len - 1) {
-        group->acl_id_arr[index] = 0;
-        group->acl_id_arr_len--;
-        return;
-    }
-    if (index > MAX_ACLS_NUM_IN_GROUP - 2) {
-        core_log.fail(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
-                      "index_of_new_acl_in_group:=[%u] >= MAX_ACLS_NUM_IN_GROUP-1", index);
-        return;
-    }
-    for (uint32_t i = index; i + 1 < group->acl_id_arr_len; i++)
-        group->acl_id_arr[i] = group->acl_id_arr[i + 1];
-    group->acl_id_arr_len--;
-}
-
 zv_status_t bind_group_in_switch(const bind_point_key *key, uint32_t group_id) {
     switch (key->bind_point_type) {
         case BIND_POINT_LOG_PORT:
@@ -173,7 +151,7 @@ zv_acl_rm_status_t add_to_group(uint32_t acl_id, uint32_t group_id, const acl_id
     status = AddNewAclToBoundGroup(group_id, group, info, key);
     if (status == ZV_ACL_RM_STATUS_SUCCESS)
         return status;
-    restore_list(group, index);
+    restoreAclIds(group, index);
     return core_log.pass_up(status);
 }
 
@@ -210,6 +188,27 @@ zv_acl_rm_status_t bind_to_key(uint32_t acl_id, const bind_point_key *key) {
 }
 
 }  // namespace
+
+void restoreAclIds(sdk_grp_info *group, uint32_t index) {
+    if (group->acl_id_arr_len > MAX_ACLS_NUM_IN_GROUP) {
+        core_log.fail(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
+                      "sdk_grp_info->acl_id_arr_len = [%u] is out of range", group->acl_id_arr_len);
+        return;
+    }
+    if (index == group->acl_id_arr_len - 1) {
+        group->acl_id_arr[index] = 0;
+        group->acl_id_arr_len--;
+        return;
+    }
+    if (index > MAX_ACLS_NUM_IN_GROUP - 2) {
+        core_log.fail(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
+                      "index_of_new_acl_in_group:=[%u] >= MAX_ACLS_NUM_IN_GROUP-1", index);
+        return;
+    }
+    for (uint32_t i = index; i + 1 < group->acl_id_arr_len; i++)
+        group->acl_id_arr[i] = group->acl_id_arr[i + 1];
+    group->acl_id_arr_len--;
+}
 
 zv_acl_rm_status_t isPortIDBoundAndGetGroup(const bind_point_key *key, uint32_t *is_bound,
                                             sdk_grp_info **group, uint32_t *group_id) {

@@ -32,6 +32,10 @@ zv_acl_rm_status_t bindNewAcl(uint32_t acl_id, uint32_t is_port_bound, uint32_t 
 zv_acl_rm_status_t sortAclsByClientPriority(sdk_grp_info *group, const acl_id_info *info,
                                             uint32_t *index);
 
+// Takes the id at that index out of the list again, which the switch refused. A length or an index
+// that no list has is only logged.
+void restoreAclIds(sdk_grp_info *group, uint32_t index);
+
 // Sends the edited list of an existing group to the switch. NO_HW_RESOURCES or ERROR.
 zv_acl_rm_status_t AddNewAclToBoundGroup(uint32_t group_id, const sdk_grp_info *group,
                                          const acl_id_info *info, const bind_point_key *key);

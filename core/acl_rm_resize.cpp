@@ -15,18 +15,18 @@ bool is_within_limits(const acl_id_info &info, uint32_t new_size) {
     return new_size >= info.min_size && (info.max_size == 0 || new_size <= info.max_size);
 }
 
-// No rule may lie in the part that is cut off. The counter is 16 bits wide, kept so; where the
-// region is larger than it counts, the scan ends when it wraps.
+// No rule may lie in the part that is cut off. The counter is 16 bits wide, kept so: where there
+// are more offsets than it counts it goes on from 0, and a rule that would stay is in the way too.
+// One round is enough, since the next would find the same.
 zv_acl_rm_status_t check_cut_off(const acl_id_info &info, uint32_t new_size) {
+    const uint32_t flags_num = usable_offsets(info);
     auto offset = static_cast<uint16_t>(new_size);
-    while (offset < usable_offsets(info)) {
-        if (info.valid_offsets[offset] != 0)
+    for (uint32_t seen = 0; seen <= UINT16_MAX && offset < info.valid_offsets_len; seen++) {
+        if (offset < flags_num && info.valid_offsets[offset] != 0)
             return core_log.fail(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
                                  "Can't reduce ACL table size, offset [%u] is valid in ACL [%u]",
                                  offset, info.acl_id);
         offset++;
-        if (offset == 0)
-            break;
     }
     return ZV_ACL_RM_STATUS_SUCCESS;
 }

@@ -39,13 +39,6 @@ zv_acl_rm_status_t choose_offset(uint32_t access_command, uint32_t acl_id, acl_r
 
 }  // namespace
 
-zv_acl_rm_status_t __convert_priority_to_offset(uint32_t *offset, uint32_t priority) {
-    if (offset == nullptr)
-        return ZV_ACL_RM_STATUS_PARAM_NULL;
-    *offset = priority;
-    return ZV_ACL_RM_STATUS_SUCCESS;
-}
-
 zv_acl_rm_status_t checkRuleExists(uint32_t acl_id, uint32_t offset, uint32_t must_exist) {
     rule_key key;
     const zv_acl_rm_status_t status = build_key_format(key, acl_id, offset);

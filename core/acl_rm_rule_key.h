@@ -16,8 +16,5 @@ zv_acl_rm_status_t acl_rm_set_rule_by_key_type(uint32_t access_command, uint32_t
                                                acl_rm_rule *rule, acl_rm_rule_work *work,
                                                uint32_t index, uint32_t expected_key_type);
 
-// A rule's priority is its offset. PARAM_NULL without a place for it.
-zv_acl_rm_status_t __convert_priority_to_offset(uint32_t *offset, uint32_t priority);
-
 // SUCCESS when the rule's presence in the cache is as expected, else ERROR.
 zv_acl_rm_status_t checkRuleExists(uint32_t acl_id, uint32_t offset, uint32_t must_exist);

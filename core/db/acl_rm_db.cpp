@@ -1,29 +1,11 @@
 #include "core/db/acl_rm_db.h"
 
-#include <cstddef>
-
-#include "complib/cl_qmap.h"
-#include "complib/cl_qpool.h"
+#include "core/db/acl_rm_db_items.h"
 #include "daemon/logging.h"
-
-struct CounterItem {
-    cl_pool_item_t pool_item;  // first: the pool hands out its address
-    cl_map_item_t map_item;
-    uint64_t counter_type;
-    uint32_t counter_id;
-    uint32_t ref_counter;
-};
 
 namespace {
 
-cl_qpool_t counter_pool;
-cl_qmap_t counter_map;
 uint32_t is_db_initialized = 0;
-
-CounterItem *item_of(cl_map_item_t *map_item) {
-    return reinterpret_cast<CounterItem *>(reinterpret_cast<char *>(map_item) -
-                                           offsetof(CounterItem, map_item));
-}
 
 const char *complib_status_text(cl_status_t status) {
     return status < sizeof(cl_status_text) / sizeof(cl_status_text[0]) ? cl_status_text[status]
@@ -41,31 +23,16 @@ zv_acl_rm_status_t find_known(uint32_t counter_id, CounterItem **item) {
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
-void remove_item(CounterItem *item) {
-    cl_qmap_remove_item(&counter_map, &item->map_item);
-    cl_qpool_put(&counter_pool, &item->pool_item);
-}
-
 }  // namespace
-
-zv_acl_rm_status_t __acl_rm_db_counter_find(uint32_t counter_id, CounterItem **counter_item) {
-    if (counter_item == nullptr)
-        return db_log.fail(ZV_ACL_RM_STATUS_PARAM_NULL, "counter_item is NULL.\n");
-    cl_map_item_t *map_item = cl_qmap_get(&counter_map, counter_id);
-    *counter_item = map_item == cl_qmap_end(&counter_map) ? nullptr : item_of(map_item);
-    return ZV_ACL_RM_STATUS_SUCCESS;
-}
 
 zv_acl_rm_status_t acl_rm_db_counter_init(uint32_t items_num) {
     if (is_db_initialized != 0)
         return db_log.fail(ZV_ACL_RM_STATUS_ERROR, "Cant init counter DB - already initialize.\n");
-    const cl_status_t pool_status = cl_qpool_init(&counter_pool, items_num, items_num, items_num,
-                                                  sizeof(CounterItem), nullptr, nullptr, nullptr);
+    const cl_status_t pool_status = create_counter_items(items_num);
     if (pool_status != CL_STATUS_SUCCESS)
         return db_log.fail(ZV_ACL_RM_STATUS_NO_RESOURCES, "Counter Pool Init Failure (%s).\n",
                            complib_status_text(pool_status));
     LOG_LINE(db_log, info, "Counter Pool Init Success.\n");
-    cl_qmap_init(&counter_map);
     is_db_initialized = 1;
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
@@ -81,14 +48,12 @@ zv_acl_rm_status_t acl_rm_db_counter_allocate(uint64_t counter_type, uint32_t co
     if (item != nullptr)
         return db_log.fail(ZV_ACL_RM_STATUS_ERROR,
                            "Counter id (%u) is already exist in counter DB.\n", counter_id);
-    item = reinterpret_cast<CounterItem *>(cl_qpool_get(&counter_pool));
+    item = take_counter_item(counter_id);
     if (item == nullptr)
         return db_log.fail(ZV_ACL_RM_STATUS_NO_RESOURCES,
                            "Could not find free counter in counter DB.\n");
     item->counter_type = counter_type;
-    item->counter_id = counter_id;
     item->ref_counter = 0;
-    cl_qmap_insert(&counter_map, counter_id, &item->map_item);
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
@@ -99,7 +64,7 @@ zv_acl_rm_status_t acl_rm_db_counter_destroy(uint32_t counter_id) {
     const zv_acl_rm_status_t status = find_known(counter_id, &item);
     if (item == nullptr)
         return status;
-    remove_item(item);
+    return_counter_item(item);
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
@@ -172,8 +137,6 @@ zv_acl_rm_status_t acl_rm_db_counter_deinit() {
     if (is_db_initialized == 0)
         return db_log.fail(ZV_ACL_RM_STATUS_ERROR,
                            "Can't deinit counter DB - DB not initialized).\n");
-    while (cl_qmap_head(&counter_map) != cl_qmap_end(&counter_map))
-        remove_item(item_of(cl_qmap_head(&counter_map)));
-    cl_qpool_destroy(&counter_pool);
+    destroy_counter_items();
     return ZV_ACL_RM_STATUS_SUCCESS;
 }

@@ -4,9 +4,9 @@
 // start-up. An item is in the map or in the pool, never in both. The database does not call the
 // switch, and an operation that fails changes nothing.
 //
-// Command thread only, and the tear-down once that thread serves no command. Every public
-// operation but the first needs the initialised flag and returns ERROR without it; "not found"
-// below is ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND. Failures are logged by module "ACL_RM_DB".
+// Command thread only, and the tear-down once that thread serves no command. Every operation but
+// the first needs the initialised flag and returns ERROR without it; "not found" below is
+// ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND. Failures are logged by module "ACL_RM_DB".
 #pragma once
 
 #include <stdint.h>
@@ -16,12 +16,6 @@
 // Commands of acl_rm_db_counter_ref_counter_update.
 constexpr uint32_t COUNTER_REF_INCREMENT = 7;
 constexpr uint32_t COUNTER_REF_DECREMENT = 8;
-
-struct CounterItem;
-
-// Stores the item of the id, or null where there is none. PARAM_NULL without a place for it. Needs
-// no flag: the operations below have looked at it.
-zv_acl_rm_status_t __acl_rm_db_counter_find(uint32_t counter_id, CounterItem **counter_item);
 
 // Makes the pool of items_num items. ERROR when initialised already, NO_RESOURCES when the pool
 // cannot be made.

@@ -49,10 +49,29 @@ Answer send_record(DaemonProcess &daemon, uint32_t command, const Record &record
 }
 
 zv_acl_rm_acl_set_params_t create_request(uint64_t handle, const acl_rm_acl &acl);
+// `cmd` is ZV_ACL_RM_ACCESS_CMD_DESTROY or _EDIT, or what the test likes.
+zv_acl_rm_acl_set_params_t acl_set_request(uint64_t handle, uint32_t cmd, const acl_rm_acl &acl);
 zv_acl_rm_acl_rule_set_params_t write_request(uint64_t handle, uint32_t acl_id,
                                               const std::vector<acl_rm_rule> &rules);
+zv_acl_rm_acl_rule_set_params_t delete_request(uint64_t handle, uint32_t acl_id,
+                                               const std::vector<uint32_t> &offsets);
+// Which rule to read, and whether its activity.
+struct ReadOf {
+    uint32_t offset;
+    uint32_t activity_request;
+};
+zv_acl_rm_acl_rule_get_params_t read_request(uint64_t handle, uint32_t acl_id,
+                                             const std::vector<ReadOf> &reads);
 zv_acl_rm_acl_port_bind_params_t bind_request(uint64_t handle, uint32_t acl_id,
                                               const std::vector<uint32_t> &log_ports);
+zv_acl_rm_acl_port_bind_params_t unbind_request(uint64_t handle, uint32_t acl_id,
+                                                const std::vector<uint32_t> &log_ports);
+// `cmd` is ZV_ACL_RM_ACCESS_CMD_BIND or _UNBIND; of port_set_request _ADD_PORTS or _DELETE_PORTS.
+zv_acl_rm_acl_rif_bind_params_t rif_request(uint64_t handle, uint32_t cmd, uint32_t acl_id,
+                                            const std::vector<uint16_t> &rifs);
+zv_acl_rm_acl_system_bind_params_t system_request(uint64_t handle, uint32_t cmd, uint32_t acl_id);
+zv_acl_rm_port_set_params_t port_set_request(uint64_t handle, uint32_t cmd,
+                                             const std::vector<uint32_t> &log_ports);
 
 // OPEN with any owner and any handle; the client library refuses owners it does not know.
 uint32_t open_as(DaemonProcess &daemon, uint64_t handle, uint32_t owner, Here here = Here::now());

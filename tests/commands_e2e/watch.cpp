@@ -57,6 +57,18 @@ Lines notified(uint32_t status, const std::string &text, int callers) {
     return Lines{notification_line(status, text)} + handed_up(status, callers);
 }
 
+Lines rules_gone(uint32_t region_id, const std::vector<uint32_t> &offsets) {
+    const std::string region = "from region[" + std::to_string(region_id) + "].";
+    Lines lines;
+    for (const uint32_t offset : offsets) {
+        lines.push_back(
+            {"ZV_ACL_RM", "NOTICE", "delete rule[" + std::to_string(offset) + "] " + region});
+    }
+    const std::string num = std::to_string(offsets.size());
+    lines.push_back({"ZV_ACL_RM", "NOTICE", "delete [" + num + "] #rules " + region});
+    return lines;
+}
+
 Lines operator+(Lines first, const Lines &second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;

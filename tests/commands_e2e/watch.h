@@ -28,6 +28,8 @@ Lines failed(uint32_t status, const std::string &text, int callers);
 Lines failed_by_name(uint32_t status, int callers);
 // A failure that is no error: the notification with its text, and those of `callers` operations.
 Lines notified(uint32_t status, const std::string &text, int callers);
+// The notices of rules of one ACL taken out of the cache, in the order of `offsets`.
+Lines rules_gone(uint32_t region_id, const std::vector<uint32_t> &offsets);
 // One list after the other.
 Lines operator+(Lines first, const Lines &second);
 

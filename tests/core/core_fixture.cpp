@@ -49,6 +49,32 @@ uint32_t ConnectedFixture::create_acl(uint32_t size, uint64_t handle, uint32_t d
     return acl.acl_id;
 }
 
+void RulesFixture::SetUp() {
+    ConnectedFixture::SetUp();
+    ASSERT_EQ(create_acl(16), ACL);
+    ASSERT_EQ(cached_acl(ACL)->region_id, REGION);
+    write({});
+}
+
+void RulesFixture::write(std::vector<acl_rm_rule> rules) {
+    const auto rules_num = static_cast<uint32_t>(rules.size());
+    ASSERT_EQ(acl_rm_acl_rule_set(OPEN_FLOW_HANDLE, ZV_ACL_RM_ACCESS_CMD_WRITE, ACL, rules.data(),
+                                  &rules_num),
+              ZV_ACL_RM_STATUS_SUCCESS);
+    take_lines();
+    calls_before_ = switch_call_names().size();
+}
+
+uint32_t *RulesFixture::cached_flags() const {
+    return cached_acl(ACL)->valid_offsets;
+}
+
+std::vector<std::string> RulesFixture::new_calls() const {
+    std::vector<std::string> names = switch_call_names();
+    names.erase(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(calls_before_));
+    return names;
+}
+
 void cache_acl(uint32_t acl_id, uint32_t owner, uint32_t direction) {
     acl_id_info info = {};
     info.acl_id = acl_id;
@@ -129,6 +155,19 @@ acl_rm_rule rule_at(uint32_t priority, uint32_t key_type) {
     acl_rm_rule rule = {};
     rule.priority = priority;
     rule.key.key_type = key_type;
+    return rule;
+}
+
+acl_rm_rule rule_to_port(uint32_t priority, uint32_t log_port) {
+    acl_rm_rule rule = rule_at(priority);
+    rule.forwarding.type = FORWARDING_TYPE_LOG_PORT;
+    rule.forwarding.log_port = log_port;
+    return rule;
+}
+
+acl_rm_rule counting_rule(uint32_t priority, uint32_t counter_id) {
+    acl_rm_rule rule = rule_at(priority);
+    rule.forwarding.counter_id = counter_id;
     return rule;
 }
 

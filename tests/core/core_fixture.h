@@ -44,6 +44,26 @@ class ConnectedFixture : public CacheFixture {
                         uint32_t direction = 0);
 };
 
+// And an ACL of open-flow with 16 offsets is there, the first in cache and switch. Ids count
+// from 1.
+class RulesFixture : public ConnectedFixture {
+  protected:
+    void SetUp() override;
+
+    // Writes the rules through the daemon and forgets the lines and calls so far.
+    void write(std::vector<acl_rm_rule> rules);
+    uint32_t flag_at(uint32_t offset) const { return cached_flags()[offset]; }
+    uint32_t *cached_flags() const;
+    // The calls into the switch since write().
+    std::vector<std::string> new_calls() const;
+
+    static constexpr uint32_t ACL = 1;
+    static constexpr uint32_t REGION = 1;
+
+  private:
+    size_t calls_before_ = 0;
+};
+
 // Puts an ACL into the cache that the switch does not know: without flags, owned by `owner`.
 void cache_acl(uint32_t acl_id, uint32_t owner = 0, uint32_t direction = 0);
 void cache_group(uint32_t group_id, const std::vector<uint32_t> &acl_ids, uint32_t direction = 0);
@@ -64,6 +84,9 @@ uint32_t entries_num(ht_zvlib_t *table);
 
 // A rule of that priority; key type 0, everything else zero.
 acl_rm_rule rule_at(uint32_t priority, uint32_t key_type = 0);
+// The same that forwards to a logical port, or counts.
+acl_rm_rule rule_to_port(uint32_t priority, uint32_t log_port);
+acl_rm_rule counting_rule(uint32_t priority, uint32_t counter_id);
 
 }  // namespace zv_unit
 

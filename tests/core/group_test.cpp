@@ -192,4 +192,50 @@ TEST_F(GroupListTest, OtherRefusalsAreErrors) {
     }
 }
 
+// Places 0, 1, ... of a list hold ids 10, 11, ...
+class RestoredListTest : public CacheFixture {
+  protected:
+    RestoredListTest() {
+        for (uint32_t i = 0; i < MAX_ACLS_NUM_IN_GROUP; i++)
+            group_.acl_id_arr[i] = 10 + i;
+    }
+    std::vector<uint32_t> restored(uint32_t length, uint32_t index) {
+        group_.acl_id_arr_len = length;
+        take_lines();
+        restoreAclIds(&group_, index);
+        std::vector<uint32_t> acl_ids;
+        for (uint32_t i = 0; i < group_.acl_id_arr_len; i++)
+            acl_ids.push_back(group_.acl_id_arr[i]);
+        return acl_ids;
+    }
+    sdk_grp_info group_ = {};
+};
+
+TEST_F(RestoredListTest, LosesItsLastIdAndZeroesThePlace) {
+    EXPECT_EQ(restored(3, 2), (std::vector<uint32_t>{10, 11}));
+    EXPECT_EQ(group_.acl_id_arr[2], 0u);
+    EXPECT_EQ(restored(16, 15).size(), 15u);
+    EXPECT_EQ(group_.acl_id_arr[15], 0u);
+    EXPECT_TRUE(restored(1, 0).empty());
+}
+
+TEST_F(RestoredListTest, ClosesTheGapOfAnEarlierId) {
+    EXPECT_EQ(restored(4, 1), (std::vector<uint32_t>{10, 12, 13}));
+    EXPECT_EQ(restored(16, 14).back(), 25u);
+}
+
+TEST_F(RestoredListTest, StaysWhereItsLengthIsOutOfRange) {
+    group_.acl_id_arr_len = 17;
+    restoreAclIds(&group_, 0);
+    EXPECT_EQ(group_.acl_id_arr_len, 17u);
+    EXPECT_EQ(take_lines(),
+              Lines{failure(4, "sdk_grp_info->acl_id_arr_len = [17] is out of range")});
+}
+
+TEST_F(RestoredListTest, StaysWhereTheIndexHasNoNextPlace) {
+    EXPECT_EQ(restored(10, 15).size(), 10u);
+    EXPECT_EQ(take_lines(),
+              Lines{failure(4, "index_of_new_acl_in_group:=[15] >= MAX_ACLS_NUM_IN_GROUP-1")});
+}
+
 }  // namespace

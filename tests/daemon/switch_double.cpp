@@ -13,6 +13,8 @@ namespace {
 // Trivially destructible, since allocations go on until the very end of the process.
 std::atomic<uint32_t> allocations_until_failure{0};  // 0: none is to fail
 std::atomic<uint32_t> failures_num{0};
+std::atomic<uint32_t> allocations_until_act{0};  // 0: there is nothing to do
+std::atomic<void (*)()> act_then{nullptr};
 
 std::string &trace_path() {
     static std::string &path = *new std::string;
@@ -34,6 +36,11 @@ bool is_to_fail() {
     if (--failures_num == 0)
         allocations_until_failure = 0;
     return true;
+}
+
+void act_if_it_is_time() {
+    if (allocations_until_act != 0 && --allocations_until_act == 0)
+        act_then.load()();
 }
 
 }  // namespace
@@ -85,6 +92,11 @@ void fail_allocation(uint32_t nth, uint32_t times) {
     allocations_until_failure = nth;
 }
 
+void act_at_allocation(uint32_t nth, void (*act)()) {
+    act_then = act;
+    allocations_until_act = nth;
+}
+
 bool allocation_failure_is_pending() {
     return allocations_until_failure != 0;
 }
@@ -93,6 +105,7 @@ bool allocation_failure_is_pending() {
 
 // The throwing forms stay the library's, so memory still comes from where delete expects it.
 void *operator new(size_t bytes, const std::nothrow_t &) noexcept {
+    zv_unit::act_if_it_is_time();
     if (zv_unit::is_to_fail())
         return nullptr;
     try {
@@ -103,6 +116,7 @@ void *operator new(size_t bytes, const std::nothrow_t &) noexcept {
 }
 
 void *operator new[](size_t bytes, const std::nothrow_t &) noexcept {
+    zv_unit::act_if_it_is_time();
     if (zv_unit::is_to_fail())
         return nullptr;
     try {

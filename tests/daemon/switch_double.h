@@ -33,6 +33,9 @@ void clear_faults();
 // Lets the n-th allocation of `new (std::nothrow)` from now on fail, and `times` after it; scalar
 // and array forms count alike.
 void fail_allocation(uint32_t nth, uint32_t times = 1);
+// Calls act at the n-th such allocation from now on, before it is made: to change what lies under
+// the daemon in the middle of an operation.
+void act_at_allocation(uint32_t nth, void (*act)());
 // Whether an ordered failure of an allocation has not happened yet.
 bool allocation_failure_is_pending();
 

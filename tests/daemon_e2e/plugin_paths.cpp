@@ -14,6 +14,7 @@ ZV_PATH_FUNCTION(half_connector_path, ZV_TEST_HALF_CONNECTOR)
 ZV_PATH_FUNCTION(verbosity_connector_path, ZV_TEST_VERBOSITY_CONNECTOR)
 ZV_PATH_FUNCTION(interposer_path, ZV_TEST_INTERPOSER)
 ZV_PATH_FUNCTION(stub_platform_dir, ZV_TEST_STUB_PLATFORM_DIR)
+ZV_PATH_FUNCTION(daemon_without_signals_path, ZV_TEST_DAEMON_WITHOUT_SIGNALS)
 #undef ZV_PATH_FUNCTION
 
 bool replaces_libc_functions() {

@@ -13,6 +13,8 @@ const std::string &half_connector_path();  // exports aclrmd_init alone
 const std::string &verbosity_connector_path();
 const std::string &interposer_path();  // for LD_PRELOAD
 const std::string &stub_platform_dir();
+// The daemon, but that arming the signals ends with status 7.
+const std::string &daemon_without_signals_path();
 
 // Whether this build's daemon carries a sanitizer that replaces C library functions itself.
 bool replaces_libc_functions();

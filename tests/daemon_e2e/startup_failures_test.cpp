@@ -173,5 +173,17 @@ TEST_P(SignalSetUp, ThatFailsEndsStartUpBeforeTheCacheIsBuilt) {
 INSTANTIATE_TEST_SUITE_P(EachSignal, SignalSetUp,
                          testing::Values(SIGINT, SIGTERM, SIGABRT, SIGHUP, SIGUSR1, SIGPIPE));
 
+TEST(StartupFailure, OfTheSignalsForWantOfHardwareIsANotificationByName) {
+    DaemonOptions options = ending_run({});
+    options.program = daemon_without_signals_path();
+    DaemonProcess daemon(options);
+    EXPECT_EQ(daemon.wait_exit(), ExitStatus::exit(7));
+    daemon.allow_error_lines();
+    EXPECT_EQ(daemon.log(),
+              (Lines{kThreadDone, notification_line(7, status_name(7)),
+                     error_line(1, "Can't deinit counter DB - DB not initialized).", "ACL_RM_DB"),
+                     error_line(1, "ACL RM deinit counter DB failure.")}));
+}
+
 }  // namespace
 }  // namespace zv_test

@@ -55,6 +55,12 @@ std::string joined(const std::vector<LogLine> &lines) {
     return text.str();
 }
 
+// Enough of a long log to see how it ended.
+std::string tail_of(const std::string &text) {
+    constexpr size_t kShown = 16 * 1024;
+    return text.size() <= kShown ? text : "...\n" + text.substr(text.size() - kShown);
+}
+
 }  // namespace
 
 std::string daemon_path() {
@@ -94,12 +100,13 @@ DaemonProcess::~DaemonProcess() {
         expect_no_error_lines();
     }
     if (testing::Test::HasFailure() && !failed_before_) {
-        std::cerr << "--- what the daemon wrote:\n" << out() << err() << "---\n";
+        std::cerr << "--- what the daemon wrote:\n" << out() << tail_of(err()) << "---\n";
     }
 }
 
 std::vector<std::string> DaemonProcess::command() const {
-    std::vector<std::string> command = {daemon_path()};
+    std::vector<std::string> command = {options_.program.empty() ? daemon_path()
+                                                                 : options_.program};
     if (options_.rpc_verbosity != 3 || options_.db_verbosity != 3) {
         command.push_back("--connector=" ZV_TEST_VERBOSITY_CONNECTOR_PATH);
     }

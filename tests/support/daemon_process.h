@@ -51,6 +51,7 @@ struct DaemonOptions {
     bool control = true;              // serve the switch's control socket
     bool wait_until_serving = true;   // false: for start-ups that are to fail or be disturbed
     std::string library_path;         // another set of the platform's libraries
+    std::string program;              // another build of the daemon
 };
 
 // The daemon under test.

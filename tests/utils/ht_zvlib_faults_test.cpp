@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/utils/allocation_faults.h"
+#include "tests/utils/deletion_faults.h"
 #include "tests/utils/ht_fixture.h"
 #include "utils/ht_zvlib.h"
 
@@ -140,6 +141,17 @@ TEST_F(HtZvlibFaults, KeysAndValuesOfNoBytesAreAllEqual) {
     EXPECT_EQ(ht_lookup_zvlib(table_, &nothing, &value, &found), 0);
     EXPECT_EQ(found, 1u);
     EXPECT_EQ(ht_delete_zvlib(table_, &nothing), 0);
+}
+
+TEST_F(HtZvlibFaults, FreeThatCannotDeleteThePoolFailsAndCanBeRepeated) {
+    create(4, 4);
+    {
+        const deletion_faults::Pool fault;
+        EXPECT_EQ(ht_free_zvlib(&table_), 1);
+    }
+    EXPECT_NE(table_, nullptr);
+    EXPECT_EQ(ht_free_zvlib(&table_), 0);
+    EXPECT_EQ(table_, nullptr);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tests/utils/allocation_faults.h"
+#include "tests/utils/deletion_faults.h"
 
 namespace {
 
@@ -183,6 +184,17 @@ TEST_F(UtilsPool, AllocatesNothingAfterCreation) {
         EXPECT_EQ(utils_pool_free(pool_, utils_pool_alloc(pool_, 5)), 1);
     }
     EXPECT_EQ(allocation_faults::asked_for(), 0u);
+}
+
+TEST_F(UtilsPool, DeleteThatCannotDeleteTheAllocatorFailsAndCanBeRepeated) {
+    create(4, 4);
+    {
+        const deletion_faults::Allocator fault;
+        EXPECT_EQ(utils_pool_delete(&pool_), 0);
+    }
+    EXPECT_NE(pool_, nullptr);
+    EXPECT_EQ(utils_pool_delete(&pool_), 1);
+    EXPECT_EQ(pool_, nullptr);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "complib/cl_types.h"
+#include "core/db/acl_rm_db_items.h"
 #include "daemon/logging.h"
 #include "tests/daemon/captured_log.h"
 #include "tests/daemon/switch_double.h"
