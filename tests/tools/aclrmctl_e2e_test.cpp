@@ -1,50 +1,14 @@
 /* The tool against the real daemon on the simulated switch: a session as an operator has it. */
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
-#include "tests/support/daemon_process.h"
-#include "tests/tools/run_tool.h"
+#include "tests/tools/tool_session.h"
 
 namespace {
 
 using nlohmann::json;
-using zv_test::DaemonProcess;
-using zv_test::run_tool;
+using zv_test::kSample;
 using zv_test::ToolRun;
-using Words = std::vector<std::string>;
-
-const char *const kSample = ZV_TEST_SAMPLES_DIR "/campus-edge.rules";
-
-class Session {
-  public:
-    ToolRun run(const Words &words) { return run_tool(daemon_.root().path().string(), words); }
-    std::string text(const Words &words) {
-        const ToolRun result = run(words);
-        EXPECT_EQ(result.exit_code, 0) << result.err;
-        return result.out;
-    }
-    json object(Words words) {
-        words.insert(words.begin(), "--json");
-        return json::parse(text(words));
-    }
-    /* An ACL of the sample's rules, bound to ports 65537 to 65540. */
-    void load_sample() {
-        text({"open", "--owner", "open-flow"});
-        text({"init", "--chip", "1"});
-        const json checked = object({"rule", "check", kSample});
-        rules_num_ = checked.at("expanded");
-        EXPECT_EQ(object({"acl", "create", "--size", std::to_string(rules_num_)}).at("acl_id"), 1);
-        EXPECT_EQ(object({"rule", "load", kSample, "--acl", "1"}).at("expanded"), rules_num_);
-        text({"bind", "port", "--acl", "1", "65537-65540"});
-    }
-    uint32_t rules_num() const { return rules_num_; }
-    DaemonProcess &daemon() { return daemon_; }
-
-  private:
-    DaemonProcess daemon_;
-    uint32_t rules_num_ = 0;
-};
+using Session = zv_test::ToolSession;
 
 TEST(ToolSession, LoadsTheSampleAndSendsPackets) {
     Session session;

@@ -72,12 +72,44 @@ TEST(RuleEncode, GivesRulesWithoutAVerdictTheOptions) {
 
 TEST(RuleEncode, GivesEveryRuleTheCounterAndForwardPortOfTheOptions) {
     RuleOptions options;
-    options.counter_id = 7;
-    options.forward_port = 65540;
+    options.targets.counter_id = 7;
+    options.targets.forward_port = 65540;
     const acl_rm_rule record = encoded(kLine, 5, options);
     EXPECT_EQ(record.forwarding.counter_id, 7u);
     EXPECT_EQ(record.forwarding.type, 1u);
     EXPECT_EQ(record.forwarding.log_port, 65540u);
+}
+
+TEST(RuleEncode, ForwardsToAnMcGroup) {
+    RuleOptions options;
+    options.targets.forward_mc = 12;
+    const acl_rm_rule record = encoded(kLine, 5, options);
+    EXPECT_EQ(record.forwarding.type, 2u);
+    EXPECT_EQ(record.forwarding.mc_group_id, 12u);
+    EXPECT_EQ(record.forwarding.log_port, 0u);
+}
+
+TEST(RuleEncode, GivesKeyAndMaskTheSameKeyType) {
+    WholeRule rule;
+    rule.priority = 9;
+    rule.key_type = 3;
+    rule.key.fill(0x11);
+    rule.mask.fill(0x22);
+    rule.verdict = Verdict::kDrop;
+    acl_rm_rule record;
+    std::memset(&record, 0xAA, sizeof(record));
+    encode_whole_rule(rule, &record);
+    acl_rm_rule expected{};
+    expected.priority = 9;
+    expected.offset = 9;
+    expected.valid = 1;
+    expected.key.key_type = 3;
+    expected.mask.key_type = 3;
+    std::memset(expected.key.data, 0x11, sizeof(expected.key.data));
+    std::memset(expected.mask.data, 0x22, sizeof(expected.mask.data));
+    expected.action[12] = 1;
+    EXPECT_EQ(std::memcmp(&record, &expected, sizeof(record)), 0);
+    EXPECT_EQ(verdict_of_action(record.action), 1u);
 }
 
 TEST(RuleExpansion, MakesEveryPairOfPrefixesInOrder) {
@@ -200,6 +232,31 @@ TEST(KeyHex, TakesExactly256Digits) {
     for (const char bad : {'g', 'G', ' ', '\x10', '\x00', '/', ':', '@', '`', '\xff'}) {
         EXPECT_FALSE(key_from_hex(std::string(255, '0') + bad, &key)) << int{bad};
     }
+}
+
+TEST(KeyWords, AreThe5TupleWhereItTellsAll) {
+    const KeyBytes key = encode_packet({0x0A000000, 0, 6, 0, 443, 0});
+    const KeyBytes mask = encode_packet({0xFF000000, 0, 255, 0, 0xFFFF, 0});
+    EXPECT_TRUE(is_five_tuple(0, key, mask));
+    EXPECT_EQ(describe_key(0, key, mask), "tcp 10.0.0.0/8 > any port 443");
+    EXPECT_FALSE(is_five_tuple(1, key, mask));
+    EXPECT_EQ(describe_key(1, key, mask),
+              "key type 1: 0a0000000000000006000000../ff00000000000000ff000000..");
+    for (const size_t fieldless : {9, 16, 127}) {
+        KeyBytes more = mask;
+        more[fieldless] = 1;
+        EXPECT_FALSE(is_five_tuple(0, key, more)) << fieldless;
+        EXPECT_FALSE(is_five_tuple(0, more, mask)) << fieldless;
+    }
+}
+
+TEST(KeyWords, EndWhereNothingFollows) {
+    EXPECT_EQ(describe_key(3, {}, {}), "key type 3: any");
+    EXPECT_EQ(describe_key(2, bytes({0x0A}), bytes({0xFF, 0, 0x0F})), "key type 2: 0a0000/ff000f");
+    KeyBytes twelve{};
+    twelve[11] = 1;
+    EXPECT_EQ(describe_key(2, twelve, {}),
+              "key type 2: 000000000000000000000001/000000000000000000000000");
 }
 
 }  // namespace

@@ -160,7 +160,8 @@ TEST(SwitchPacket, ShowsTheRuleThatWasHit) {
                                     "--dst", "192.0.2.53", "--proto", "udp", "--dport", "53"});
     EXPECT_EQ(result.exit_code, 0) << result.err;
     EXPECT_EQ(result.out,
-              "packet  udp 10.0.0.1:0 > 192.0.2.53:53, 64 bytes, ingress at port 65537\n"
+              "packet  udp 10.0.0.1:0 > 192.0.2.53:53\n"
+              "at      port 65537, ingress, 64 bytes\n"
               "hit     ACL 7, rule at offset 3: udp 10.0.0.0/8 > any port 53\n"
               "verdict drop, counted by 3, forwarded to port 65540-65541\n");
 }
@@ -169,7 +170,8 @@ TEST(SwitchPacket, SaysThatNoRuleMatched) {
     const StubSwitch sim([](const json &) { return "{\"ok\":true,\"matched\":false}\n"; });
     const ToolRun result = sim.run({"switch", "packet", "--rif", "5", "--direction", "egress"});
     EXPECT_EQ(result.out,
-              "packet  protocol 0 0.0.0.0:0 > 0.0.0.0:0, 64 bytes, egress at router interface 5\n"
+              "packet  protocol 0 0.0.0.0:0 > 0.0.0.0:0\n"
+              "at      router interface 5, egress, 64 bytes\n"
               "verdict permit (no rule matched)\n");
     EXPECT_EQ(sim.questions().size(), 1u);
     EXPECT_EQ(sim.questions()[0].at("rif_id"), 5);
@@ -204,8 +206,8 @@ TEST(SwitchState, IsTablesWithEveryKindOfObject) {
               "  PBS  type  ports\n"
               "    1     2  65540-65541\n"
               "Flow counters\n"
-              "  counter  type  first  second\n"
-              "        3     1     11    2200\n");
+              "  counter  type     packets  bytes\n"
+              "        3  packets       11   2200\n");
 }
 
 TEST(SwitchState, ShowsTheRulesThatWereHitOrAll) {

@@ -42,6 +42,19 @@ struct AclCreateAnswer {
     uint32_t region_id;
 };
 
+struct AclDestroyAnswer {
+    AclDestroyRequest asked;
+};
+
+struct AclEditAnswer {
+    AclEditRequest asked;
+    uint32_t acl_id; /* the new one */
+};
+
+struct AclResizeAnswer {
+    AclResizeRequest asked;
+};
+
 struct RuleCheckAnswer {
     std::string file;
     uint32_t lines_num;
@@ -61,8 +74,79 @@ struct RuleLoadAnswer {
     double seconds;
 };
 
-struct BindPortAnswer {
+/* A rule as the daemon knows it, written or read back. */
+struct RuleView {
+    uint32_t offset = 0;
+    bool valid = false;
+    uint32_t key_type = 0;
+    KeyBytes key{};
+    KeyBytes mask{};
+    uint32_t verdict = 0; /* a number, since other clients may write others than this tool */
+    RuleTargets targets;
+    std::optional<bool> active; /* where it was asked for */
+};
+
+struct RuleAddAnswer {
     uint32_t acl_id;
+    RuleView rule;
+};
+
+struct RuleDeleteAnswer {
+    RuleDeleteRequest asked;
+    uint32_t commands_num;
+};
+
+struct RuleGetAnswer {
+    RuleGetRequest asked;
+    std::vector<RuleView> rules;
+};
+
+struct RuleMoveAnswer {
+    RuleMoveRequest asked;
+};
+
+struct BindAnswer {
+    BindRequest asked;
+};
+
+struct PortSetAnswer {
+    PortSetRequest asked;
+};
+
+struct CounterCreateAnswer {
+    uint32_t counter_id;
+    CounterType type;
+};
+
+struct CounterDestroyAnswer {
+    uint32_t counter_id;
+};
+
+struct CounterReadAnswer {
+    uint32_t counter_id;
+    CounterType type;
+    uint64_t value; /* bytes or packets, as the type says */
+};
+
+struct CounterClearAnswer {
+    uint32_t counter_id;
+};
+
+struct McCreateAnswer {
+    uint32_t group_id;
+    std::vector<uint32_t> ports;
+};
+
+struct McPortsAnswer {
+    McPortsRequest asked;
+};
+
+struct McDeleteAnswer {
+    uint32_t group_id;
+};
+
+struct McGetAnswer {
+    uint32_t group_id;
     std::vector<uint32_t> ports;
 };
 
@@ -92,8 +176,12 @@ struct UsageAnswer : SwitchAnswer {};
 struct FaultsAnswer : SwitchAnswer {};
 
 using Answer =
-    std::variant<Failure, OpenAnswer, InitAnswer, AclCreateAnswer, RuleCheckAnswer, RuleLoadAnswer,
-                 BindPortAnswer, DumpAnswer, PacketAnswer, StateAnswer, UsageAnswer, FaultsAnswer>;
+    std::variant<Failure, OpenAnswer, InitAnswer, AclCreateAnswer, AclDestroyAnswer, AclEditAnswer,
+                 AclResizeAnswer, RuleCheckAnswer, RuleLoadAnswer, RuleAddAnswer, RuleDeleteAnswer,
+                 RuleGetAnswer, RuleMoveAnswer, BindAnswer, PortSetAnswer, CounterCreateAnswer,
+                 CounterDestroyAnswer, CounterReadAnswer, CounterClearAnswer, McCreateAnswer,
+                 McPortsAnswer, McDeleteAnswer, McGetAnswer, DumpAnswer, PacketAnswer, StateAnswer,
+                 UsageAnswer, FaultsAnswer>;
 
 }  // namespace aclrmctl
 

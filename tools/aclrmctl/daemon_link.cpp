@@ -1,14 +1,18 @@
 #include "daemon_link.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 #include "exit_codes.h"
+#include "text_table.h"
 
 namespace aclrmctl {
 
 namespace {
+
+constexpr size_t kShownRunsBytes = 48; /* keeps a failure's sentence within a line or two */
 
 std::string handle_text(const Settings &settings) {
     char text[32];
@@ -83,6 +87,42 @@ std::optional<Failure> call_failure(const Settings &settings, const std::string 
         return Failure{kExitRefused, what + ": refused", status, {}, status_hint(settings, status)};
     }
     return std::nullopt;
+}
+
+void replace_hint(std::optional<Failure> *failure,
+                  std::initializer_list<zv_acl_rm_status_t> statuses, const std::string &hint) {
+    if (*failure && (*failure)->status &&
+        std::find(statuses.begin(), statuses.end(), *(*failure)->status) != statuses.end()) {
+        (*failure)->hint = hint;
+    }
+}
+
+std::optional<Failure> send_in_pieces(const std::vector<uint32_t> &numbers, size_t piece_size,
+                                      const std::string &done, const std::string &noun,
+                                      const SendPiece &send) {
+    for (size_t first = 0; first < numbers.size(); first += piece_size) {
+        auto failure = send(first, std::min(numbers.size() - first, piece_size));
+        if (failure) {
+            if (first > 0) {
+                const auto end = numbers.begin() + static_cast<ptrdiff_t>(first);
+                failure->details.insert(failure->details.begin(),
+                                        done + " before that: " + counted(first, noun) + " (" +
+                                            number_runs({numbers.begin(), end}) + ")");
+            }
+            return failure;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string piece_text(const std::string &noun, const std::vector<uint32_t> &numbers, size_t first,
+                       size_t count) {
+    const auto start = numbers.begin() + static_cast<ptrdiff_t>(first);
+    std::string runs = number_runs({start, start + static_cast<ptrdiff_t>(count)});
+    if (runs.size() > kShownRunsBytes) {
+        runs = std::to_string(*start) + " and " + std::to_string(count - 1) + " more";
+    }
+    return noun + (count == 1 ? " " : "s ") + runs;
 }
 
 }  // namespace aclrmctl

@@ -1,11 +1,10 @@
+#include "render_text.h"
+
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "render.h"
-#include "switch_control.h"
 #include "text_table.h"
 #include "zv_acl_rm/zv_acl_rm_client.h"
 
@@ -13,9 +12,223 @@ namespace aclrmctl {
 
 namespace {
 
-using nlohmann::json;
+void print_masked(std::ostream &out, const RuleCheckAnswer &answer) {
+    if (answer.masked_num > 0) {
+        out << "  note: " << counted(answer.masked_num, "rule")
+            << " had address bits beyond the prefix, which were cleared (first: line "
+            << answer.first_masked_line << ")\n";
+    }
+}
 
-[[gnu::format(printf, 1, 2)]] std::string formatted(const char *format, ...) {
+/* "4-7", "4": a block of offsets; 64 bits, for one that would end past the largest. */
+std::string block_text(uint32_t first, uint32_t count) {
+    const std::string start = std::to_string(first);
+    return count <= 1 ? start : start + "-" + std::to_string(uint64_t{first} + count - 1);
+}
+
+/* "port 65540", "MC 3", "" where the rule forwards nowhere. */
+std::string forward_text(const RuleTargets &targets) {
+    if (targets.forward_port) {
+        return "port " + std::to_string(*targets.forward_port);
+    }
+    return targets.forward_mc ? "MC " + std::to_string(*targets.forward_mc) : "";
+}
+
+std::string ports_text(const std::vector<uint32_t> &ports) {
+    return counted(ports.size(), "port") + ": " + number_runs(ports);
+}
+
+/* Columns that no rule has anything to say in are left out, and the rule's words come last: they
+ * are long, and a line should fit a terminal. */
+void print_rule_table(std::ostream &out, const RuleGetAnswer &answer) {
+    bool forwards = false;
+    bool counts = false;
+    for (const RuleView &rule : answer.rules) {
+        forwards = forwards || !forward_text(rule.targets).empty();
+        counts = counts || rule.targets.counter_id != 0;
+    }
+    const bool activity = answer.asked.activity != Activity::kNone;
+    const auto row = [&](std::vector<std::string> cells) {
+        /* From the back, so that the places in front stay what they are. */
+        cells.erase(cells.begin() + 5, cells.begin() + (activity ? 5 : 6));
+        cells.erase(cells.begin() + 4, cells.begin() + (counts ? 4 : 5));
+        cells.erase(cells.begin() + 3, cells.begin() + (forwards ? 3 : 4));
+        return cells;
+    };
+    TextTable table(row({">offset", "valid", "verdict", "forward", ">counter", "hit", "rule"}));
+    for (const RuleView &rule : answer.rules) {
+        const std::string forward = forward_text(rule.targets);
+        const uint32_t counter = rule.targets.counter_id;
+        table.add(
+            row({std::to_string(rule.offset), rule.valid ? "yes" : "no", verdict_text(rule.verdict),
+                 forward.empty() ? "-" : forward, counter == 0 ? "-" : std::to_string(counter),
+                 rule.active.value_or(false) ? "yes" : "no",
+                 describe_key(rule.key_type, rule.key, rule.mask)}));
+    }
+    table.print(out);
+}
+
+}  // namespace
+
+void TextRenderer::operator()(const Failure &answer) const {
+    err_ << "aclrmctl: " << answer.what << "\n";
+    if (answer.status) {
+        err_ << wrapped("status " + std::to_string(*answer.status) + ", " +
+                        zv_acl_rm_status_name(*answer.status) + ": " +
+                        zv_acl_rm_status_meaning(*answer.status));
+    }
+    for (const std::string &detail : answer.details) {
+        err_ << "  " << detail << "\n"; /* whole: they name what scripts may look for */
+    }
+    if (!answer.hint.empty()) {
+        err_ << wrapped("hint: " + answer.hint);
+    }
+}
+
+void TextRenderer::operator()(const OpenAnswer &answer) const {
+    out_ << formatted("Opened as %s with handle 0x%" PRIx64 ".\n", owner_name(answer.owner).c_str(),
+                      answer.handle);
+}
+
+void TextRenderer::operator()(const InitAnswer &answer) const {
+    out_ << "Limits of chip type " << answer.chip << " loaded.\n";
+}
+
+void TextRenderer::operator()(const AclCreateAnswer &answer) const {
+    out_ << "ACL " << answer.acl_id << " created: " << direction_name(answer.asked.direction)
+         << ", room for " << counted(answer.asked.size, "rule") << " of key type "
+         << answer.asked.key_type << ", region " << answer.region_id << ".\n";
+}
+
+void TextRenderer::operator()(const AclDestroyAnswer &answer) const {
+    out_ << "ACL " << answer.asked.acl_id << " destroyed, with its rules and bindings.\n";
+}
+
+void TextRenderer::operator()(const AclEditAnswer &answer) const {
+    out_ << "ACL " << answer.asked.acl_id << " is now ACL " << answer.acl_id << ", "
+         << direction_name(answer.asked.direction) << ".\n";
+}
+
+void TextRenderer::operator()(const AclResizeAnswer &answer) const {
+    out_ << "ACL " << answer.asked.acl_id << " has room for " << counted(answer.asked.size, "rule")
+         << ".\n";
+}
+
+void TextRenderer::operator()(const RuleCheckAnswer &answer) const {
+    out_ << answer.file << ": " << counted(answer.lines_num, "line") << ", "
+         << counted(answer.rules_num, "rule") << ", " << answer.expanded_num
+         << " after port ranges became prefixes\n";
+    out_ << "  verdicts: " << answer.verdicts_num[0] << " permit, " << answer.verdicts_num[1]
+         << " drop, " << answer.verdicts_num[2] << " trap, " << answer.no_verdict_num
+         << " left to --verdict\n";
+    print_masked(out_, answer);
+}
+
+void TextRenderer::operator()(const RuleLoadAnswer &answer) const {
+    const RuleCheckAnswer &file = answer.checked;
+    out_ << file.file << ": " << counted(file.rules_num, "rule") << " became " << file.expanded_num
+         << " in ACL " << answer.acl_id << ", priority " << answer.first_priority << "-"
+         << answer.first_priority + file.expanded_num - 1 << "\n";
+    out_ << formatted("  %u commands in %.1f ms, %.0f rules/second\n", answer.commands_num,
+                      answer.seconds * 1e3, file.expanded_num / answer.seconds);
+    print_masked(out_, file);
+}
+
+void TextRenderer::operator()(const RuleAddAnswer &answer) const {
+    const RuleView &rule = answer.rule;
+    const std::string forward = forward_text(rule.targets);
+    out_ << "ACL " << answer.acl_id << ", offset " << rule.offset << ": "
+         << describe_key(rule.key_type, rule.key, rule.mask) << "\n  "
+         << verdict_text(rule.verdict);
+    if (rule.targets.counter_id != 0) {
+        out_ << ", counted by " << rule.targets.counter_id;
+    }
+    out_ << (forward.empty() ? "" : ", forwarded to " + forward) << "\n";
+}
+
+void TextRenderer::operator()(const RuleDeleteAnswer &answer) const {
+    out_ << counted(answer.asked.offsets.size(), "rule") << " of ACL " << answer.asked.acl_id
+         << " deleted: offset " << number_runs(answer.asked.offsets) << ".\n";
+}
+
+void TextRenderer::operator()(const RuleGetAnswer &answer) const {
+    print_rule_table(out_, answer);
+}
+
+void TextRenderer::operator()(const RuleMoveAnswer &answer) const {
+    const RuleMoveRequest &asked = answer.asked;
+    out_ << counted(asked.count, "rule") << " of ACL " << asked.acl_id << " moved from offset "
+         << block_text(asked.from, asked.count) << " to " << block_text(asked.to, asked.count)
+         << ".\n";
+}
+
+void TextRenderer::operator()(const BindAnswer &answer) const {
+    const BindRequest &asked = answer.asked;
+    out_ << "ACL " << asked.acl_id << (asked.bind ? " bound to " : " unbound from ");
+    if (asked.point == BindPoint::kSystem) {
+        out_ << (asked.bind ? "every front-panel port, now and to come.\n" : "every port.\n");
+        return;
+    }
+    out_ << counted(asked.numbers.size(),
+                    asked.point == BindPoint::kPort ? "port" : "router interface")
+         << ": " << number_runs(asked.numbers) << ".\n";
+}
+
+void TextRenderer::operator()(const PortSetAnswer &answer) const {
+    const std::vector<uint32_t> &ports = answer.asked.ports;
+    out_ << counted(ports.size(), "port") << (answer.asked.add ? " added: " : " deleted: ")
+         << number_runs(ports) << ".\n  ACLs bound to the system "
+         << (answer.asked.add ? "are bound to them, too.\n" : "are bound to them no more.\n");
+}
+
+void TextRenderer::operator()(const CounterCreateAnswer &answer) const {
+    out_ << "Counter " << answer.counter_id << " created, of type "
+         << counter_type_name(answer.type) << ".\n";
+}
+
+void TextRenderer::operator()(const CounterDestroyAnswer &answer) const {
+    out_ << "Counter " << answer.counter_id
+         << " destroyed; where rules use it, it goes with the last of them.\n";
+}
+
+void TextRenderer::operator()(const CounterReadAnswer &answer) const {
+    out_ << "Counter " << answer.counter_id << ": "
+         << counted(answer.value, answer.type == CounterType::kBytes ? "byte" : "packet") << ".\n";
+}
+
+void TextRenderer::operator()(const CounterClearAnswer &answer) const {
+    out_ << "Counter " << answer.counter_id << " set to 0.\n";
+}
+
+void TextRenderer::operator()(const McCreateAnswer &answer) const {
+    out_ << "MC group " << answer.group_id << " created "
+         << (answer.ports.empty() ? "without ports" : "with " + ports_text(answer.ports)) << ".\n";
+}
+
+void TextRenderer::operator()(const McPortsAnswer &answer) const {
+    const McPortsRequest &asked = answer.asked;
+    out_ << counted(asked.ports.size(), "port") << (asked.add ? " added to" : " removed from")
+         << " MC group " << asked.group_id << ": " << number_runs(asked.ports) << ".\n";
+}
+
+void TextRenderer::operator()(const McDeleteAnswer &answer) const {
+    out_ << "MC group " << answer.group_id << " deleted.\n";
+}
+
+void TextRenderer::operator()(const McGetAnswer &answer) const {
+    out_ << "MC group " << answer.group_id << ": "
+         << (answer.ports.empty() ? "no ports" : ports_text(answer.ports)) << ".\n";
+}
+
+void TextRenderer::operator()(const DumpAnswer &answer) const {
+    if (answer.text) {
+        out_ << *answer.text;
+        return;
+    }
+    out_ << answer.file << ": " << counted(answer.bytes, "byte") << " written by the daemon.\n";
+}
+
+std::string formatted(const char *format, ...) {
     char text[256];
     va_list arguments;
     va_start(arguments, format);
@@ -23,254 +236,6 @@ using nlohmann::json;
     va_end(arguments);
     return text;
 }
-
-/* A member of the switch's answer as text, "-" where it is missing. */
-std::string cell(const json &object, const char *key) {
-    const auto found = object.find(key);
-    if (found == object.end()) {
-        return "-";
-    }
-    return found->is_string() ? found->get<std::string>() : found->dump();
-}
-
-uint64_t number(const json &object, const char *key) {
-    return object.value(key, uint64_t{0});
-}
-
-std::string id_list(const json &list) {
-    std::vector<uint32_t> ids;
-    for (const json &id : list) {
-        ids.push_back(id.get<uint32_t>());
-    }
-    return ids.empty() ? "-" : number_runs(ids);
-}
-
-uint64_t active_rules(const json &region) {
-    uint64_t active = 0;
-    for (const json &rule : region.at("rules")) {
-        active += number(rule, "activity") != 0 ? 1 : 0;
-    }
-    return active;
-}
-
-std::string verdict_of(const json &answer) {
-    const auto found = answer.find("verdict");
-    if (found != answer.end() && found->is_number_unsigned()) {
-        return verdict_name(static_cast<Verdict>(found->get<uint32_t>()));
-    }
-    return cell(answer, "verdict");
-}
-
-/* The verdict's word in a rule's action block, little-endian at byte 12. */
-std::string rule_verdict(const json &rule) {
-    const std::string action = rule.value("action", std::string());
-    return action.size() < 26 || action[25] < '0' || action[25] > '2'
-               ? "-"
-               : verdict_name(static_cast<Verdict>(action[25] - '0'));
-}
-
-void print_section(std::ostream &out, const char *title, const TextTable &table) {
-    if (table.empty()) {
-        out << title << ": none\n";
-        return;
-    }
-    out << title << "\n";
-    table.print(out);
-}
-
-void print_acls(std::ostream &out, const json &state) {
-    TextTable regions({">region", ">size", ">rules", ">hit", ">key type", ">action type"});
-    for (const json &region : state.at("regions")) {
-        regions.add({cell(region, "region_id"), cell(region, "region_size"),
-                     std::to_string(region.at("rules").size()),
-                     std::to_string(active_rules(region)), cell(region, "key_type"),
-                     cell(region, "action_type")});
-    }
-    print_section(out, "Regions", regions);
-    TextTable acls({">ACL", ">region", "direction", ">type"});
-    for (const json &acl : state.at("acls")) {
-        acls.add({cell(acl, "acl_id"), cell(acl, "region_id"),
-                  direction_name(static_cast<uint32_t>(number(acl, "direction"))),
-                  cell(acl, "acl_type")});
-    }
-    print_section(out, "ACLs", acls);
-    TextTable groups({">group", "direction", "ACLs in order"});
-    for (const json &group : state.at("groups")) {
-        groups.add({cell(group, "group_id"),
-                    direction_name(static_cast<uint32_t>(number(group, "direction"))),
-                    id_list(group.at("acl_ids"))});
-    }
-    print_section(out, "Groups", groups);
-}
-
-void print_attachments(std::ostream &out, const json &state) {
-    TextTable bindings({"bound to", ">number", ">group"});
-    for (const json &binding : state.at("bindings")) {
-        const bool port = binding.contains("log_port");
-        bindings.add({port ? "logical port" : "router interface",
-                      cell(binding, port ? "log_port" : "rif_id"), cell(binding, "group_id")});
-    }
-    print_section(out, "Bindings", bindings);
-    TextTable pbs({">PBS", ">type", "ports"});
-    for (const json &entry : state.at("pbs")) {
-        pbs.add({cell(entry, "pbs_id"), cell(entry, "entry_type"), id_list(entry.at("ports"))});
-    }
-    print_section(out, "Forwarding entries", pbs);
-    TextTable counters({">counter", ">type", ">first", ">second"});
-    for (const json &counter : state.at("counters")) {
-        counters.add({cell(counter, "counter_id"), cell(counter, "counter_type"),
-                      counter.at("values").at(0).dump(), counter.at("values").at(1).dump()});
-    }
-    print_section(out, "Flow counters", counters);
-}
-
-void print_rules(std::ostream &out, const json &state, bool only_active) {
-    TextTable table({">region", ">offset", "hit", "verdict", "rule"});
-    for (const json &region : state.at("regions")) {
-        for (const json &rule : region.at("rules")) {
-            const bool active = number(rule, "activity") != 0;
-            if (only_active && !active) {
-                continue;
-            }
-            const std::string text = describe_switch_rule(rule);
-            table.add({cell(region, "region_id"), cell(rule, "offset"), active ? "yes" : "no",
-                       rule_verdict(rule),
-                       text.empty() ? "key type " + cell(rule, "key_type") : text});
-        }
-    }
-    print_section(out, only_active ? "Rules that were hit" : "Rules", table);
-}
-
-class TextRenderer final : public Renderer {
-  public:
-    TextRenderer(std::ostream &out, std::ostream &err) : out_(out), err_(err) {}
-
-    void operator()(const Failure &answer) const override {
-        err_ << "aclrmctl: " << answer.what << "\n";
-        if (answer.status) {
-            err_ << "  status " << *answer.status << ", " << zv_acl_rm_status_name(*answer.status)
-                 << ": " << zv_acl_rm_status_meaning(*answer.status) << "\n";
-        }
-        for (const std::string &detail : answer.details) {
-            err_ << "  " << detail << "\n";
-        }
-        if (!answer.hint.empty()) {
-            err_ << "  hint: " << answer.hint << "\n";
-        }
-    }
-
-    void operator()(const OpenAnswer &answer) const override {
-        out_ << formatted("Opened as %s with handle 0x%" PRIx64 ".\n",
-                          owner_name(answer.owner).c_str(), answer.handle);
-    }
-
-    void operator()(const InitAnswer &answer) const override {
-        out_ << "Limits of chip type " << answer.chip << " loaded.\n";
-    }
-
-    void operator()(const AclCreateAnswer &answer) const override {
-        out_ << "ACL " << answer.acl_id << " created: " << direction_name(answer.asked.direction)
-             << ", room for " << counted(answer.asked.size, "rule") << " of key type "
-             << answer.asked.key_type << ", region " << answer.region_id << ".\n";
-    }
-
-    void operator()(const RuleCheckAnswer &answer) const override {
-        out_ << answer.file << ": " << counted(answer.lines_num, "line") << ", "
-             << counted(answer.rules_num, "rule") << ", " << answer.expanded_num
-             << " after port ranges became prefixes\n";
-        out_ << "  verdicts: " << answer.verdicts_num[0] << " permit, " << answer.verdicts_num[1]
-             << " drop, " << answer.verdicts_num[2] << " trap, " << answer.no_verdict_num
-             << " left to --verdict\n";
-        print_masked(answer);
-    }
-
-    void operator()(const RuleLoadAnswer &answer) const override {
-        const RuleCheckAnswer &file = answer.checked;
-        out_ << file.file << ": " << counted(file.rules_num, "rule") << " became "
-             << file.expanded_num << " in ACL " << answer.acl_id << ", priority "
-             << answer.first_priority << "-" << answer.first_priority + file.expanded_num - 1
-             << "\n";
-        out_ << formatted("  %u commands in %.1f ms, %.0f rules/second\n", answer.commands_num,
-                          answer.seconds * 1e3, file.expanded_num / answer.seconds);
-        print_masked(file);
-    }
-
-    void operator()(const BindPortAnswer &answer) const override {
-        out_ << "ACL " << answer.acl_id << " bound to " << counted(answer.ports.size(), "port")
-             << ": " << number_runs(answer.ports) << ".\n";
-    }
-
-    void operator()(const DumpAnswer &answer) const override {
-        if (answer.text) {
-            out_ << *answer.text;
-            return;
-        }
-        out_ << answer.file << ": " << counted(answer.bytes, "byte") << " written by the daemon.\n";
-    }
-
-    void operator()(const PacketAnswer &answer) const override {
-        const PacketRequest &asked = answer.asked;
-        const std::string packet = asked.key_type == 0
-                                       ? describe_packet(asked.key)
-                                       : "key type " + std::to_string(asked.key_type);
-        out_ << "packet  " << packet << ", " << asked.length << " bytes, "
-             << direction_name(asked.direction) << " at "
-             << (asked.router_interface ? "router interface " : "port ") << asked.ingress_point
-             << "\n";
-        const json &hit = *answer.json;
-        if (!hit.value("matched", false)) {
-            out_ << "verdict permit (no rule matched)\n";
-            return;
-        }
-        out_ << "hit     ACL " << cell(hit, "acl_id") << ", rule at offset " << cell(hit, "offset")
-             << (answer.rule.empty() ? "" : ": " + answer.rule) << "\n";
-        out_ << "verdict " << verdict_of(hit);
-        if (hit.value("counter_id", 0) != 0) {
-            out_ << ", counted by " << cell(hit, "counter_id");
-        }
-        if (!hit.value("ports", json::array()).empty()) {
-            out_ << ", forwarded to port " << id_list(hit["ports"]);
-        }
-        out_ << "\n";
-    }
-
-    void operator()(const StateAnswer &answer) const override {
-        print_acls(out_, *answer.json);
-        print_attachments(out_, *answer.json);
-        if (answer.asked.rules || answer.asked.active) {
-            print_rules(out_, *answer.json, answer.asked.active);
-        }
-    }
-
-    void operator()(const UsageAnswer &answer) const override {
-        TextTable table({"table", ">used", ">capacity", ">full"});
-        for (const auto &[name, entry] : answer.json->at("usage").items()) {
-            const auto used = static_cast<double>(number(entry, "used"));
-            const auto capacity = static_cast<double>(number(entry, "capacity"));
-            table.add({name, cell(entry, "used"), cell(entry, "capacity"),
-                       capacity > 0 ? formatted("%.1f %%", 100 * used / capacity) : "-"});
-        }
-        table.print(out_);
-    }
-
-    void operator()(const FaultsAnswer &answer) const override {
-        out_ << counted(number(*answer.json, "armed"), "fault") << " armed.\n";
-    }
-
-  private:
-    void print_masked(const RuleCheckAnswer &answer) const {
-        if (answer.masked_num > 0) {
-            out_ << "  note: " << counted(answer.masked_num, "rule")
-                 << " had address bits beyond the prefix, which were cleared (first: line "
-                 << answer.first_masked_line << ")\n";
-        }
-    }
-
-    std::ostream &out_;
-    std::ostream &err_;
-};
-
-}  // namespace
 
 std::string owner_name(uint32_t owner) {
     switch (owner) {
@@ -292,6 +257,16 @@ std::string direction_name(uint32_t direction) {
         return "ingress";
     }
     return direction == kDirectionEgress ? "egress" : "direction " + std::to_string(direction);
+}
+
+std::string verdict_text(uint32_t verdict) {
+    return verdict <= static_cast<uint32_t>(Verdict::kTrap)
+               ? verdict_name(static_cast<Verdict>(verdict))
+               : "verdict " + std::to_string(verdict);
+}
+
+const char *counter_type_name(CounterType type) {
+    return type == CounterType::kBytes ? "bytes" : "packets";
 }
 
 void render_text(const Answer &answer, std::ostream &out, std::ostream &err) {

@@ -48,6 +48,23 @@ struct AclCreateRequest {
     uint32_t direction = kDirectionIngress;
 };
 
+/* The daemon hands type and direction to the switch as they are asked for here. */
+struct AclDestroyRequest {
+    uint32_t acl_id = 0;
+    uint32_t acl_type = 0;
+    uint32_t direction = kDirectionIngress;
+};
+
+struct AclEditRequest {
+    uint32_t acl_id = 0;
+    uint32_t direction = kDirectionIngress; /* the new one */
+};
+
+struct AclResizeRequest {
+    uint32_t acl_id = 0;
+    uint32_t size = 0; /* rules */
+};
+
 struct RuleCheckRequest {
     std::string file;
 };
@@ -60,9 +77,81 @@ struct RuleLoadRequest {
     RuleOptions options;
 };
 
-struct BindPortRequest {
+struct RuleAddRequest {
     uint32_t acl_id = 0;
-    std::vector<uint32_t> ports; /* in the order given, at least one */
+    WholeRule rule;
+};
+
+struct RuleDeleteRequest {
+    uint32_t acl_id = 0;
+    std::vector<uint32_t> offsets; /* in the order given, at least one */
+};
+
+enum class Activity : uint32_t { kNone = 0, kRead = 1, kReadAndClear = 2 }; /* as they travel */
+
+struct RuleGetRequest {
+    uint32_t acl_id = 0;
+    std::vector<uint32_t> offsets; /* in the order given, at least one */
+    Activity activity = Activity::kNone;
+};
+
+struct RuleMoveRequest {
+    uint32_t acl_id = 0;
+    uint32_t from = 0; /* offset of the first rule */
+    uint32_t count = 0;
+    uint32_t to = 0; /* offset the first rule gets */
+};
+
+enum class BindPoint { kPort, kRouterInterface, kSystem };
+
+struct BindRequest {
+    bool bind = true; /* false: unbind */
+    BindPoint point = BindPoint::kPort;
+    uint32_t acl_id = 0;
+    std::vector<uint32_t> numbers; /* of ports or router interfaces, in the order given, at least
+                                      one; none for the system */
+};
+
+struct PortSetRequest {
+    bool add = true; /* false: the ports have gone */
+    std::vector<uint32_t> ports;
+};
+
+/* Which of a counter's two values the daemon reads back; the numbers are the switch's types. */
+enum class CounterType : uint32_t { kBytes = 0, kPackets = 1 };
+
+struct CounterCreateRequest {
+    CounterType type = CounterType::kPackets;
+};
+
+struct CounterDestroyRequest {
+    uint32_t counter_id = 0;
+};
+
+struct CounterReadRequest {
+    uint32_t counter_id = 0;
+};
+
+struct CounterClearRequest {
+    uint32_t counter_id = 0;
+};
+
+struct McCreateRequest {
+    std::vector<uint32_t> ports; /* may be empty */
+};
+
+struct McPortsRequest {
+    bool add = true; /* false: remove them */
+    uint32_t group_id = 0;
+    std::vector<uint32_t> ports; /* at least one */
+};
+
+struct McDeleteRequest {
+    uint32_t group_id = 0;
+};
+
+struct McGetRequest {
+    uint32_t group_id = 0;
 };
 
 struct DumpRequest {
@@ -89,9 +178,12 @@ struct FaultsRequest {
     std::string set; /* a JSON list; empty list: clear */
 };
 
-using Request = std::variant<OpenRequest, InitRequest, AclCreateRequest, RuleCheckRequest,
-                             RuleLoadRequest, BindPortRequest, DumpRequest, PacketRequest,
-                             StateRequest, UsageRequest, FaultsRequest>;
+using Request = std::variant<
+    OpenRequest, InitRequest, AclCreateRequest, AclDestroyRequest, AclEditRequest, AclResizeRequest,
+    RuleCheckRequest, RuleLoadRequest, RuleAddRequest, RuleDeleteRequest, RuleGetRequest,
+    RuleMoveRequest, BindRequest, PortSetRequest, CounterCreateRequest, CounterDestroyRequest,
+    CounterReadRequest, CounterClearRequest, McCreateRequest, McPortsRequest, McDeleteRequest,
+    McGetRequest, DumpRequest, PacketRequest, StateRequest, UsageRequest, FaultsRequest>;
 
 }  // namespace aclrmctl
 

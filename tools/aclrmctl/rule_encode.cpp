@@ -1,5 +1,6 @@
 #include "rule_encode.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace aclrmctl {
@@ -15,6 +16,9 @@ constexpr size_t kFlagsAt = 14;
 
 constexpr size_t kVerdictAt = 12; /* in the action block */
 constexpr uint32_t kForwardToPort = 1;
+constexpr uint32_t kForwardToMcGroup = 2;
+
+constexpr size_t kShownKeyBytes = 12; /* of a key that is no 5-tuple: keeps a table's row short */
 
 void put16(uint8_t *place, uint16_t value) {
     place[0] = static_cast<uint8_t>(value >> 8);
@@ -109,26 +113,51 @@ bool expand_rules(const RuleFile &file, std::vector<ExpandedRule> *expanded) {
     return true;
 }
 
-void encode_rule(const FilterRule &rule, const ExpandedRule &expanded, uint32_t priority,
-                 const RuleOptions &options, acl_rm_rule *record) {
-    std::memset(record, 0, sizeof(*record));
-    record->priority = priority;
-    record->offset = priority;
-    record->valid = 1;
-    put_fields(record->key.data,
+void encode_match(const FilterRule &rule, const ExpandedRule &expanded, KeyBytes *key,
+                  KeyBytes *mask) {
+    put_fields(key->data(),
                {rule.source.address, rule.destination.address, rule.protocol,
                 expanded.source_port.value, expanded.destination_port.value, rule.flags});
-    put_fields(
-        record->mask.data,
-        {prefix_mask(rule.source.length), prefix_mask(rule.destination.length), rule.protocol_mask,
-         expanded.source_port.mask, expanded.destination_port.mask, rule.flags_mask});
-    const auto verdict = static_cast<uint32_t>(rule.verdict.value_or(options.verdict));
+    put_fields(mask->data(), {prefix_mask(rule.source.length), prefix_mask(rule.destination.length),
+                              rule.protocol_mask, expanded.source_port.mask,
+                              expanded.destination_port.mask, rule.flags_mask});
+}
+
+void encode_whole_rule(const WholeRule &rule, acl_rm_rule *record) {
+    std::memset(record, 0, sizeof(*record));
+    record->priority = rule.priority;
+    record->offset = rule.priority;
+    record->valid = 1;
+    record->key.key_type = rule.key_type;
+    record->mask.key_type = rule.key_type;
+    std::memcpy(record->key.data, rule.key.data(), rule.key.size());
+    std::memcpy(record->mask.data, rule.mask.data(), rule.mask.size());
+    const auto verdict = static_cast<uint32_t>(rule.verdict);
     std::memcpy(record->action + kVerdictAt, &verdict, sizeof(verdict));
-    record->forwarding.counter_id = options.counter_id;
-    if (options.forward_port) {
+    record->forwarding.counter_id = rule.targets.counter_id;
+    if (rule.targets.forward_port) {
         record->forwarding.type = kForwardToPort;
-        record->forwarding.log_port = *options.forward_port;
+        record->forwarding.log_port = *rule.targets.forward_port;
+    } else if (rule.targets.forward_mc) {
+        record->forwarding.type = kForwardToMcGroup;
+        record->forwarding.mc_group_id = *rule.targets.forward_mc;
     }
+}
+
+void encode_rule(const FilterRule &rule, const ExpandedRule &expanded, uint32_t priority,
+                 const RuleOptions &options, acl_rm_rule *record) {
+    WholeRule whole;
+    whole.priority = priority;
+    encode_match(rule, expanded, &whole.key, &whole.mask);
+    whole.verdict = rule.verdict.value_or(options.verdict);
+    whole.targets = options.targets;
+    encode_whole_rule(whole, record);
+}
+
+uint32_t verdict_of_action(const uint8_t *action) {
+    uint32_t verdict = 0;
+    std::memcpy(&verdict, action + kVerdictAt, sizeof(verdict));
+    return verdict;
 }
 
 KeyBytes encode_packet(const PacketFields &fields) {
@@ -156,6 +185,32 @@ std::string describe_match(const KeyBytes &key, const KeyBytes &mask) {
         text += " flags " + hex_number(get16(&key[kFlagsAt]), 4) + "/" + hex_number(flags_mask, 4);
     }
     return text;
+}
+
+bool is_five_tuple(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask) {
+    const auto fieldless = [](const KeyBytes &bytes) {
+        return bytes[kProtocolAt + 1] == 0 && std::all_of(bytes.begin() + kFlagsAt + 2, bytes.end(),
+                                                          [](uint8_t byte) { return byte == 0; });
+    };
+    return key_type == 0 && fieldless(key) && fieldless(mask);
+}
+
+std::string describe_key(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask) {
+    if (is_five_tuple(key_type, key, mask)) {
+        return describe_match(key, mask);
+    }
+    size_t used = key.size();
+    while (used > 0 && key[used - 1] == 0 && mask[used - 1] == 0) {
+        used--;
+    }
+    const std::string prefix = "key type " + std::to_string(key_type) + ": ";
+    if (used == 0) {
+        return prefix + "any";
+    }
+    const size_t digits = std::min(used, kShownKeyBytes) * 2;
+    const char *rest = used > kShownKeyBytes ? ".." : "";
+    return prefix + key_to_hex(key).substr(0, digits) + rest + "/" +
+           key_to_hex(mask).substr(0, digits) + rest;
 }
 
 std::string describe_packet(const KeyBytes &key) {

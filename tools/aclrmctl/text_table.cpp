@@ -6,6 +6,13 @@
 
 namespace aclrmctl {
 
+namespace {
+
+constexpr size_t kTerminalColumns = 80;
+constexpr size_t kIndentation = 4; /* of a line that goes on from another */
+
+}  // namespace
+
 TextTable::TextTable(const std::vector<std::string> &headings) {
     std::vector<std::string> cells;
     for (const std::string &heading : headings) {
@@ -50,6 +57,22 @@ std::string number_runs(const std::vector<uint32_t> &numbers) {
         }
     }
     return text;
+}
+
+std::string wrapped(const std::string &text) {
+    std::string lines;
+    std::string line = " ";
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find(' ', at), text.size());
+        const std::string word = text.substr(at, end - at);
+        if (line.size() + 1 + word.size() > kTerminalColumns && line.size() > kIndentation) {
+            lines += line + "\n";
+            line = std::string(kIndentation - 1, ' ');
+        }
+        line += " " + word;
+        at = end + 1;
+    }
+    return lines + line + "\n";
 }
 
 std::string counted(uint64_t count, const std::string &noun) {

@@ -28,6 +28,10 @@ class TextTable {
 /* "1-3, 7": numbers as runs, in the order given. */
 std::string number_runs(const std::vector<uint32_t> &numbers);
 
+/* A line of text for a terminal of 80 columns: broken between words, ended by a newline, two spaces
+ * before it and four before what goes on from it. */
+std::string wrapped(const std::string &text);
+
 /* "12 rules", "1 rule". */
 std::string counted(uint64_t count, const std::string &noun);
 

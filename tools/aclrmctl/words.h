@@ -19,10 +19,6 @@ struct Invocation {
 std::optional<Invocation> read_words(int argc, const char *const *argv, std::ostream &out,
                                      std::ostream &err, int *exit_code);
 
-/* Reads "65537", "65537-65540" and comma-separated lists of both, and appends them in order.
- * Returns an empty string, or what is wrong with `text`. At most 4096 ports in all. */
-std::string read_port_list(const std::string &text, std::vector<uint32_t> *ports);
-
 }  // namespace aclrmctl
 
 #endif

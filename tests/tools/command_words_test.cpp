@@ -1,0 +1,296 @@
+/* Every command against a stub of the daemon: the record it sends, to the byte, and what it prints;
+ * and long lists, which travel in several requests. */
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "tests/client/stub_daemon.h"
+#include "tests/tools/command_rows.h"
+#include "tests/tools/run_tool.h"
+#include "zv_acl_rm/zv_acl_rm_records.h"
+#include "zv_acl_rm/zv_acl_rm_status.h"
+
+namespace {
+
+using nlohmann::json;
+using zv_test::CommandRow;
+using zv_test::echo_reply;
+using zv_test::StubDaemon;
+using zv_test::StubReply;
+using zv_test::StubRequest;
+using zv_test::ToolRun;
+using Words = std::vector<std::string>;
+
+ToolRun run(const StubDaemon &daemon, Words words) {
+    words.insert(words.begin(), {"--socket", daemon.socket_path()});
+    return zv_test::run_tool("", words);
+}
+
+StubDaemon::Handler refuse(uint32_t status) {
+    return [status](const StubRequest &) { return StubReply{.status = status}; };
+}
+
+/* Refuses from request number `first` on, counted from 0. */
+StubDaemon::Handler refuse_from(uint32_t first, uint32_t status) {
+    return [first, status, number = 0u](const StubRequest &request) mutable {
+        StubReply reply = echo_reply(request);
+        reply.status = number++ >= first ? status : 0;
+        return reply;
+    };
+}
+
+void expect_part(const std::string &text, const std::string &part) {
+    EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
+}
+
+class EveryCommand : public testing::TestWithParam<CommandRow> {
+  protected:
+    StubDaemon answering_{[](const StubRequest &) { return StubReply{.body = GetParam().reply}; }};
+};
+
+TEST_P(EveryCommand, SendsOneRecordToTheByte) {
+    EXPECT_EQ(run(answering_, GetParam().words).exit_code, 0);
+    ASSERT_EQ(answering_.requests().size(), 1u);
+    EXPECT_EQ(answering_.requests()[0].command, GetParam().command);
+    EXPECT_EQ(answering_.requests()[0].body, GetParam().sent);
+}
+
+TEST_P(EveryCommand, PrintsText) {
+    const ToolRun result = run(answering_, GetParam().words);
+    EXPECT_EQ(result.out, GetParam().text);
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_P(EveryCommand, PrintsAnObject) {
+    Words words = GetParam().words;
+    words.emplace_back("--json");
+    EXPECT_EQ(json::parse(run(answering_, words).out), GetParam().object);
+}
+
+TEST_P(EveryCommand, SaysWhatWasRefusedAndEndsWithStatusFour) {
+    for (uint32_t status = 1; status < ZV_ACL_RM_STATUS_LAST; status++) {
+        StubDaemon daemon(refuse(status));
+        const ToolRun result = run(daemon, GetParam().words);
+        EXPECT_EQ(result.exit_code, 4);
+        EXPECT_EQ(result.out, "");
+        const std::string start = "aclrmctl: " + GetParam().refusal + ": refused\n  status " +
+                                  std::to_string(status) + ", ZV_ACL_RM_STATUS_";
+        EXPECT_EQ(result.err.substr(0, start.size()), start);
+    }
+}
+
+TEST_P(EveryCommand, EndsWithStatusThreeWithoutADaemon) {
+    EXPECT_EQ(zv_test::run_tool("/nonexistent", GetParam().words).exit_code, 3);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, EveryCommand, testing::ValuesIn(zv_test::command_rows()),
+                         [](const auto &row) { return row.param.name; });
+
+/* --- lists longer than a record ------------------------------------------------------------- */
+
+struct ListRow {
+    Words words; /* but for the list */
+    uint32_t per_request;
+    size_t count_at; /* the count's place in the record */
+};
+
+const std::vector<ListRow> kLists{{{"bind", "port", "--acl", "1"}, 100, 416},
+                                  {{"unbind", "port", "--acl", "1"}, 100, 416},
+                                  {{"bind", "rif", "--acl", "1"}, 100, 216},
+                                  {{"unbind", "rif", "--acl", "1"}, 100, 216},
+                                  {{"port", "add"}, 100, 412},
+                                  {{"port", "del"}, 100, 412},
+                                  {{"mc", "create"}, 100, 416},
+                                  {{"mc", "add", "1"}, 100, 416},
+                                  {{"mc", "del", "1"}, 100, 416},
+                                  {{"rule", "del", "--acl", "1"}, 20, 7216},
+                                  {{"rule", "get", "--acl", "1"}, 20, 7216}};
+
+std::vector<uint32_t> counts_sent(const ListRow &row, uint32_t numbers) {
+    StubDaemon daemon;
+    Words words = row.words;
+    words.push_back("1-" + std::to_string(numbers));
+    EXPECT_EQ(run(daemon, words).exit_code, 0);
+    std::vector<uint32_t> counts;
+    for (const StubRequest &request : daemon.requests()) {
+        uint32_t count = 0;
+        std::memcpy(&count, &request.body.at(row.count_at), sizeof(count));
+        counts.push_back(count);
+    }
+    return counts;
+}
+
+TEST(LongLists, TravelInFullRecordsAndARest) {
+    using Counts = std::vector<uint32_t>;
+    for (const ListRow &row : kLists) {
+        const uint32_t full = row.per_request;
+        EXPECT_EQ(counts_sent(row, full - 1), (Counts{full - 1})) << row.words[0];
+        EXPECT_EQ(counts_sent(row, full), (Counts{full})) << row.words[0];
+        EXPECT_EQ(counts_sent(row, full + 1), (Counts{full, 1})) << row.words[0];
+        EXPECT_EQ(counts_sent(row, 2 * full), (Counts{full, full})) << row.words[0];
+    }
+}
+
+TEST(LongLists, EndAtTheFirstRefusalAndTellWhatWasDone) {
+    const std::vector<std::pair<Words, Words>> rows{
+        {{"bind", "port", "--acl", "1", "1-250"},
+         {"binding ACL 1 to ports 101-200: refused", "bound before that: 100 ports (1-100)",
+          "those of these ports before the failing one may be bound"}},
+        {{"unbind", "rif", "--acl", "1", "1-250"},
+         {"unbinding ACL 1 from router interfaces 101-200: refused",
+          "unbound before that: 100 router interfaces (1-100)"}},
+        {{"port", "add", "1-250"},
+         {"adding ports 101-200: refused", "added before that: 100 ports (1-100)",
+          "some of the ACLs bound to the system may have followed"}},
+        {{"mc", "del", "4", "1-250"},
+         {"removing ports 101-200 from MC group 4: refused",
+          "removed before that: 100 ports (1-100)"}},
+        {{"rule", "del", "--acl", "6", "1-50"},
+         {"deleting the rules at offsets 21-40 of ACL 6: refused",
+          "deleted before that: 20 rules (1-20)"}},
+        {{"rule", "get", "--acl", "6", "1-50", "--clear-activity"},
+         {"reading the rules at offsets 21-40 of ACL 6: refused", "read before that: 20 rules",
+          "the activity of those of these rules before the failing one is cleared"}}};
+    for (const auto &[words, parts] : rows) {
+        StubDaemon daemon(refuse_from(1, ZV_ACL_RM_STATUS_ERROR));
+        const ToolRun result = run(daemon, words);
+        EXPECT_EQ(result.exit_code, 4);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(daemon.requests().size(), 2u) << words[0];
+        for (const std::string &part : parts) {
+            expect_part(result.err, part);
+        }
+    }
+}
+
+TEST(LongLists, LeaveAnMcGroupWithItsFirstPortsAndNameIt) {
+    StubDaemon daemon([](const StubRequest &request) {
+        StubReply reply = echo_reply(request);
+        const bool create = request.body[8] == ZV_ACL_RM_ACCESS_CMD_ADD;
+        reply.body[12] = 17;
+        reply.status = create ? 0 : ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE;
+        return reply;
+    });
+    const ToolRun result = run(daemon, {"mc", "create", "1-101"});
+    EXPECT_EQ(result.exit_code, 4);
+    expect_part(result.err, "adding port 101 to MC group 17: refused");
+    expect_part(result.err, "MC group 17 is there with the first 100 ports");
+    expect_part(result.err, "opened as OF13 can only create");
+}
+
+TEST(LongLists, AreAbridgedInASentenceButNotInTheAccount) {
+    StubDaemon daemon(refuse_from(1, ZV_ACL_RM_STATUS_ERROR));
+    std::string odd = "1";
+    for (int i = 3; i < 90; i += 2) {
+        odd += "," + std::to_string(i);
+    }
+    const ToolRun result = run(daemon, {"rule", "del", "--acl", "6", odd});
+    expect_part(result.err, "deleting the rules at offsets 41 and 19 more of ACL 6: refused");
+    expect_part(result.err, "(1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31, 33, 35, ");
+}
+
+TEST(LongLists, TellWhatWasDoneBeforeASilence) {
+    StubDaemon daemon([number = 0](const StubRequest &request) mutable {
+        StubReply reply = echo_reply(request);
+        reply.silent = number++ > 0;
+        return reply;
+    });
+    const ToolRun result = run(daemon, {"rule", "del", "--acl", "6", "1-50", "--timeout", "30"});
+    EXPECT_EQ(result.exit_code, 5);
+    expect_part(result.err, "deleted before that: 20 rules (1-20)");
+    expect_part(result.err, "whether it was carried out is unknown");
+}
+
+/* --- what a refusal may mean ------------------------------------------------------------------ */
+
+TEST(Hints, FitTheCommand) {
+    const std::vector<std::tuple<Words, uint32_t, std::string>> rows{
+        {{"acl", "destroy", "--acl", "1"},
+         ZV_ACL_RM_STATUS_ERROR,
+         "its rules\n    and bindings may be gone"},
+        {{"acl", "edit", "--acl", "1", "--direction", "1"},
+         ZV_ACL_RM_STATUS_ERROR,
+         "or still bound?"},
+        {{"acl", "resize", "--acl", "1", "--size", "1"},
+         ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
+         "only an ACL created with --size 0"},
+        {{"rule", "add", "--acl", "1", "--priority", "1"},
+         ZV_ACL_RM_STATUS_ERROR,
+         "is there a rule at that offset already"},
+        {{"rule", "add", "--acl", "1", "--priority", "1", "--counter", "1"},
+         ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+         "is there such a counter or MC group?"},
+        {{"rule", "add", "--acl", "1", "--priority", "1"},
+         ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+         "is handle 0xac1 open"},
+        {{"rule", "del", "--acl", "1", "1"},
+         ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+         "one of these offsets holds no rule"},
+        {{"rule", "get", "--acl", "1", "1"},
+         ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+         "does each of these offsets hold a rule?"},
+        {{"rule", "get", "--acl", "1", "1"}, ZV_ACL_RM_STATUS_ERROR, "lie within the ACL?"},
+        {{"rule", "move", "--acl", "1", "--from", "1", "--count", "1", "--to", "2"},
+         ZV_ACL_RM_STATUS_ERROR,
+         "past the ACL's end"},
+        {{"bind", "system", "--acl", "1"}, ZV_ACL_RM_STATUS_ERROR, "bound to the system already"},
+        {{"unbind", "system", "--acl", "1"}, ZV_ACL_RM_STATUS_ERROR, "bound to the system at all"},
+        {{"counter", "destroy", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, "is the id right?"},
+        {{"counter", "read", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, "is the id right?"},
+        {{"counter", "clear", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, "is the id right?"},
+        {{"mc", "get", "1"}, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, "is the group's id right"},
+        {{"mc", "delete", "1"}, ZV_ACL_RM_STATUS_ERROR, "another owner's?"}};
+    for (const auto &[words, status, part] : rows) {
+        StubDaemon daemon(refuse(status));
+        expect_part(run(daemon, words).err, part);
+    }
+}
+
+TEST(Refusals, FitATerminalOf80Columns) {
+    for (uint32_t status = 1; status < ZV_ACL_RM_STATUS_LAST; status++) {
+        StubDaemon daemon(refuse(status));
+        const std::string err = run(daemon, {"acl", "resize", "--acl", "1", "--size", "2"}).err;
+        for (size_t at = 0, end = 0; at < err.size(); at = end + 1) {
+            end = err.find('\n', at);
+            EXPECT_LE(end - at, 80u) << err.substr(at, end - at);
+        }
+    }
+}
+
+/* --- tables ---------------------------------------------------------------------------------- */
+
+TEST(RuleTable, LeavesOutWhatNoRuleHas) {
+    StubDaemon daemon;
+    EXPECT_EQ(run(daemon, {"rule", "get", "--acl", "1", "4"}).out,
+              "  offset  valid  verdict  rule\n"
+              "       4  no     permit   ip any > any\n");
+    EXPECT_EQ(run(daemon, {"rule", "get", "--acl", "1", "4", "--activity"}).out,
+              "  offset  valid  verdict  hit  rule\n"
+              "       4  no     permit   no   ip any > any\n");
+}
+
+TEST(RuleMove, WritesABlockOfOneOrNoneWithoutARange) {
+    StubDaemon daemon([](const StubRequest &) { return StubReply{}; });
+    const auto moved = [&](const std::string &count) {
+        return run(daemon,
+                   {"rule", "move", "--acl", "1", "--from", "4", "--count", count, "--to", "9"})
+            .out;
+    };
+    EXPECT_EQ(moved("0"), "0 rules of ACL 1 moved from offset 4 to 9.\n");
+    EXPECT_EQ(moved("1"), "1 rule of ACL 1 moved from offset 4 to 9.\n");
+    EXPECT_EQ(moved("2"), "2 rules of ACL 1 moved from offset 4-5 to 9-10.\n");
+    EXPECT_EQ(moved("4294967295"),
+              "4294967295 rules of ACL 1 moved from offset 4-4294967298 to 9-4294967303.\n");
+}
+
+TEST(McGet, TakesNoMorePortsThanARecordHolds) {
+    StubDaemon daemon([](const StubRequest &request) {
+        StubReply reply = echo_reply(request);
+        reply.body[412] = 200;
+        return reply;
+    });
+    EXPECT_EQ(json::parse(run(daemon, {"mc", "get", "1", "--json"}).out).at("ports").size(), 100u);
+}
+
+}  // namespace

@@ -1,0 +1,127 @@
+/* The fields of a rule, as words of the command line. */
+#include "match_words.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace aclrmctl;
+
+TEST(MatchPrefix, IsAnAddressAPrefixOrAny) {
+    struct {
+        const char *text;
+        uint32_t address;
+        int length;
+    } const rows[] = {{"10.0.0.0/8", 0x0A000000, 8},  {"10.1.2.3", 0x0A010203, 32},
+                      {"10.1.2.3/8", 0x0A000000, 8},  {"10.1.2.3/0", 0, 0},
+                      {"1.2.3.4/32", 0x01020304, 32}, {"any", 0, 0}};
+    for (const auto &row : rows) {
+        Prefix prefix{1, 1};
+        EXPECT_EQ(read_prefix(row.text, &prefix), "") << row.text;
+        EXPECT_EQ(prefix.address, row.address) << row.text;
+        EXPECT_EQ(prefix.length, row.length) << row.text;
+    }
+}
+
+TEST(MatchPrefix, RefusesWhatIsNone) {
+    Prefix prefix;
+    for (const char *text : {"", "10.0.0", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/8x", "/8", "Any",
+                             "10.0.0.256", "10.0.0.0/-1", "::1"}) {
+        EXPECT_EQ(read_prefix(text, &prefix),
+                  "'" + std::string(text) + "' is no IPv4 address or prefix (10.0.0.0/8)");
+    }
+}
+
+TEST(MatchPort, IsAPortAPrefixOfThemOrAny) {
+    struct {
+        const char *text;
+        uint16_t value;
+        uint16_t mask;
+    } const rows[] = {{"443", 443, 0xFFFF},          {"0", 0, 0xFFFF},  {"65535", 65535, 0xFFFF},
+                      {"1024-2047", 1024, 0xFC00},   {"0-65535", 0, 0}, {"any", 0, 0},
+                      {"65534-65535", 65534, 0xFFFE}};
+    for (const auto &row : rows) {
+        PortPrefix prefix{1, 1};
+        EXPECT_EQ(read_port_prefix(row.text, &prefix), "") << row.text;
+        EXPECT_EQ(prefix.value, row.value) << row.text;
+        EXPECT_EQ(prefix.mask, row.mask) << row.text;
+    }
+}
+
+TEST(MatchPort, RefusesARangeThatNeedsSeveralRulesAndNamesThem) {
+    PortPrefix prefix;
+    EXPECT_EQ(read_port_prefix("1-6", &prefix),
+              "'1-6' is no prefix, it needs 4 rules (1, 2-3, 4-5, 6); 'rule load' makes them");
+    EXPECT_EQ(read_port_prefix("1-8", &prefix),
+              "'1-8' is no prefix, it needs 4 rules (1, 2-3, 4-7, 8); 'rule load' makes them");
+    EXPECT_EQ(read_port_prefix("1-65534", &prefix),
+              "'1-65534' is no prefix, it needs 30 rules; 'rule load' makes them");
+}
+
+TEST(MatchPort, RefusesWhatIsNone) {
+    PortPrefix prefix;
+    for (const char *text : {"", "x", "65536", "1-65536", "1-", "-1", "1:2", " 1"}) {
+        EXPECT_EQ(read_port_prefix(text, &prefix),
+                  "'" + std::string(text) + "' is neither a port nor a range of them (1024-2047)");
+    }
+    EXPECT_EQ(read_port_prefix("9-8", &prefix), "the range '9-8' ends before it begins");
+}
+
+TEST(MatchProtocol, IsANameANumberOrAny) {
+    struct {
+        const char *text;
+        int protocol;
+        int mask;
+    } const rows[] = {{"tcp", 6, 255}, {"udp", 17, 255},  {"icmp", 1, 255},  {"0", 0, 255},
+                      {"89", 89, 255}, {"255", 255, 255}, {"0x11", 17, 255}, {"any", 0, 0}};
+    for (const auto &row : rows) {
+        uint8_t protocol = 1;
+        uint8_t mask = 1;
+        EXPECT_EQ(read_protocol(row.text, &protocol, &mask), "") << row.text;
+        EXPECT_EQ(protocol, row.protocol) << row.text;
+        EXPECT_EQ(mask, row.mask) << row.text;
+    }
+    for (const char *text : {"", "256", "TCP", "0x", "6/255"}) {
+        uint8_t protocol = 0;
+        uint8_t mask = 0;
+        EXPECT_NE(read_protocol(text, &protocol, &mask), "") << text;
+    }
+}
+
+TEST(MatchFlags, AreBitsAndAMaskOrAllSixteen) {
+    uint16_t flags = 1;
+    uint16_t mask = 1;
+    EXPECT_EQ(read_flags("0x02/0x12", &flags, &mask), "");
+    EXPECT_EQ(flags, 2);
+    EXPECT_EQ(mask, 0x12);
+    EXPECT_EQ(read_flags("0xffff/2", &flags, &mask), "");
+    EXPECT_EQ(flags, 2) << "bits outside the mask do not matter";
+    EXPECT_EQ(read_flags("0x10", &flags, &mask), "");
+    EXPECT_EQ(flags, 0x10);
+    EXPECT_EQ(mask, 0xFFFF);
+    for (const char *text : {"", "/", "2/", "/2", "65536", "0/65536", "0x", "S", "-1"}) {
+        EXPECT_EQ(read_flags(text, &flags, &mask),
+                  "'" + std::string(text) + "' is no FLAGS/MASK (0x02/0x12), each up to 0xffff");
+    }
+}
+
+TEST(MatchKey, IsUpTo128BytesFollowedByZeros) {
+    KeyBytes key;
+    key.fill(1);
+    EXPECT_EQ(read_key_bytes("0aFF", &key), "");
+    KeyBytes expected{};
+    expected[0] = 0x0A;
+    expected[1] = 0xFF;
+    EXPECT_EQ(key, expected);
+    EXPECT_EQ(read_key_bytes(std::string(256, 'f'), &key), "");
+    expected.fill(0xFF);
+    EXPECT_EQ(key, expected);
+    for (const std::string &text :
+         {std::string(), std::string("0"), std::string("0g"), std::string("0x00"),
+          std::string(258, '0'), std::string(257, '0')}) {
+        EXPECT_EQ(read_key_bytes(text, &key),
+                  "'" + text + "' is not 1 to 128 bytes as pairs of hexadecimal digits");
+    }
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#include "daemon_link.h"
+#include "perform_parts.h"
+#include "text_table.h"
+
+namespace aclrmctl {
+
+namespace {
+
+std::string acl_text(uint32_t acl_id) {
+    return "ACL " + std::to_string(acl_id);
+}
+
+}  // namespace
+
+Answer perform_acl_create(const Settings &settings, const AclCreateRequest &request) {
+    zv_acl_rm_acl_set_params_t params{};
+    params.cmd = ZV_ACL_RM_ACCESS_CMD_CREATE;
+    params.acl.key_type = request.key_type;
+    params.acl.action_type = request.action_type;
+    params.acl.acl_type = request.acl_type;
+    params.acl.direction = request.direction;
+    params.acl.min_size = request.size;
+    params.acl.max_size = request.size;
+    const std::string what = "creating an ACL of " + std::to_string(request.size) + " rules";
+    if (auto failure = call_daemon(settings, what, zv_acl_rm_api_acl_set, &params)) {
+        return *failure;
+    }
+    return AclCreateAnswer{request, params.acl.acl_id, params.acl.region_id};
+}
+
+Answer perform_acl_destroy(const Settings &settings, const AclDestroyRequest &request) {
+    zv_acl_rm_acl_set_params_t params{};
+    params.cmd = ZV_ACL_RM_ACCESS_CMD_DESTROY;
+    params.acl.acl_id = request.acl_id;
+    params.acl.acl_type = request.acl_type;
+    params.acl.direction = request.direction;
+    auto failure = call_daemon(settings, "destroying " + acl_text(request.acl_id),
+                               zv_acl_rm_api_acl_set, &params);
+    if (!failure) {
+        return AclDestroyAnswer{request};
+    }
+    replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
+                 "is it another owner's? the daemon's log says how far it got: its rules and "
+                 "bindings may be gone ('aclrmctl dump')");
+    return *failure;
+}
+
+Answer perform_acl_edit(const Settings &settings, const AclEditRequest &request) {
+    zv_acl_rm_acl_set_params_t params{};
+    params.cmd = ZV_ACL_RM_ACCESS_CMD_EDIT;
+    params.acl.acl_id = request.acl_id;
+    params.acl.direction = request.direction;
+    auto failure = call_daemon(settings, "changing the direction of " + acl_text(request.acl_id),
+                               zv_acl_rm_api_acl_set, &params);
+    if (!failure) {
+        return AclEditAnswer{request, params.acl.acl_id};
+    }
+    replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
+                 "is it another owner's, or still bound? a bound ACL is refused by the switch and "
+                 "then unknown to the daemon");
+    return *failure;
+}
+
+Answer perform_acl_resize(const Settings &settings, const AclResizeRequest &request) {
+    zv_acl_rm_acl_resize_params_t params{};
+    params.acl_id = request.acl_id;
+    params.new_size = request.size;
+    auto failure = call_daemon(
+        settings, "resizing " + acl_text(request.acl_id) + " to " + counted(request.size, "rule"),
+        zv_acl_rm_api_acl_resize, &params);
+    if (!failure) {
+        return AclResizeAnswer{request};
+    }
+    replace_hint(&failure, {ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE},
+                 "only an ACL created with --size 0 can change its size, and none can lose the "
+                 "room of a rule it holds; otherwise: are handle and ACL right?");
+    return *failure;
+}
+
+}  // namespace aclrmctl

@@ -1,0 +1,113 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "daemon_link.h"
+#include "exit_codes.h"
+#include "perform_parts.h"
+
+namespace aclrmctl {
+
+namespace {
+
+const char *const kDumpHint =
+    "the daemon opens the file itself; if it could not, the dump is in its log";
+
+/* A directory of our own for the dump. In a shared one such as /tmp the kernel would keep a daemon
+ * of another user from writing a file that we made, and anyone could guess the name. */
+class PrivateDirectory {
+  public:
+    PrivateDirectory() {
+        const char *base = std::getenv("TMPDIR");
+        path_ = std::string(base == nullptr || *base == '\0' ? "/tmp" : base) + "/aclrmctl-XXXXXX";
+        error_ = mkdtemp(path_.data()) == nullptr ? errno : 0;
+    }
+    ~PrivateDirectory() {
+        if (error_ == 0) {
+            std::error_code ignored;
+            std::filesystem::remove_all(path_, ignored);
+        }
+    }
+    PrivateDirectory(const PrivateDirectory &) = delete;
+    PrivateDirectory &operator=(const PrivateDirectory &) = delete;
+
+    int error() const { return error_; }
+    const std::string &path() const { return path_; }
+
+  private:
+    std::string path_;
+    int error_ = 0;
+};
+
+/* Inode, size and time of last change: differ when the daemon has written the file. */
+struct FileState {
+    bool there = false;
+    ino_t inode = 0;
+    off_t size = 0;
+    int64_t changed_ns = 0;
+
+    explicit FileState(const std::string &path) {
+        struct stat found {};
+        if (::stat(path.c_str(), &found) == 0) {
+            there = true;
+            inode = found.st_ino;
+            size = found.st_size;
+            changed_ns = int64_t{found.st_mtim.tv_sec} * 1000000000 + found.st_mtim.tv_nsec;
+        }
+    }
+    bool operator==(const FileState &) const = default;
+};
+
+/* The daemon answers with success even if it had to print to its log instead. */
+Answer dump_to(const Settings &settings, const std::string &path) {
+    Client client;
+    if (auto failure = connect_daemon(settings, &client)) {
+        return *failure;
+    }
+    const FileState before(path);
+    zv_acl_rm_status_t status = 0;
+    const int error = zv_acl_rm_api_dump(client.get(), path.c_str(), &status);
+    if (auto failure = call_failure(settings, "dumping to " + path, error, status)) {
+        failure->hint = kDumpHint;
+        return *failure;
+    }
+    const FileState after(path);
+    if (!after.there || after == before) {
+        return Failure{kExitFailure, path + ": the daemon did not write it", {}, {}, kDumpHint};
+    }
+    return DumpAnswer{path, static_cast<uint64_t>(after.size), std::nullopt};
+}
+
+}  // namespace
+
+Answer perform_dump(const Settings &settings, const DumpRequest &request) {
+    if (!request.file.empty()) {
+        std::error_code error;
+        const auto path = std::filesystem::absolute(request.file, error);
+        return dump_to(settings, error ? request.file : path.string());
+    }
+    const PrivateDirectory directory;
+    if (directory.error() != 0) {
+        return Failure{kExitFailure,
+                       directory.path() + ": " + std::strerror(directory.error()),
+                       {},
+                       {},
+                       "name a file for the dump, or another TMPDIR"};
+    }
+    Answer answer = dump_to(settings, directory.path() + "/dump");
+    if (auto *dumped = std::get_if<DumpAnswer>(&answer)) {
+        std::string text;
+        if (const int error = read_text_file(dumped->file, &text); error != 0) {
+            return Failure{
+                kExitFailure, dumped->file + ": " + std::strerror(error), {}, {}, kDumpHint};
+        }
+        dumped->text = std::move(text);
+    }
+    return answer;
+}
+
+}  // namespace aclrmctl

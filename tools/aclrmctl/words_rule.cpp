@@ -1,0 +1,255 @@
+/* The words for rules: files of them, and single ones. */
+#include "match_words.h"
+#include "words_parts.h"
+
+namespace aclrmctl {
+
+namespace {
+
+/* Words that more than one option reads before they become a request. */
+struct TargetWords {
+    std::string verdict = "permit";
+    CLI::Option *forward_port = nullptr;
+    CLI::Option *forward_mc = nullptr;
+    uint32_t port = 0;
+    uint32_t group = 0;
+};
+
+void add_targets(CLI::App &command, RuleTargets *targets, TargetWords *words,
+                 const std::string &whose) {
+    command.add_option("--counter", targets->counter_id, "flow counter" + whose);
+    words->forward_port =
+        command.add_option("--forward-port", words->port, "logical port to forward to");
+    words->forward_mc = command.add_option("--forward-mc", words->group,
+                                           "MC group to forward to, in place of a port");
+}
+
+void add_verdict(CLI::App &command, TargetWords *words, const std::string &help) {
+    command.add_option("--verdict", words->verdict, help)
+        ->check(quiet(CLI::IsMember({"permit", "drop", "trap"})))
+        ->capture_default_str();
+}
+
+void finish_targets(const TargetWords &words, RuleTargets *targets) {
+    if (words.forward_port->count() > 0 && words.forward_mc->count() > 0) {
+        throw CLI::ExcludesError("--forward-mc", "--forward-port");
+    }
+    if (words.forward_port->count() > 0) {
+        targets->forward_port = words.port;
+    }
+    if (words.forward_mc->count() > 0) {
+        targets->forward_mc = words.group;
+    }
+}
+
+struct LoadWords {
+    RuleLoadRequest request;
+    TargetWords targets;
+    bool check_only = false;
+};
+
+void finish_load(Words &words, LoadWords &load, const CLI::Option &acl) {
+    if (load.check_only) {
+        words.choose(RuleCheckRequest{load.request.file});
+        return;
+    }
+    if (acl.count() == 0) {
+        throw CLI::RequiredError("--acl");
+    }
+    load.request.options.verdict = *verdict_from_name(load.targets.verdict);
+    finish_targets(load.targets, &load.request.options.targets);
+    words.choose(load.request);
+}
+
+void add_load(CLI::App &rule, Words &words) {
+    CLI::App *command = rule.add_subcommand("load", "load a rule file into an ACL");
+    const auto load = std::make_shared<LoadWords>();
+    RuleLoadRequest &request = load->request;
+    command->add_option("FILE", request.file, "rules, one a line")->required();
+    CLI::Option *acl = command->add_option("--acl", request.acl_id, "id of the ACL");
+    command
+        ->add_option("--first-priority", request.options.first_priority,
+                     "priority (= offset) of the first rule")
+        ->capture_default_str();
+    command->add_option("--batch", request.batch, "rules in a command, 1 to 20")
+        ->check(quiet(CLI::Range(1u, ZV_ACL_RM_RULES_PER_RECORD)))
+        ->capture_default_str();
+    command->add_option("--in-flight", request.in_flight, "commands under way at once, 1 to 32")
+        ->check(quiet(CLI::Range(1, 32)))
+        ->capture_default_str();
+    add_targets(*command, &request.options.targets, &load->targets, " of every rule");
+    add_verdict(*command, &load->targets, "permit, drop or trap, for lines without one");
+    command->add_flag("--check", load->check_only, "only check the file, as 'rule check' does");
+    command->footer(
+        "Port ranges become prefixes; the rules get the priorities from --first-priority\n"
+        "on, in the file's order. Nothing is sent when a line of the file is bad.\n"
+        "\nExamples:\n"
+        "  aclrmctl rule load samples/campus-edge.rules --acl 1\n"
+        "  aclrmctl rule load deny.rules --acl 1 --first-priority 400 --verdict drop\n");
+    command->callback([&words, load, acl] { finish_load(words, *load, *acl); });
+}
+
+/* A single rule's words: the fields of a 5-tuple, or key and mask. */
+struct AddWords {
+    RuleAddRequest request;
+    TargetWords targets;
+    std::string source = "any";
+    std::string destination = "any";
+    std::string protocol = "any";
+    std::string source_port = "any";
+    std::string destination_port = "any";
+    std::string flags = "0/0";
+    std::string key;
+    std::string mask;
+    CLI::Option *key_option = nullptr;
+    CLI::Option *mask_option = nullptr;
+    CLI::Option *key_type = nullptr;
+    std::vector<CLI::Option *> fields;
+};
+
+/* Checked here and not by the parser, whose help would repeat it at every option. */
+void check_match(const AddWords &words) {
+    if (words.key_option->count() != words.mask_option->count()) {
+        throw CLI::ValidationError("--key", "--key and --mask belong together");
+    }
+    if (words.key_option->count() == 0 && words.key_type->count() > 0) {
+        throw CLI::RequiresError("--key-type", "--key");
+    }
+    for (const CLI::Option *field : words.fields) {
+        if (words.key_option->count() > 0 && field->count() > 0) {
+            throw CLI::ExcludesError("--key", field->get_name());
+        }
+    }
+}
+
+void finish_match(const AddWords &words, WholeRule *rule) {
+    check_match(words);
+    if (words.key_option->count() > 0) {
+        demand("--key", read_key_bytes(words.key, &rule->key));
+        demand("--mask", read_key_bytes(words.mask, &rule->mask));
+        return;
+    }
+    FilterRule fields;
+    ExpandedRule ports{};
+    demand("--src", read_prefix(words.source, &fields.source));
+    demand("--dst", read_prefix(words.destination, &fields.destination));
+    demand("--proto", read_protocol(words.protocol, &fields.protocol, &fields.protocol_mask));
+    demand("--sport", read_port_prefix(words.source_port, &ports.source_port));
+    demand("--dport", read_port_prefix(words.destination_port, &ports.destination_port));
+    demand("--flags", read_flags(words.flags, &fields.flags, &fields.flags_mask));
+    encode_match(fields, ports, &rule->key, &rule->mask);
+}
+
+/* The two ways to say what a rule matches; they exclude each other. */
+void add_match(CLI::App &command, AddWords *words) {
+    const auto field = [&](const char *name, std::string *text, const char *type,
+                           const char *help) {
+        words->fields.push_back(
+            command.add_option(name, *text, help)->type_name(type)->capture_default_str());
+    };
+    field("--src", &words->source, "PREFIX", "source: 10.0.0.0/8, 10.0.0.1 or any");
+    field("--dst", &words->destination, "PREFIX", "destination, likewise");
+    field("--proto", &words->protocol, "PROTOCOL", "tcp, udp, icmp, any or a number");
+    field("--sport", &words->source_port, "PORT", "source port: 443, 1024-2047 or any");
+    field("--dport", &words->destination_port, "PORT", "destination port, likewise");
+    field("--flags", &words->flags, "BITS/MASK", "TCP flags: 0x02/0x12 is SYN without ACK");
+    words->key_option =
+        command.add_option("--key", words->key, "key in hex, in place of the fields")
+            ->type_name("HEX");
+    words->mask_option =
+        command.add_option("--mask", words->mask, "mask of --key; bits at 0 do not matter")
+            ->type_name("HEX");
+    words->key_type =
+        command.add_option("--key-type", words->request.rule.key_type, "key type of --key, 0 to 3")
+            ->capture_default_str();
+}
+
+void add_add(CLI::App &rule, Words &words) {
+    CLI::App *command = rule.add_subcommand("add", "write one rule into an ACL");
+    const auto add = std::make_shared<AddWords>();
+    add_acl_id(*command, &add->request.acl_id);
+    command
+        ->add_option("--priority", add->request.rule.priority,
+                     "the rule's offset; lower ones match first")
+        ->required();
+    add_match(*command, add.get());
+    add_verdict(*command, &add->targets, "permit, drop or trap");
+    add_targets(*command, &add->request.rule.targets, &add->targets, " of the rule");
+    command->footer(
+        "Fields left out match anything. A range of ports must be a prefix (1024-2047),\n"
+        "for others see 'rule load'. Key and mask have up to 128 bytes each, the rest is\n"
+        "0. An offset that holds a rule is refused.\n"
+        "\nExamples:\n"
+        "  aclrmctl rule add --acl 1 --priority 7 --proto tcp --dst 192.0.2.0/24 \\\n"
+        "      --dport 23 --verdict drop --counter 1\n"
+        "  aclrmctl rule add --acl 1 --priority 8 --dst 192.0.2.80 --forward-port 65540\n"
+        "  aclrmctl rule add --acl 2 --priority 0 --key-type 2 --key 0a00 --mask ff00\n");
+    command->callback([&words, add] {
+        finish_match(*add, &add->request.rule);
+        add->request.rule.verdict = *verdict_from_name(add->targets.verdict);
+        finish_targets(add->targets, &add->request.rule.targets);
+        words.choose(add->request);
+    });
+}
+
+const char *const kOffsetsHelp = "offsets, ranges and lists: 0-19,40";
+
+void add_del(CLI::App &rule, Words &words) {
+    const auto [command, request] = add_command<RuleDeleteRequest>(
+        rule, words, "del", "delete rules by their offsets",
+        "They are deleted in commands of 20; a command one of whose offsets holds no rule\n"
+        "is refused as a whole, and none is sent after it.\n"
+        "\nExample:\n  aclrmctl rule del --acl 1 0-19 40\n");
+    add_acl_id(*command, &request->acl_id);
+    add_numbers(*command, "OFFSET", kOffsetsHelp, kOffsets, &request->offsets)->required();
+}
+
+void add_get(CLI::App &rule, Words &words) {
+    const auto [command, request] = add_command<RuleGetRequest>(
+        rule, words, "get", "read rules back from the switch",
+        "Every offset must hold a rule. Any client may read any ACL; only\n"
+        "--clear-activity is the owner's alone.\n"
+        "\nExamples:\n"
+        "  aclrmctl rule get --acl 1 0-19\n"
+        "  aclrmctl rule get --acl 1 64 --activity\n");
+    add_acl_id(*command, &request->acl_id);
+    add_numbers(*command, "OFFSET", kOffsetsHelp, kOffsets, &request->offsets)->required();
+    CLI::Option *read = command->add_flag_callback(
+        "--activity", [request = request] { request->activity = Activity::kRead; },
+        "also whether a packet hit the rule");
+    command
+        ->add_flag_callback(
+            "--clear-activity",
+            [request = request] { request->activity = Activity::kReadAndClear; },
+            "the same, and forget it in the switch")
+        ->excludes(read);
+}
+
+void add_move(CLI::App &rule, Words &words) {
+    const auto [command, request] = add_command<RuleMoveRequest>(
+        rule, words, "move", "move a block of rules to other offsets",
+        "Rules that lie where the block goes are overwritten; the places it leaves are\n"
+        "empty.\n"
+        "\nExample:\n  aclrmctl rule move --acl 1 --from 0 --count 4 --to 100\n");
+    add_acl_id(*command, &request->acl_id);
+    command->add_option("--from", request->from, "offset of the block's first rule")->required();
+    command->add_option("--count", request->count, "offsets in the block")->required();
+    command->add_option("--to", request->to, "offset the first rule gets")->required();
+}
+
+}  // namespace
+
+void add_rule_words(CLI::App &app, Words &words) {
+    CLI::App *rule = add_group(app, "rule", "load, check, add, delete, read and move rules");
+    add_load(*rule, words);
+    const auto [check, request] = add_command<RuleCheckRequest>(
+        *rule, words, "check", "check a rule file; needs no daemon",
+        "Example:\n  aclrmctl rule check samples/campus-edge.rules\n");
+    check->add_option("FILE", request->file, "rules, one a line")->required();
+    add_add(*rule, words);
+    add_del(*rule, words);
+    add_get(*rule, words);
+    add_move(*rule, words);
+}
+
+}  // namespace aclrmctl
