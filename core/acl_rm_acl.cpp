@@ -104,21 +104,11 @@ zv_acl_rm_status_t cache_new_acl(const acl_rm_acl &acl, uint32_t owner) {
 }
 
 // Found, and the client's own; null otherwise.
-zv_acl_rm_status_t find_own_acl(uint64_t client_handle, uint32_t acl_id, acl_id_info **info) {
+zv_acl_rm_status_t find_acl_of_client(uint64_t client_handle, uint32_t acl_id, acl_id_info **info) {
     const zv_acl_rm_status_t status = __validate_owner_acl(client_handle, acl_id);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
         return core_log.pass_up(status);
-    switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, info)) {
-        case Lookup::failed:
-            return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
-                                 "acl_id_2_acl_info hash table not initialized");
-        case Lookup::absent:
-            return core_log.fail(ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
-                                 "acl_id:%u not found in hash table", acl_id);
-        case Lookup::found:
-            break;
-    }
-    return ZV_ACL_RM_STATUS_SUCCESS;
+    return find_acl(acl_id, info);
 }
 
 // One by one and upward; in the switch they go with the region.
@@ -240,7 +230,7 @@ zv_acl_rm_status_t __create_acl(acl_rm_acl *acl, uint32_t owner) {
 
 zv_acl_rm_status_t __destroy_acl(uint64_t client_handle, const acl_rm_acl *acl) {
     acl_id_info *info = nullptr;
-    zv_acl_rm_status_t status = find_own_acl(client_handle, acl->acl_id, &info);
+    zv_acl_rm_status_t status = find_acl_of_client(client_handle, acl->acl_id, &info);
     if (info == nullptr)
         return status;
     status = delete_all_rules(acl->acl_id, info);
@@ -263,7 +253,7 @@ zv_acl_rm_status_t __destroy_acl(uint64_t client_handle, const acl_rm_acl *acl) 
 
 zv_acl_rm_status_t __edit_acl(uint64_t client_handle, acl_rm_acl *acl) {
     acl_id_info *cached = nullptr;
-    zv_acl_rm_status_t status = find_own_acl(client_handle, acl->acl_id, &cached);
+    zv_acl_rm_status_t status = find_acl_of_client(client_handle, acl->acl_id, &cached);
     if (cached == nullptr)
         return status;
     acl_id_info info = *cached;

@@ -35,6 +35,10 @@ Keys build_keys(uint32_t bind_point_type, const Id *ids, uint32_t ids_num) {
     return keys;
 }
 
+const char *noun_of(uint32_t bind_point_type) {
+    return bind_point_type == BIND_POINT_RIF ? "rifs" : "ports";
+}
+
 // What the two commands have in common, from the ownership check on.
 template <class Id>
 zv_acl_rm_status_t bind_ids(uint64_t client_handle, uint32_t cmd, uint32_t acl_id,
@@ -44,8 +48,8 @@ zv_acl_rm_status_t bind_ids(uint64_t client_handle, uint32_t cmd, uint32_t acl_i
         return core_log.pass_up(status);
     if (ids_num > ZV_ACL_RM_PORTS_PER_RECORD)
         return core_log.fail(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
-                             "Wrong ports number [%u], the record holds [%u]", ids_num,
-                             ZV_ACL_RM_PORTS_PER_RECORD);
+                             "Wrong %s number [%u], the record holds [%u]",
+                             noun_of(bind_point_type), ids_num, ZV_ACL_RM_PORTS_PER_RECORD);
     const Keys keys = build_keys(bind_point_type, ids, ids_num);
     if (keys == nullptr)
         return core_log.fail(ZV_ACL_RM_STATUS_NO_RESOURCES, "Memory allocation failed");

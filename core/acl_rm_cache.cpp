@@ -190,6 +190,20 @@ zv_acl_rm_status_t acl_rm_internal_acl_rm_cache_deinit() {
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
+zv_acl_rm_status_t find_acl(uint32_t acl_id, acl_id_info **info) {
+    switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, info)) {
+        case Lookup::failed:
+            return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
+                                 "acl_id_2_acl_info hash table not initialized");
+        case Lookup::absent:
+            return core_log.fail(ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+                                 "acl_id:%u not found in hash table", acl_id);
+        case Lookup::found:
+            break;
+    }
+    return ZV_ACL_RM_STATUS_SUCCESS;
+}
+
 void release_valid_offsets(acl_id_info *info) {
     if (info->valid_offsets != nullptr)
         cl_free(info->valid_offsets);

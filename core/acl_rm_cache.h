@@ -41,6 +41,9 @@ zv_acl_rm_status_t acl_rm_internal_acl_rm_cache_init();
 // first table or iterator that cannot be freed, with the later ones left.
 zv_acl_rm_status_t acl_rm_internal_acl_rm_cache_deinit();
 
+// Finds a cached ACL; null otherwise. ENTRY_NOT_FOUND; ERROR when the table is missing.
+zv_acl_rm_status_t find_acl(uint32_t acl_id, acl_id_info **info);
+
 // Releases the flags of an ACL's offsets; it then has none.
 void release_valid_offsets(acl_id_info *info);
 

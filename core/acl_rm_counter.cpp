@@ -132,7 +132,7 @@ zv_acl_rm_status_t __acl_rm_rule_info_get(uint32_t acl_id, uint32_t offset, acl_
 }
 
 zv_acl_rm_status_t __acl_rm_counter_rule_delete(uint32_t acl_id, uint32_t offset) {
-    acl_rule_entry entry;
+    acl_rule_entry entry = {};
     zv_acl_rm_status_t status = __acl_rm_rule_info_get(acl_id, offset, &entry);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
         return core_log.fail(status, "Fail to get rule info for acl_id (%u) offset (%u).", acl_id,

@@ -195,12 +195,12 @@ void restoreAclIds(sdk_grp_info *group, uint32_t index) {
                       "sdk_grp_info->acl_id_arr_len = [%u] is out of range", group->acl_id_arr_len);
         return;
     }
-    if (index == group->acl_id_arr_len - 1) {
+    if (index + 1 == group->acl_id_arr_len) {
         group->acl_id_arr[index] = 0;
         group->acl_id_arr_len--;
         return;
     }
-    if (index > MAX_ACLS_NUM_IN_GROUP - 2) {
+    if (index > MAX_ACLS_NUM_IN_GROUP - 2 || index >= group->acl_id_arr_len) {
         core_log.fail(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
                       "index_of_new_acl_in_group:=[%u] >= MAX_ACLS_NUM_IN_GROUP-1", index);
         return;
@@ -271,14 +271,18 @@ zv_acl_rm_status_t sortAclsByClientPriority(sdk_grp_info *group, const acl_id_in
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
+zv_status_t send_group_list(uint32_t sdk_cmd, uint32_t direction, const sdk_grp_info *group,
+                            uint32_t group_id) {
+    uint32_t acl_ids[MAX_ACLS_NUM_IN_GROUP];  // the record's own list may lie at any address
+    std::memcpy(acl_ids, group->acl_id_arr, sizeof(acl_ids));
+    return zv_api_acl_group_set(zv_sdk_handle, sdk_cmd, direction, acl_ids, group->acl_id_arr_len,
+                                &group_id);
+}
+
 zv_acl_rm_status_t AddNewAclToBoundGroup(uint32_t group_id, const sdk_grp_info *group,
                                          const acl_id_info *info, const bind_point_key *key) {
-    uint32_t acl_ids[MAX_ACLS_NUM_IN_GROUP];
-    std::memcpy(acl_ids, group->acl_id_arr, sizeof(acl_ids));
-    uint32_t sdk_group_id = group_id;
     const zv_status_t sdk_status =
-        zv_api_acl_group_set(zv_sdk_handle, ZV_ACCESS_CMD_SET, info->direction, acl_ids,
-                             group->acl_id_arr_len, &sdk_group_id);
+        send_group_list(ZV_ACCESS_CMD_SET, info->direction, group, group_id);
     if (sdk_status == SDK_NO_RESOURCES)
         return core_log.fail(ZV_ACL_RM_STATUS_NO_HW_RESOURCES,
                              "Can't Add ACL table to group - not enough resources");

@@ -36,6 +36,10 @@ zv_acl_rm_status_t sortAclsByClientPriority(sdk_grp_info *group, const acl_id_in
 // that no list has is only logged.
 void restoreAclIds(sdk_grp_info *group, uint32_t index);
 
+// Sends the group's list with a command of the switch's group function; the switch's status.
+zv_status_t send_group_list(uint32_t sdk_cmd, uint32_t direction, const sdk_grp_info *group,
+                            uint32_t group_id);
+
 // Sends the edited list of an existing group to the switch. NO_HW_RESOURCES or ERROR.
 zv_acl_rm_status_t AddNewAclToBoundGroup(uint32_t group_id, const sdk_grp_info *group,
                                          const acl_id_info *info, const bind_point_key *key);

@@ -1,5 +1,7 @@
 #include "core/acl_rm_mc_group.h"
 
+#include <algorithm>
+
 #include "core/acl_rm.h"
 #include "core/acl_rm_cache.h"
 #include "core/acl_rm_owner.h"
@@ -108,7 +110,7 @@ zv_acl_rm_status_t acl_rm_get_mc_group(uint32_t mc_group_id, uint32_t *log_ports
     if (sdk_status != SDK_SUCCESS)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "failed to get MC PBS in SDK error: %u \n",
                              sdk_status);
-    *ports_num = entry.port_count;
+    *ports_num = std::min(*ports_num, entry.port_count);
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 

@@ -118,3 +118,23 @@ zv_acl_rm_status_t __validate_owner_mcg(uint64_t client_handle, uint32_t mc_grou
         return status;
     return compare_owners(owner, info->owner);
 }
+
+zv_acl_rm_status_t find_own_acl(const char *operation, uint64_t client_handle, uint32_t acl_id,
+                                acl_id_info **info) {
+    const zv_acl_rm_status_t status = __validate_owner_acl(client_handle, acl_id);
+    if (status != ZV_ACL_RM_STATUS_SUCCESS)
+        return core_log.pass_up(status);
+    const int result = 1;  // what a look-up that fails returns
+    switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, info)) {
+        case Lookup::failed:
+            return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
+                                 "error %d returned looking up ACL %u in hash table", result,
+                                 acl_id);
+        case Lookup::absent:
+            return core_log.fail(ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+                                 "%s: acl %u not found in hast table", operation, acl_id);
+        case Lookup::found:
+            break;
+    }
+    return ZV_ACL_RM_STATUS_SUCCESS;
+}

@@ -7,6 +7,7 @@
 
 #include <stdint.h>
 
+#include "core/acl_rm_types.h"
 #include "zv_acl_rm/zv_acl_rm_records.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
@@ -32,3 +33,8 @@ zv_acl_rm_status_t __validate_owner_acl(uint64_t client_handle, uint32_t acl_id)
 
 // The same for a multicast group, except that an OF13 client's handle is never known here.
 zv_acl_rm_status_t __validate_owner_mcg(uint64_t client_handle, uint32_t mc_group_id);
+
+// Finds an ACL that the client owns; null otherwise. The texts name the operation that looks.
+// Statuses as __validate_owner_acl.
+zv_acl_rm_status_t find_own_acl(const char *operation, uint64_t client_handle, uint32_t acl_id,
+                                acl_id_info **info);

@@ -89,19 +89,9 @@ zv_acl_rm_status_t acl_rm_acl_resize(uint64_t client_handle, uint32_t acl_id,
                                      const uint32_t *new_size) {
     if (is_initialized != 1)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "ACL RM is not initialized");
-    const zv_acl_rm_status_t status = __validate_owner_acl(client_handle, acl_id);
-    if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.pass_up(status);
     acl_id_info *info = nullptr;
-    switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, &info)) {
-        case Lookup::failed:
-            return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
-                                 "error %d returned looking up ACL %u in hash table", 1, acl_id);
-        case Lookup::absent:
-            return core_log.fail(ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
-                                 "%s: acl %u not found in hast table", __func__, acl_id);
-        case Lookup::found:
-            break;
-    }
+    const zv_acl_rm_status_t status = find_own_acl(__func__, client_handle, acl_id, &info);
+    if (info == nullptr)
+        return status;
     return resize(info, *new_size);
 }

@@ -8,7 +8,7 @@
 namespace {
 
 // Takes a rule out of cache, counters and forwarding; the switch has moved it away already.
-zv_acl_rm_status_t forget_rule(uint32_t acl_id, uint32_t offset) {
+zv_acl_rm_status_t clear_destination(uint32_t acl_id, uint32_t offset) {
     acl_rm_rule rule = {};
     rule.offset = offset;
     const zv_acl_rm_status_t status = acl_rm_delete_rules(acl_id, &rule, 1, 1);
@@ -114,7 +114,7 @@ zv_acl_rm_status_t __acl_db_acl_info_get(uint32_t acl_id, acl_id_info *info) {
 }
 
 zv_acl_rm_status_t __acl_db_region_get(uint32_t acl_id, uint32_t *region_id) {
-    acl_id_info info;
+    acl_id_info info = {};
     const zv_acl_rm_status_t status = __acl_db_acl_info_get(acl_id, &info);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
         return core_log.fail(
@@ -134,7 +134,7 @@ zv_acl_rm_status_t __acl_db_modify_entry_offset(uint32_t acl_id, uint32_t region
     if (status == ZV_ACL_RM_STATUS_SUCCESS)
         status = find_rule(acl_id, destination, &destination_entry, &has_destination);
     if (status == ZV_ACL_RM_STATUS_SUCCESS && has_destination)
-        status = forget_rule(acl_id, destination);
+        status = clear_destination(acl_id, destination);
     if (status == ZV_ACL_RM_STATUS_SUCCESS && has_source)
         status = relocate_rule(acl_id, region_id, source, destination, source_entry);
     return status;

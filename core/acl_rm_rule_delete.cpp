@@ -16,7 +16,6 @@ namespace {
 // What must be released for a rule once it is gone from the cache.
 struct KeptForwarding {
     uint32_t pbs_entry_type;
-    uint32_t pbs_id;
     uint32_t log_port;
     uint32_t is_forwarding;
 };
@@ -74,8 +73,7 @@ zv_acl_rm_status_t collect(uint32_t acl_id, const acl_rm_rule *rules, uint32_t r
             case Lookup::found:
                 break;
         }
-        batch->kept[i] = {entry->pbs_entry_type, entry->forward_pbs_id, entry->forward_log_port,
-                          entry->is_forwarding};
+        batch->kept[i] = {entry->pbs_entry_type, entry->forward_log_port, entry->is_forwarding};
         add_to_group(batch, entry->region_id, rules[i].offset);
     }
     return ZV_ACL_RM_STATUS_SUCCESS;
@@ -164,7 +162,9 @@ zv_acl_rm_status_t acl_rm_delete_rules(uint32_t acl_id, const acl_rm_rule *rules
     if (!allocate(&batch))
         return core_log.pass_up(ZV_ACL_RM_STATUS_NO_BUFFER_SPACE);
     LOG_LINE(core_log, debug, "%s: ******** DELETE ACL RULE ********", __func__);
-    if (rules_num > rm_resource_global.max_rules_per_action)
+    // The limit is the SDK's record, which others may fill; the groups have the room of a request.
+    if (rules_num > rm_resource_global.max_rules_per_action ||
+        rules_num > ZV_ACL_RM_RULES_PER_RECORD)
         return core_log.pass_up(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE);
     zv_acl_rm_status_t status = collect(acl_id, rules, rules_num, &batch);
     if (status == ZV_ACL_RM_STATUS_SUCCESS)

@@ -28,11 +28,12 @@ zv_acl_rm_status_t choose_offset(uint32_t access_command, uint32_t acl_id, acl_r
     uint32_t offset = 0;
     zv_acl_rm_status_t status = __convert_priority_to_offset(&offset, rule->priority);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.fail(status, "Failed to convert rule priority to unique offset\n");
+        return core_log.fail_or_notify(status,
+                                       "Failed to convert rule priority to unique offset\n");
     status = checkRuleExists(acl_id, offset, 0);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.fail(status, "override new rule is forbidden for command:[%u]",
-                             access_command);
+        return core_log.fail_or_notify(status, "override new rule is forbidden for command:[%u]",
+                                       access_command);
     rule->offset = offset;
     return ZV_ACL_RM_STATUS_SUCCESS;
 }

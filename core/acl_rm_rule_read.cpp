@@ -18,7 +18,7 @@ constexpr uint32_t ACTIVITY_READ_CLEAR = 2;  // and any other number
 zv_acl_rm_status_t find_region(uint32_t acl_id, uint32_t *region_id) {
     const zv_acl_rm_status_t status = __acl_db_region_get(acl_id, region_id);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.fail(status, "Failed to retrieve region ID from ACL RM DB\n");
+        return core_log.fail_or_notify(status, "Failed to retrieve region ID from ACL RM DB\n");
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
@@ -87,7 +87,7 @@ zv_acl_rm_status_t read_rule(uint32_t acl_id, uint32_t region_id, acl_rm_rule *r
     acl_rule_entry entry;
     status = __acl_db_rule_get(acl_id, offset, &entry);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.fail(
+        return core_log.fail_or_notify(
             status,
             "Failed to retrieve rule at offset [%u] from ACL RM DB for ACL ID [%u], error: %d\n",
             offset, acl_id, static_cast<int>(status));
@@ -121,7 +121,8 @@ zv_acl_rm_status_t acl_rm_acl_rule_get(uint64_t client_handle, uint32_t acl_id, 
         return core_log.pass_up(status);
     status = __acl_rule_get(acl_id, rules, static_cast<uint16_t>(rules_num));
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.fail(status, "Failed to retrieve rules for acl_id [%u] \n", acl_id);
+        return core_log.fail_or_notify(status, "Failed to retrieve rules for acl_id [%u] \n",
+                                       acl_id);
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
@@ -139,7 +140,7 @@ zv_acl_rm_status_t __acl_rule_move_block(uint32_t acl_id, uint32_t block_start, 
                              region_id, static_cast<int>(sdk_status));
     status = __acl_db_modify_offset(acl_id, region_id, block_start, block_size, new_start);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.fail(status, "Failed to update rules new offsets in DB\n");
+        return core_log.fail_or_notify(status, "Failed to update rules new offsets in DB\n");
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
@@ -153,6 +154,6 @@ zv_acl_rm_status_t acl_rm_acl_rule_move_block(uint64_t client_handle, uint32_t a
         return core_log.pass_up(status);
     status = __acl_rule_move_block(acl_id, block_start, block_size, new_start);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.fail(status, "Failed in move block operation");
+        return core_log.fail_or_notify(status, "Failed in move block operation");
     return ZV_ACL_RM_STATUS_SUCCESS;
 }

@@ -33,7 +33,7 @@ std::unique_ptr<acl_rm_rule_work[]> allocate_work(KeyTypeGroup (&groups)[WORK_AR
     std::unique_ptr<acl_rm_rule_work[]> block(new (std::nothrow)
                                                   acl_rm_rule_work[WORK_ARRAYS_NUM * rules_max]);
     for (uint32_t i = 0; i < WORK_ARRAYS_NUM && block != nullptr; i++)
-        groups[i] = {&block[i * rules_max], 0};
+        groups[i] = {block.get() + i * rules_max, 0};
     return block;
 }
 
@@ -147,16 +147,9 @@ zv_acl_rm_status_t find_offset_flag(uint32_t acl_id, uint32_t region_id, uint32_
                                     uint32_t **flag) {
     *flag = nullptr;
     acl_id_info *info = nullptr;
-    switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, &info)) {
-        case Lookup::failed:
-            return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
-                                 "acl_id_2_acl_info hash table not initialized");
-        case Lookup::absent:
-            return core_log.fail(ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
-                                 "acl_id:%u not found in hash table", acl_id);
-        case Lookup::found:
-            break;
-    }
+    const zv_acl_rm_status_t status = find_acl(acl_id, &info);
+    if (info == nullptr)
+        return status;
     if (info->region_id != region_id)
         return ZV_ACL_RM_STATUS_SUCCESS;
     if (offset >= usable_offsets(*info))

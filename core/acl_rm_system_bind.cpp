@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -31,16 +32,18 @@ zv_acl_rm_status_t list_ports(Ports *ports, uint32_t *ports_num) {
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
                              "%s: error %d getting number of ports from netlib", system_bind_name,
                              static_cast<int>(result));
-    *ports_num += PORTS_HEADROOM;
-    ports->reset(new (std::nothrow) zv_net_port_t[*ports_num]());
+    const uint32_t room = *ports_num + PORTS_HEADROOM;
+    ports->reset(new (std::nothrow) zv_net_port_t[room]());
     if (*ports == nullptr)
         return core_log.fail(ZV_ACL_RM_STATUS_NO_RESOURCES,
                              "%s: failed to allocate memory for port parameters buffer",
                              system_bind_name);
+    *ports_num = room;
     result = zv_net_ports_get_all(PORTS_SELECTOR, ports->get(), ports_num);
     if (result != 0)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "%s: error %d getting ports info from netlib",
                              system_bind_name, static_cast<int>(result));
+    *ports_num = std::min(*ports_num, room);  // no more than there is, whatever the library says
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
@@ -129,20 +132,10 @@ zv_acl_rm_status_t acl_rm_acl_system_bind_set(uint64_t client_handle, uint32_t c
                                               uint32_t acl_id) {
     if (is_initialized != 1)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "ACL RM is not initialized");
-    const zv_acl_rm_status_t status = __validate_owner_acl(client_handle, acl_id);
-    if (status != ZV_ACL_RM_STATUS_SUCCESS)
-        return core_log.pass_up(status);
     acl_id_info *info = nullptr;
-    switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, &info)) {
-        case Lookup::failed:
-            return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
-                                 "error %d returned looking up ACL %u in hash table", 1, acl_id);
-        case Lookup::absent:
-            return core_log.fail(ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
-                                 "%s: acl %u not found in hast table", system_bind_name, acl_id);
-        case Lookup::found:
-            break;
-    }
+    const zv_acl_rm_status_t status = find_own_acl(system_bind_name, client_handle, acl_id, &info);
+    if (info == nullptr)
+        return status;
     switch (cmd) {
         case ZV_ACL_RM_ACCESS_CMD_BIND:
             return bind_to_system(acl_id, info);

@@ -22,12 +22,8 @@ bool is_listed(const bind_point_key &key, const bind_point_key *keys, uint32_t k
 
 zv_acl_rm_status_t send_shortened_list(uint32_t acl_id, uint32_t group_id,
                                        const sdk_grp_info *group) {
-    uint32_t acl_ids[MAX_ACLS_NUM_IN_GROUP];
-    std::memcpy(acl_ids, group->acl_id_arr, sizeof(acl_ids));
-    uint32_t sdk_group_id = group_id;
     const zv_status_t sdk_status =
-        zv_api_acl_group_set(zv_sdk_handle, ZV_ACCESS_CMD_SET, group->direction, acl_ids,
-                             group->acl_id_arr_len, &sdk_group_id);
+        send_group_list(ZV_ACCESS_CMD_SET, group->direction, group, group_id);
     if (sdk_status != SDK_SUCCESS)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
                              "Failed to remove ACL [%u] from ACL GROUP:[%u], (error: %d)\n", acl_id,
@@ -108,12 +104,8 @@ zv_acl_rm_status_t acl_group_resources_destroy(const bind_point_key *key, const 
                                                uint32_t group_id) {
     if (group == nullptr)
         return core_log.pass_up(ZV_ACL_RM_STATUS_PARAM_NULL);
-    uint32_t acl_ids[MAX_ACLS_NUM_IN_GROUP];
-    std::memcpy(acl_ids, group->acl_id_arr, sizeof(acl_ids));
-    uint32_t sdk_group_id = group_id;
     const zv_status_t sdk_status =
-        zv_api_acl_group_set(zv_sdk_handle, ZV_ACCESS_CMD_DESTROY, group->direction, acl_ids,
-                             group->acl_id_arr_len, &sdk_group_id);
+        send_group_list(ZV_ACCESS_CMD_DESTROY, group->direction, group, group_id);
     if (sdk_status != SDK_SUCCESS)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
                              "Failed deleting ACL group:[%u], (error: %d)\n", group_id,

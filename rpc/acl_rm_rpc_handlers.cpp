@@ -156,10 +156,18 @@ constexpr HandlerRow dump_row = {"acl_rm_rpc_dump",
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
 
+// One of a row's texts, and the line that says it; the function is the handler.
+struct RowText {
+    const char *text;
+    int line;
+    // Implicit, so that the line is the caller's.
+    RowText(const char *row_text, int here = __builtin_LINE()) : text(row_text), line(here) {}
+};
+
 template <class... Arguments>
-void log_text(const HandlerRow &row, LogLevel level, const char *text, Arguments... arguments) {
-    if (text != nullptr && rpc_log.logs(level))
-        rpc_log.write(level, LogSite{row.name, __LINE__}, text, arguments...);
+void log_text(const HandlerRow &row, LogLevel level, RowText text, Arguments... arguments) {
+    if (text.text != nullptr && rpc_log.logs(level))
+        rpc_log.write(level, LogSite{row.name, text.line}, text.text, arguments...);
 }
 
 #pragma GCC diagnostic pop
@@ -174,7 +182,8 @@ zv_acl_rm_status_t check_record(const HandlerRow &row, const uint8_t *body, uint
     if (body != nullptr)
         return ZV_ACL_RM_STATUS_SUCCESS;
     log_text(row, LogLevel::error, "receive message body is NULL");
-    // Kept for the last three: not PARAM_NULL. The others never expect it.
+    // Kept for the last three: not PARAM_NULL. The others have a status of their own for it, since
+    // the library never sends a body without bytes of the right length.
     return row.failure_style == FailureStyle::name_and_status_at_error
                ? ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND
                : ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE;

@@ -339,8 +339,7 @@ RifCheck count_check(const char *what, uint32_t cmd, uint32_t rifs_num) {
         cmd,
         rifs_num,
         4,
-        failed(4, "Wrong ports number [" + std::to_string(rifs_num) + "], the record holds [100]",
-               0)};
+        failed(4, "Wrong rifs number [" + std::to_string(rifs_num) + "], the record holds [100]", 0)};
 }
 
 const char kForeignHandle[] =

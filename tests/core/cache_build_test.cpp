@@ -21,19 +21,23 @@ struct TableRow {
     uint32_t value_bytes;
     uint32_t max_entries;
     uint32_t buckets;
+    uint32_t hash_kind;
 };
 
 // In the order of creation.
 const TableRow rows[] = {
-    {"rules", &acl_rule_id_2_region_id_ht, &acl_rule_id_2_region_id_it, 50, 48, 6400, 12800},
+    {"rules", &acl_rule_id_2_region_id_ht, &acl_rule_id_2_region_id_it, 50, 48, 6400, 12800,
+     HT_HASH_STRING_ZVLIB},
     {"groups", &sdk_acl_grp_2_sdk_acl_grp_info_table_ht, &sdk_acl_grp_2_sdk_acl_grp_info_table_it,
-     4, 72, 128, 256},
-    {"acls", &acl_id_2_acl_id_info_table_ht, &acl_id_2_acl_id_info_table_it, 4, 5248, 648, 1296},
-    {"bind_points", &port_id_2_sdk_acl_group_ht, &port_id_2_sdk_acl_group_it, 8, 4, 648, 1296},
+     4, 72, 128, 256, HT_HASH_INTEGER_ZVLIB},
+    {"acls", &acl_id_2_acl_id_info_table_ht, &acl_id_2_acl_id_info_table_it, 4, 5248, 648, 1296,
+     HT_HASH_INTEGER_ZVLIB},
+    {"bind_points", &port_id_2_sdk_acl_group_ht, &port_id_2_sdk_acl_group_it, 8, 4, 648, 1296,
+     HT_HASH_INTEGER_ZVLIB},
     {"forwarding", &logical_forward_port_2_forward_pbs_info_ht,
-     &logical_forward_port_2_forward_pbs_info_it, 4, 16, 100, 200},
-    {"mc_groups", &mcg_id_2_mcg_id_info_table_ht, &mcg_id_2_mcg_id_info_table_it, 4, 8, 6400,
-     12800},
+     &logical_forward_port_2_forward_pbs_info_it, 4, 16, 100, 200, HT_HASH_INTEGER_ZVLIB},
+    {"mc_groups", &mcg_id_2_mcg_id_info_table_ht, &mcg_id_2_mcg_id_info_table_it, 4, 8, 6400, 12800,
+     HT_HASH_INTEGER_ZVLIB},
 };
 constexpr size_t rows_num = std::size(rows);
 
@@ -73,6 +77,10 @@ TEST_P(CacheBuildTest, TableHasItsSizes) {
     EXPECT_EQ(table.value_size, row().value_bytes);
     EXPECT_EQ(table.max_entries, row().max_entries);
     EXPECT_EQ(table.num_buckets, row().buckets);
+    ht_zvlib_t *of_that_kind = nullptr;
+    ASSERT_EQ(ht_create_zvlib(&of_that_kind, 4, 4, 1, 1, row().hash_kind), 0);
+    EXPECT_EQ(table.hash, of_that_kind->hash);
+    EXPECT_EQ(ht_free_zvlib(&of_that_kind), 0);
     EXPECT_EQ(entries_num(*row().table), 0u);
     EXPECT_EQ((*row().iterator)->table, *row().table);
     acl_rm_db_counter_deinit();

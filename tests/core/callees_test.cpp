@@ -140,6 +140,7 @@ struct SecondLookup {
     std::function<zv_acl_rm_status_t(uint32_t)> request;
     const char *fails_with;
     const char *absent_with;
+    size_t levels;  // that hand it up
 };
 
 const std::vector<SecondLookup> &second_lookups() {
@@ -150,27 +151,27 @@ const std::vector<SecondLookup> &second_lookups() {
              acl.acl_id = acl_id;
              return acl_rm_acl_set(OPEN_FLOW_HANDLE, ZV_ACL_RM_ACCESS_CMD_DESTROY, &acl);
          },
-         "acl_id_2_acl_info hash table not initialized", "acl_id:1 not found in hash table"},
+         "acl_id_2_acl_info hash table not initialized", "acl_id:1 not found in hash table", 1},
         {"Edit",
          [](uint32_t acl_id) {
              acl_rm_acl acl = {};
              acl.acl_id = acl_id;
              return acl_rm_acl_set(OPEN_FLOW_HANDLE, ZV_ACL_RM_ACCESS_CMD_EDIT, &acl);
          },
-         "acl_id_2_acl_info hash table not initialized", "acl_id:1 not found in hash table"},
+         "acl_id_2_acl_info hash table not initialized", "acl_id:1 not found in hash table", 1},
         {"Resize",
          [](uint32_t acl_id) {
              const uint32_t new_size = 20;
              return acl_rm_acl_resize(OPEN_FLOW_HANDLE, acl_id, &new_size);
          },
          "error 1 returned looking up ACL 1 in hash table",
-         "acl_rm_acl_resize: acl 1 not found in hast table"},
+         "acl_rm_acl_resize: acl 1 not found in hast table", 0},
         {"SystemBind",
          [](uint32_t acl_id) {
              return acl_rm_acl_system_bind_set(OPEN_FLOW_HANDLE, ZV_ACL_RM_ACCESS_CMD_BIND, acl_id);
          },
          "error 1 returned looking up ACL 1 in hash table",
-         "acl_rm_acl_system_bind_set: acl 1 not found in hast table"},
+         "acl_rm_acl_system_bind_set: acl 1 not found in hast table", 0},
     };
     return list;
 }
@@ -181,8 +182,7 @@ TEST_P(SecondLookupTest, ThatFailsIsAnErrorAndChangesNothing) {
     const size_t calls = recorded_calls().size();
     fail_callee("ht_lookup_zvlib", 2);
     EXPECT_EQ(GetParam().request(acl_id_), ZV_ACL_RM_STATUS_ERROR);
-    const Lines lines = take_lines();
-    EXPECT_TRUE(has_line(lines, failure(1, GetParam().fails_with)));
+    EXPECT_TRUE(reports(take_lines(), {failure(1, GetParam().fails_with)}, 1, GetParam().levels));
     EXPECT_EQ(recorded_calls().size(), calls);
     EXPECT_NE(cached_acl(acl_id_), nullptr);
 }
@@ -191,8 +191,7 @@ TEST_P(SecondLookupTest, ThatFindsNothingIsReportedAndChangesNothing) {
     const size_t calls = recorded_calls().size();
     lose_entry_at_lookup(2);
     EXPECT_EQ(GetParam().request(acl_id_), ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
-    const Lines lines = take_lines();
-    EXPECT_TRUE(has_line(lines, failure(5, GetParam().absent_with)));
+    EXPECT_TRUE(reports(take_lines(), {failure(5, GetParam().absent_with)}, 5, GetParam().levels));
     EXPECT_EQ(recorded_calls().size(), calls);
     EXPECT_NE(cached_acl(acl_id_), nullptr);
 }
@@ -203,6 +202,9 @@ INSTANTIATE_TEST_SUITE_P(Each, SecondLookupTest, testing::ValuesIn(second_lookup
 TEST_F(CalleesTest, RemovalThatFailsEndsADestroyAfterTheSwitch) {
     fail_callee("ht_acl_id_2_acl_info_remove", 1, 5);
     EXPECT_EQ(set_acl(ZV_ACL_RM_ACCESS_CMD_DESTROY), ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
+    const Lines lines = take_lines();
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_TRUE(reports({lines.end() - 2, lines.end()}, {}, 5, 2));
     EXPECT_EQ(g_acl_table_cnt, 0u);
     EXPECT_NE(cached_acl(acl_id_), nullptr);
 }
@@ -289,6 +291,68 @@ TEST_F(CalleesTest, DumpFileThatCannotBecomeAStreamGoesToTheLog) {
     EXPECT_EQ(acl_rm_dump(path.c_str()), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_TRUE(has_line(take_lines(), line(WARNING_MASK, "Can't open the acl-rm dump file " +
                                                               path + ", will print to log")));
+}
+
+TEST_F(CalleesTest, DestinationThatCannotBeReadStopsAMoveBeforeAnythingIsDeleted) {
+    EXPECT_EQ(write(rule_at(5)), ZV_ACL_RM_STATUS_SUCCESS);
+    take_lines();
+    fail_callee("ht_lookup_zvlib", 2);
+    EXPECT_EQ(__acl_db_modify_entry_offset(acl_id_, 1, 3, 5), ZV_ACL_RM_STATUS_ERROR);
+    EXPECT_EQ(take_lines(),
+              (Lines{passed_up(1), failure(1,
+                                           "Failed to retrieve rule at offset [5] from ACL RM DB "
+                                           "for ACL ID [1], error: 1\n")}));
+    EXPECT_NE(cached_rule(acl_id_, 3), nullptr);
+    EXPECT_NE(cached_rule(acl_id_, 5), nullptr);
+}
+
+// The switch has the rule by then, and the cache never gets it.
+TEST_F(CalleesTest, CounterThatCannotBeCountedIsNotifiedWhereItIsFull) {
+    for (const uint32_t status : {6u, 7u, 1u}) {
+        acl_rm_rule rule = rule_at(8);
+        rule.forwarding.counter_id = counter_id_;
+        const size_t writes = recorded_calls("zv_api_acl_rules_set").size();
+        fail_callee("acl_rm_db_counter_ref_counter_update", 1, status);
+        EXPECT_EQ(write(rule), status);
+        const std::string text = "Fail to update reference counter for counter ID (" +
+                                 std::to_string(counter_id_) + ") in counter DB.";
+        EXPECT_TRUE(reports(take_lines(),
+                            {status == 1 ? failure(status, text) : notification(status, text)},
+                            status, 2));
+        EXPECT_EQ(recorded_calls("zv_api_acl_rules_set").size(), writes + 1);
+        EXPECT_EQ(cached_rule(acl_id_, 8), nullptr);
+        EXPECT_EQ(g_rules_cnt, 1u);
+    }
+}
+
+TEST_F(CalleesTest, PortsTheNetworkLibraryClaimsBeyondItsBufferAreNotRead) {
+    zv_unit::claim_more("zv_net_ports_get_all", 2, 1000000);
+    EXPECT_EQ(acl_rm_acl_system_bind_set(OPEN_FLOW_HANDLE, ZV_ACL_RM_ACCESS_CMD_BIND, acl_id_),
+              ZV_ACL_RM_STATUS_SUCCESS);
+    // The room's ten spare records are zero: a front-panel port 0, bound once.
+    EXPECT_EQ(cached_acl(acl_id_)->acl_bound_ports_num, 33u);
+}
+
+TEST_F(CalleesTest, PortsOfAGroupThatTheSwitchClaimsBeyondTheRoomAreNotCounted) {
+    uint32_t group_id = 0;
+    uint32_t log_ports[ZV_ACL_RM_PORTS_PER_RECORD] = {65537, 65538};
+    uint32_t ports_num = 2;
+    ASSERT_EQ(acl_rm_acl_mc_group_set(OPEN_FLOW_HANDLE, ZV_ACL_RM_ACCESS_CMD_ADD, &group_id,
+                                      log_ports, &ports_num),
+              ZV_ACL_RM_STATUS_SUCCESS);
+    zv_unit::claim_more("zv_api_acl_policy_based_switching_get", 1, 101);
+    EXPECT_EQ(acl_rm_acl_mc_group_get(OPEN_FLOW_HANDLE, group_id, log_ports, &ports_num),
+              ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(ports_num, 2u);
+}
+
+TEST_F(CalleesTest, WalkThatFailsHalfWayEndsADump) {
+    create_acl(16);
+    take_lines();
+    fail_callee("ht_iter_get_next_zvlib", 1);
+    EXPECT_EQ(acl_rm_dump(file("dump").c_str()), ZV_ACL_RM_STATUS_ERROR);
+    fail_callee("ht_iter_get_next_zvlib", 1);
+    EXPECT_EQ(acl_rm_dump("/no/such/directory/dump"), ZV_ACL_RM_STATUS_ERROR);
 }
 
 class CacheCalleesTest : public testing::Test {};

@@ -6,12 +6,14 @@
 #include "core/db/acl_rm_db_items.h"
 #include "utils/ht_zvlib.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
+#include "zv_api.h"
+#include "zv_net.h"
 
 namespace zv_unit {
 
 namespace {
 
-enum class Act { nothing, fail, lose_entry, empty_step };
+enum class Act { nothing, fail, lose_entry, empty_step, claim_more };
 
 struct Order {
     Act act = Act::nothing;
@@ -49,6 +51,10 @@ void find_nothing_at_first_step() {
     order() = {Act::empty_step, "ht_iter_get_first_zvlib", 1, 0};
 }
 
+void claim_more(const std::string &function, uint32_t nth, uint32_t count) {
+    order() = {Act::claim_more, function, nth, count};
+}
+
 bool callee_failure_is_pending() {
     return order().act != Act::nothing;
 }
@@ -80,6 +86,9 @@ ZV_CALLEE(zv_acl_rm_status_t, acl_rm_db_counter_ref_counter_get,
           (id, references))
 ZV_CALLEE(zv_acl_rm_status_t, acl_rm_db_counter_type_get, _Z26acl_rm_db_counter_type_getjPm,
           (uint32_t id, uint64_t *type), (id, type))
+ZV_CALLEE(zv_acl_rm_status_t, acl_rm_db_counter_ref_counter_update,
+          _Z36acl_rm_db_counter_ref_counter_updatejj, (uint32_t id, uint32_t command),
+          (id, command))
 ZV_CALLEE(zv_acl_rm_status_t, acl_rm_db_counter_destroy, _Z25acl_rm_db_counter_destroyj,
           (uint32_t id), (id))
 ZV_CALLEE(zv_acl_rm_status_t, acl_rm_db_counter_is_allocated_counter,
@@ -125,4 +134,31 @@ extern "C" int __wrap__Z23ht_iter_get_first_zvlibP19ht_iterator_zvlib_tPPvS2_Pj(
     }
     return __real__Z23ht_iter_get_first_zvlibP19ht_iterator_zvlib_tPPvS2_Pj(iterator, key, value,
                                                                             is_found);
+}
+
+extern "C" uint32_t __real_zv_net_ports_get_all(uint32_t selector, zv_net_port_t *ports,
+                                                uint32_t *count);
+extern "C" uint32_t __wrap_zv_net_ports_get_all(uint32_t selector, zv_net_port_t *ports,
+                                                uint32_t *count) {
+    const Act act = zv_unit::take("zv_net_ports_get_all");
+    const uint32_t status = __real_zv_net_ports_get_all(selector, ports, count);
+    if (act == Act::claim_more)
+        *count = zv_unit::order().result;
+    return status;
+}
+
+extern "C" zv_status_t __real_zv_api_acl_policy_based_switching_get(zv_api_handle_t handle,
+                                                                    uint32_t cmd, uint8_t switch_id,
+                                                                    uint32_t pbs_id,
+                                                                    zv_acl_pbs_entry_t *entry);
+extern "C" zv_status_t __wrap_zv_api_acl_policy_based_switching_get(zv_api_handle_t handle,
+                                                                    uint32_t cmd, uint8_t switch_id,
+                                                                    uint32_t pbs_id,
+                                                                    zv_acl_pbs_entry_t *entry) {
+    const Act act = zv_unit::take("zv_api_acl_policy_based_switching_get");
+    const zv_status_t status =
+        __real_zv_api_acl_policy_based_switching_get(handle, cmd, switch_id, pbs_id, entry);
+    if (act == Act::claim_more)
+        entry->port_count = zv_unit::order().result;
+    return status;
 }

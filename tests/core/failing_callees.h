@@ -17,6 +17,9 @@ void fail_callee(const std::string &function, uint32_t nth, uint32_t result = 1)
 void lose_entry_at_lookup(uint32_t nth);
 // The first step of the next walk finds an entry without key and value.
 void find_nothing_at_first_step();
+// The nth call of the platform's function from now on claims `count` instead of the number it has
+// filled: "zv_net_ports_get_all" or "zv_api_acl_policy_based_switching_get".
+void claim_more(const std::string &function, uint32_t nth, uint32_t count);
 // Whether what was ordered has not happened yet.
 bool callee_failure_is_pending();
 

@@ -92,4 +92,15 @@ TEST_F(GroupDestroyTest, EachMissingTableIsReported) {
     EXPECT_EQ(group_at(PORT), group_id_);
 }
 
+TEST_F(GroupDestroyTest, MissingTableOfBindPointsIsReportedWithTheGroupForgotten) {
+    const sdk_grp_info group = *cached_group(group_id_);
+    {
+        const Missing gone(port_id_2_sdk_acl_group_ht);
+        EXPECT_EQ(acl_group_resources_destroy(&PORT, &group, group_id_), ZV_ACL_RM_STATUS_ERROR);
+    }
+    EXPECT_TRUE(reports(take_lines(), {failure(1, "hash table not initialized")}, 1, 1));
+    EXPECT_EQ(cached_group(group_id_), nullptr);
+    EXPECT_EQ(group_at(PORT), group_id_);
+}
+
 }  // namespace

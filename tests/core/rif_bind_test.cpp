@@ -119,7 +119,7 @@ TEST_F(RifBindTest, CountAboveTheRecordsArrayIsRefusedAfterTheOwner) {
     for (const uint32_t cmd : {BIND, UNBIND}) {
         EXPECT_EQ(ask_count(cmd, 101), ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE);
         EXPECT_EQ(take_lines(),
-                  Lines{failure(4, "Wrong ports number [101], the record holds [100]")});
+                  Lines{failure(4, "Wrong rifs number [101], the record holds [100]")});
         EXPECT_EQ(ask_count(cmd, 101, PRA_HANDLE), ZV_ACL_RM_STATUS_ERROR);
         take_lines();
     }
