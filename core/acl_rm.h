@@ -1,7 +1,9 @@
 // Public operations of the ACL resource manager: one for each command, called by its handler.
 //
-// All run on the command thread, one at a time, and return a zv_acl_rm_status_t. None rolls back:
-// what was done before a failure stays done, in the switch and in the cache, and the log tells.
+// All run on the command thread, one at a time, and return a zv_acl_rm_status_t. What was done
+// before a failure stays done, in the switch and in the cache, and the log tells; undone are only a
+// group's cached list that the switch refused, a new group that it has no room to bind, and a new
+// counter that the database cannot take.
 // Every operation but acl_rm_dump returns ERROR with "ACL RM is not initialized" before the first
 // OPEN or INIT has connected to the SDK. acl_rm_open_new_client is in acl_rm_owner.h.
 #pragma once
@@ -16,7 +18,7 @@
 // CMD_UNSUPPORTED; ENTRY_NOT_FOUND for an unknown handle; PARAM_EXCEEDS_RANGE when min_size and
 // max_size differ, or for an unknown ACL; NO_RESOURCES when the chip's number of ACLs is reached;
 // ERROR for another owner's ACL, or when the switch or the cache refuses; PARAM_NULL when memory
-// for the ACL's offsets runs out.
+// for the ACL's offsets runs out; destroying one with rules also as acl_rm_delete_rules.
 zv_acl_rm_status_t acl_rm_acl_set(uint64_t client_handle, uint32_t cmd, acl_rm_acl *acl);
 
 // Resizes the ACL's region within the bounds of its creation; the present size is no change.
@@ -31,18 +33,20 @@ zv_acl_rm_status_t acl_rm_acl_resize(uint64_t client_handle, uint32_t acl_id,
 // CMD_UNSUPPORTED; PARAM_EXCEEDS_RANGE for too many rules, an unknown key type, handle or ACL, an
 // offset that the ACL has no flag for; ERROR for another owner's ACL, an occupied offset, a refusal
 // of the switch; ENTRY_NOT_FOUND for an unknown MC group, or an offset without a rule; NO_RESOURCES
-// with 6400 rules cached; NO_HW_RESOURCES when the switch has no room for a forwarding entry.
+// with 6400 rules cached or without memory; NO_HW_RESOURCES when the switch has no room for a
+// forwarding entry; ENTRY_NOT_FOUND for a counter that is none, with the rules in the switch;
+// NO_BUFFER_SPACE without memory for a deletion.
 zv_acl_rm_status_t acl_rm_acl_rule_set(uint64_t client_handle, uint32_t cmd, uint32_t acl_id,
                                        acl_rm_rule *rules, const uint32_t *rules_num);
 
-// Reads rules by their offsets. Any client may, but a first record that asks for read-and-clear is
+// Reads rules by their offsets. Any client may, but a first record whose activity request is 2 is
 // for the owner alone. PARAM_EXCEEDS_RANGE for too many rules; ENTRY_NOT_FOUND for an unknown ACL
 // or an offset without a cached rule; ERROR; as __validate_owner_acl where that is asked.
 zv_acl_rm_status_t acl_rm_acl_rule_get(uint64_t client_handle, uint32_t acl_id, acl_rm_rule *rules,
                                        uint32_t rules_num);
 
 // Moves a block of rules in the switch and in the cache. As __validate_owner_acl; ERROR when the
-// switch refuses; a failure of the cache leaves the switch moved.
+// switch refuses; else as __acl_db_modify_offset, with the switch moved.
 zv_acl_rm_status_t acl_rm_acl_rule_move_block(uint64_t client_handle, uint32_t acl_id,
                                               uint32_t block_start, uint32_t block_size,
                                               uint32_t new_start);
@@ -50,8 +54,9 @@ zv_acl_rm_status_t acl_rm_acl_rule_move_block(uint64_t client_handle, uint32_t a
 // Bind the ACL to logical ports or router interfaces, in their order, or unbind it from them.
 // CMD_UNSUPPORTED; PARAM_NULL for a missing array or count; PARAM_EXCEEDS_RANGE for a count of 0 or
 // above the record's 100, an unknown handle or ACL; ERROR for another owner's ACL, a group of
-// another direction, a refusal of the switch; NO_RESOURCES when groups or the group's places are
-// used up; NO_HW_RESOURCES when the switch's are.
+// another direction, a refusal of the switch; ENTRY_NOT_FOUND for a group with an ACL that the
+// cache does not know; NO_RESOURCES when groups, the group's places or memory are used up;
+// NO_HW_RESOURCES when the switch's room is.
 zv_acl_rm_status_t acl_rm_acl_port_bind_set(uint64_t client_handle, uint32_t cmd, uint32_t acl_id,
                                             const uint32_t *log_ports, const uint32_t *ports_num);
 zv_acl_rm_status_t acl_rm_acl_rif_bind_set(uint64_t client_handle, uint32_t cmd, uint32_t acl_id,

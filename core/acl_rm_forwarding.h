@@ -20,5 +20,6 @@ zv_acl_rm_status_t set_forwarding_port_to_rule(acl_rm_rule_work *work, const acl
 zv_acl_rm_status_t count_forwarding_user(const acl_rm_rule_work &work);
 
 // Counts a deleted rule out; the last one takes the PBS entry out of the switch and the table.
-// ENTRY_NOT_FOUND for a port without an entry; ERROR when the switch or the table refuses.
+// ENTRY_NOT_FOUND for a port without an entry; ERROR when the switch or the table refuses: the
+// entry stays, with no users.
 zv_acl_rm_status_t release_forwarding_user(uint32_t log_port);

@@ -22,7 +22,8 @@ zv_acl_rm_status_t acl_rm_bind_acl(uint32_t acl_id, const bind_point_key *keys,
 // Binds the ACL to one bind point: through a new group, or in the group it has (is_port_bound).
 // PARAM_NULL without ACL info, or without the group's info where there is a group; NO_RESOURCES
 // when groups or the group's places are used up; NO_HW_RESOURCES when the switch's are; ERROR for
-// another direction or a refusal; PARAM_EXCEEDS_RANGE when the ACL's list of bind points is full.
+// another direction or a refusal; PARAM_EXCEEDS_RANGE when the ACL's list of bind points is full;
+// ENTRY_NOT_FOUND for a group with an ACL that the cache does not know.
 zv_acl_rm_status_t bindNewAcl(uint32_t acl_id, uint32_t is_port_bound, uint32_t group_id,
                               acl_id_info *info, sdk_grp_info *group, const bind_point_key *key);
 

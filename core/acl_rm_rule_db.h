@@ -1,6 +1,7 @@
 // Cached rules and ACLs as the rule modules read, add, delete and move them.
 //
-// Reads return copies, owned by the caller. Command thread only; nothing here rolls back.
+// Reads return copies, owned by the caller; the flags that an ACL's copy points to stay the
+// cache's. Command thread only; nothing here rolls back.
 #pragma once
 
 #include <stdint.h>

@@ -3,7 +3,8 @@
 //
 // Cached records lie in the slots of the hash tables' pools, at any address, and are edited there:
 // they are packed, with an alignment of 1, so that every access to a member is safe. Nothing takes
-// the address of a member; the switch gets copies. Sizes are the tables' value sizes.
+// the address of a member that is not packed itself; the switch gets copies. Sizes are the tables'
+// value sizes.
 #pragma once
 
 #include <stdint.h>

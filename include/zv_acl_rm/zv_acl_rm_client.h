@@ -20,8 +20,8 @@
  * A failing command (0 returned, *status not 0) returns no record either: the caller's record
  * keeps what was sent. Statuses listed with a function are the ones the daemon gives beside
  *   ZV_ACL_RM_STATUS_ERROR  before the first OPEN or INIT, or when the switch refused
- * and zv_acl_rm_status_meaning() puts any of them in words. The daemon rolls nothing back: where a
- * command of several steps fails half-way, the steps done stay done.
+ * and zv_acl_rm_status_meaning() puts any of them in words. The daemon takes next to nothing back:
+ * where a command of several steps fails half-way, the steps done stay done.
  *
  * Records. A function fills in the record's client_handle; the caller fills in the rest and owns
  * the record throughout. On success the reply overwrites (that part of) it.
@@ -79,11 +79,11 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_client_fd(const zv_acl_rm_client_t *client);
 
 /* ---- the sixteen commands ---- */
 
-/* Registers the handle as the present client of `owner` (enum zv_acl_rm_owner; EINVAL above 3, so
- * nothing is sent: the daemon does not check it) and opens the switch if it is not open. Whoever
- * held that owner before loses access to its objects, which stay as they are. Sets the owner's
- * priority in shared groups: PRA 0, open-flow 1, tarn-os 2, OF13 3.
- * ERROR: the switch could not be opened; the handle is registered all the same. */
+/* Registers the handle as the present client of `owner` (enum zv_acl_rm_owner; EINVAL above 3,
+ * and nothing is sent: the daemon would refuse it as well) and opens the switch if it is not open.
+ * Whoever held that owner before loses access to its objects, which stay as they are. Sets the
+ * owner's priority in shared groups: PRA 0, open-flow 1, tarn-os 2, OF13 3. ERROR: the switch could
+ * not be opened; the handle is registered all the same. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_open(zv_acl_rm_client_t *client, uint32_t owner,
                                         zv_acl_rm_status_t *status);
 
@@ -100,8 +100,12 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_init(zv_acl_rm_client_t *client, uint32_t chi
  * CMD_UNSUPPORTED: another cmd. ENTRY_NOT_FOUND: the handle was never opened.
  * PARAM_EXCEEDS_RANGE: min_size and max_size differ, or edit and destroy of an unknown ACL.
  * NO_RESOURCES: the daemon holds as many ACLs as the chip allows. PARAM_NULL: the daemon's memory
- * ran out after the switch had created the ACL. ERROR: another owner's ACL; a failed create can
- * leave its region behind in the switch, a failed edit or destroy the ACL without its rules. */
+ * ran out after the switch had created the ACL. NO_BUFFER_SPACE: it ran out when the rules of an
+ * ACL to destroy were taken out. ERROR: another owner's ACL, or the switch refused.
+ * What a failure leaves: of a create, perhaps a region (and an ACL) that only the switch knows; of
+ * an edit, an ACL that the daemon has forgotten while the switch keeps its region and rules; of a
+ * destroy, an ACL without its rules, which takes no new ones and can be destroyed again. An edited
+ * ACL with rules cannot be destroyed (ENTRY_NOT_FOUND): its rules go by its former id. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_set(zv_acl_rm_client_t *client,
                                            zv_acl_rm_acl_set_params_t *params,
                                            zv_acl_rm_status_t *status);
@@ -118,10 +122,12 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_resize(zv_acl_rm_client_t *client,
 /* WRITE puts rules_num rules at the offsets their priorities name (out: each rule's offset); DELETE
  * removes the rules at the offsets given. All of a batch are translated before any is written.
  * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: more rules than the chip allows in a command,
- * unknown handle or ACL, key type above 3. NO_RESOURCES: the daemon holds 6400 rules.
+ * unknown handle or ACL, key type above 3, or an offset that the ACL has lost its record of (the
+ * rule is in the switch then). NO_RESOURCES: the daemon holds 6400 rules, or its memory ran out.
  * NO_HW_RESOURCES: the switch has no room for a forwarding entry. NO_BUFFER_SPACE: memory ran out
  * in a delete. ENTRY_NOT_FOUND: unknown multicast group or counter, or no rule at an offset to
- * delete. ERROR: an offset that holds a rule already, or another owner's ACL. */
+ * delete. ERROR: an offset that holds a rule already, another owner's ACL, or the switch refused;
+ * what was done before a failure stays done. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_set(zv_acl_rm_client_t *client,
                                                 zv_acl_rm_acl_rule_set_params_t *params,
                                                 zv_acl_rm_status_t *status);
@@ -138,8 +144,9 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_get(zv_acl_rm_client_t *client,
 
 /* Moves block_size rules from offset block_start to new_start, as memmove(3) would; the vacated
  * offsets are empty afterwards. Whatever lay at the destination is overwritten in the switch.
- * PARAM_EXCEEDS_RANGE: unknown handle or ACL. ERROR: another owner's ACL, the switch refused (a
- * block outside the region), or the daemon's record could not follow the switch. */
+ * PARAM_EXCEEDS_RANGE: unknown handle or ACL. ERROR: another owner's ACL, or the switch refused (a
+ * block outside the region). Any status of a delete, or ERROR: the daemon's record could not follow
+ * the switch, which stays moved. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_move_block(
     zv_acl_rm_client_t *client, const zv_acl_rm_acl_rule_move_block_params_t *params,
     zv_acl_rm_status_t *status);
@@ -148,9 +155,10 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_move_block(
  * a failure stay done. ACLs on one port form a group ordered by their owners' priorities. Binding
  * what is bound and unbinding what is not are successes without effect.
  * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: no port, or unknown handle or ACL.
- * NO_RESOURCES: 128 groups exist, or 16 ACLs on the port. NO_HW_RESOURCES: the switch's room ran
- * out. ERROR: another owner's ACL, or a port whose ACLs have the other direction. EINVAL: ports_num
- * above ZV_ACL_RM_PORTS_PER_RECORD. */
+ * NO_RESOURCES: 128 groups exist, 16 ACLs on the port, or memory ran out. NO_HW_RESOURCES: the
+ * switch's room ran out. ENTRY_NOT_FOUND: the port's group holds an ACL that was edited since.
+ * ERROR: another owner's ACL, a port whose ACLs have the other direction, or the switch refused.
+ * EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_port_bind(zv_acl_rm_client_t *client,
                                                  zv_acl_rm_acl_port_bind_params_t *params,
                                                  zv_acl_rm_status_t *status);
@@ -177,8 +185,9 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_counter_get(zv_acl_rm_client_t *client,
 /* ADD makes a multicast group of ports_num ports (out: mc_group_id); ADD_PORTS and DELETE_PORTS
  * change it, DELETE removes it. A client that opened as OF13 can only ADD.
  * CMD_UNSUPPORTED: another cmd. ENTRY_NOT_FOUND: ADD by a handle that was never opened.
- * PARAM_EXCEEDS_RANGE: unknown handle or group. NO_RESOURCES: no room in the switch or the daemon.
- * ERROR: another owner's group. EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
+ * PARAM_EXCEEDS_RANGE: unknown handle or group. NO_RESOURCES: the switch has no room. ERROR:
+ * another owner's group, a refusal of the switch, or the daemon holds 6400 groups. EINVAL:
+ * ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_mc_group_set(zv_acl_rm_client_t *client,
                                                 zv_acl_rm_mc_group_set_params_t *params,
                                                 zv_acl_rm_status_t *status);
@@ -207,8 +216,8 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_port_set(zv_acl_rm_client_t *client,
 
 /* Has the daemon write its cache as text to `path` on its own host (an absolute path, at most 4095
  * bytes; EINVAL for none or an empty one, ENAMETOOLONG). A file that cannot be opened is no
- * failure: the text then goes to the daemon's log. The text is cut at 65535 bytes.
- * ERROR: writing the file failed. */
+ * failure, nor is one that takes only a part: the text then goes to the daemon's log. It is cut at
+ * 65535 bytes. ERROR: not even its first line could be written. NO_RESOURCES: memory ran out. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_dump(zv_acl_rm_client_t *client, const char *path,
                                         zv_acl_rm_status_t *status);
 

@@ -233,6 +233,8 @@ TEST_F(RestoredListTest, StaysWhereItsLengthIsOutOfRange) {
 }
 
 TEST_F(RestoredListTest, StaysWhereTheIndexHasNoNextPlace) {
+    for (const uint32_t length : {0u, 10u})
+        EXPECT_EQ(restored(length, 12).size(), length);
     EXPECT_EQ(restored(10, 15).size(), 10u);
     EXPECT_EQ(take_lines(),
               Lines{failure(4, "index_of_new_acl_in_group:=[15] >= MAX_ACLS_NUM_IN_GROUP-1")});

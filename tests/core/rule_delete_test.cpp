@@ -107,6 +107,13 @@ TEST_F(RuleDeleteTest, TakesAsManyRulesAsTheChipDoes) {
     EXPECT_EQ(g_rules_cnt, 1);
 }
 
+TEST_F(RuleDeleteTest, TakesNoMoreRulesThanARegionsListHolds) {
+    rm_resource_global.max_rules_per_action = 1000;
+    const std::vector<acl_rm_rule> rules(21);
+    EXPECT_EQ(acl_rm_delete_rules(ACL, rules.data(), 21, 0), ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE);
+    EXPECT_EQ(take_lines(), Lines{passed_up(4)});
+}
+
 TEST_F(RuleDeleteTest, OfNoRulesSucceedsWithoutLimitsArraysOrTables) {
     const Missing rules_gone(acl_rule_id_2_region_id_ht);
     rm_resource_global.max_rules_per_action = 0;
