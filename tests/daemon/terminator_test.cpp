@@ -18,4 +18,12 @@ TEST(TerminatorTest, ThreadThatCannotBeMadeIsReportedAndNothingMore) {
                                    line(ERROR_MASK, "cl_thread_init (terminator) error: 5.\n")}));
 }
 
+TEST(TerminatorTest, SaysNothingAtVerbosity0) {
+    capture_log();
+    acl_rm_verbosity_level = 0;
+    fail_call("cl_thread_init", 5);
+    acl_rm_terminator_init();
+    EXPECT_EQ(take_lines(), Lines{});
+}
+
 }  // namespace

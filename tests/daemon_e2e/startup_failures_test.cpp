@@ -185,5 +185,37 @@ TEST(StartupFailure, OfTheSignalsForWantOfHardwareIsANotificationByName) {
                      error_line(1, "ACL RM deinit counter DB failure.")}));
 }
 
+// --- verbosity 0: the daemon's own module says nothing, whatever fails
+
+void expect_silence(DaemonProcess &daemon) {
+    daemon.allow_error_lines();
+    for (const LogLine &line : daemon.log()) {
+        EXPECT_NE(line.module, "ZV_ACL_RM") << line;
+    }
+}
+
+TEST(Silence, CoversAStartThatFails) {
+    for (const char *call : {"zv_rpc_core_td_init", "zv_net_init"}) {
+        DaemonProcess daemon(ending_run({"-v0"}, fault(call, 42)));
+        EXPECT_EQ(daemon.wait_exit(), ExitStatus::exit(1)) << call;
+        expect_silence(daemon);
+    }
+}
+
+TEST(Silence, CoversAStopThatFails) {
+    const struct {
+        const char *call;
+        int exit_code;
+    } stops[] = {{"zv_rpc_api_rpc_command_db_deinit", 1}, {"zv_net_deinit", 0}};
+    for (const auto &stop : stops) {
+        DaemonOptions options;
+        options.arguments = {"-v0"};
+        options.faults = fault(stop.call, 42);
+        DaemonProcess daemon(options);
+        daemon.stop(SIGTERM, ExitStatus::exit(stop.exit_code));
+        expect_silence(daemon);
+    }
+}
+
 }  // namespace
 }  // namespace zv_test
