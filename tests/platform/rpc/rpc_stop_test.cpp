@@ -178,6 +178,8 @@ TEST_F(Stop, DeinitRemovesTheSocketFileAndKeepsTheLockFile) {
 
 TEST_F(Stop, DeinitFailsTheSecondTime) {
     ServerProcess server;
+    // The loop runs before it loses its table: one that starts later returns and ends the process.
+    EXPECT_EQ(RawClient().call(packet(kEcho, 1, {1})).body, Bytes{1});
     EXPECT_EQ(server.deinit(), 0u);
     EXPECT_EQ(server.deinit(), 2u);
 }
