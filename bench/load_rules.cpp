@@ -95,7 +95,7 @@ double rules_per_second(size_t window) {
 
 int main() {
     printf("%-10s %14s %14s %14s\n", "under way", "rules/s", "slowest run", "fastest run");
-    for (const size_t window : {1, 32}) {
+    for (const size_t window : {size_t{1}, size_t{32}}) {
         std::vector<double> rates;
         for (uint32_t run = 0; run < RUNS; run++) {
             rates.push_back(rules_per_second(window));

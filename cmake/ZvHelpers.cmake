@@ -6,6 +6,28 @@ target_compile_options(zv_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -
                        # g++ 12 warns of overlapping copies inside std::string's operator+, falsely
                        $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 
+# What users get is compiled with more of them. Casts of a message's body to its record are not among
+# what is warned of: the RPC library hands bodies over aligned for any record.
+add_library(zv_strict_warnings INTERFACE)
+target_link_libraries(zv_strict_warnings INTERFACE zv_warnings)
+target_compile_options(zv_strict_warnings INTERFACE -Wconversion -Wsign-conversion -Wcast-qual -Wformat=2
+                       -Wdouble-promotion -Wimplicit-fallthrough
+                       $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wextra-semi -Wmissing-declarations>
+                       $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op>
+                       # clang does not see that these functions are declared to take a format
+                       $<$<CXX_COMPILER_ID:Clang>:-Wno-format-nonliteral>)
+
+# The daemon's parts are small and call each other for every rule of a batch: linked as one program, a
+# write of 20 rules takes a fifth less. Its libraries carry ordinary code too, for the tests.
+set(zv_release_gcc $<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>)
+add_library(zv_one_program INTERFACE)
+target_compile_options(zv_one_program INTERFACE $<${zv_release_gcc}:-flto=auto;-ffat-lto-objects>)
+
+option(ZV_WERROR "Let warnings end the build: for those who develop, with the compilers of Debian 12" OFF)
+if(ZV_WERROR)
+  add_compile_options(-Werror)
+endif()
+
 option(ZV_TESTS_ONE_BY_ONE "Make each case of a test program a CTest case of its own" ON)
 
 # zv_add_test(NAME SOURCES a.cpp b.cpp LIBRARIES x y [PROPERTIES ...])

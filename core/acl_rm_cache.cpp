@@ -222,26 +222,22 @@ zv_acl_rm_status_t build_key_format(char *key, uint32_t acl_id, uint32_t offset)
         return core_log.pass_up(ZV_ACL_RM_STATUS_ERROR);
     // Two conversions and a byte, not a format string: a key is made several times a rule.
     std::memset(key, 0, RULE_KEY_BYTES);
-    char *const end = key + RULE_KEY_BYTES;
-    char *separator = std::to_chars(key, end, acl_id).ptr;
+    constexpr uint32_t DIGITS = 10;  // of the largest number
+    char *separator = std::to_chars(key, key + DIGITS, acl_id).ptr;
     *separator = '_';
-    std::to_chars(separator + 1, end, offset);
+    std::to_chars(separator + 1, separator + 1 + DIGITS, offset);
     LOG_LINE(core_log, info, "key_format:%s ", key);
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
 zv_acl_rm_status_t ht_safe_insert(ht_zvlib_t *table, const void *key, const void *value) {
-    switch (look_up_key(table, key)) {
-        case Lookup::failed:
-            return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "hash table not initialized");
-        case Lookup::found:
-            return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
-                                 "key already found while trying to insert new key.");
-        case Lookup::absent:
-            break;
-    }
-    if (ht_insert_zvlib(table, key, value) != 0)
-        return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "Insert not successful");
+    if (table == nullptr || key == nullptr)
+        return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "hash table not initialized");
+    uint32_t is_found = 0;
+    if (ht_insert_new_zvlib(table, key, value, &is_found) != 0)
+        return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
+                             is_found != 0 ? "key already found while trying to insert new key."
+                                           : "Insert not successful");
     LOG_LINE(core_log, debug, "Insert successful");
     return ZV_ACL_RM_STATUS_SUCCESS;
 }

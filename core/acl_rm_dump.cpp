@@ -55,7 +55,7 @@ class NumberList : public BoundedText {
     void add(uint32_t number) { append("%u, ", number); }
 
   private:
-    char list_[Bytes];
+    char list_[Bytes] = {};
 };
 
 int dump_globals(BoundedText &out) {

@@ -1,5 +1,6 @@
 #include "core/acl_rm_rule_key.h"
 
+#include <cstddef>
 #include <cstring>
 
 #include "core/acl_rm_cache.h"
@@ -13,8 +14,12 @@ void copy_key(const acl_rm_key &from, zv_acl_key_t *to) {
     std::memcpy(to->data, from.data, sizeof(to->data));
 }
 
+// Writes every byte, so that nothing has to be cleared before, and none of the daemon's memory goes
+// to the switch in the gap behind `valid`.
 void fill_sdk_rule(const acl_rm_rule &rule, zv_acl_rule_t *sdk_rule) {
     static_assert(sizeof(sdk_rule->action) == sizeof(rule.action));
+    static_assert(offsetof(zv_acl_rule_t, key) == 8);
+    std::memset(sdk_rule, 0, offsetof(zv_acl_rule_t, key));
     sdk_rule->offset = rule.offset;
     sdk_rule->valid = rule.valid;
     copy_key(rule.key, &sdk_rule->key);
@@ -69,7 +74,6 @@ zv_acl_rm_status_t acl_rm_set_rule_by_key_type(uint32_t access_command, uint32_t
         return status;
 
     acl_rm_rule_work &record = work[index];
-    record = {};
     fill_sdk_rule(*rule, &record.sdk_rule);
     acl_id_info *info = nullptr;
     switch (look_up(acl_id_2_acl_id_info_table_ht, &acl_id, &info)) {
@@ -87,6 +91,10 @@ zv_acl_rm_status_t acl_rm_set_rule_by_key_type(uint32_t access_command, uint32_t
                              static_cast<int>(rule->key.key_type));
     record.region_id = info->region_id;
     record.access_command = access_command;
+    record.forwarding_action = 0;
+    record.pbs_id = 0;
+    record.forward_log_port = 0;
+    record.pbs_entry_type = 0;
     status = set_forwarding_port_to_rule(&record, rule);
     if (status != ZV_ACL_RM_STATUS_SUCCESS)
         return core_log.pass_up(status);

@@ -76,8 +76,10 @@ inline bool equal_keys(const void *a, const void *b, uint32_t key_size) {
 }
 
 // Ids are asked for several times in a row; texts, and bind points in their one chain, are not.
+constexpr uint32_t NUMBER_BYTES = 4;
+
 inline bool remembers_lookups(const ht_zvlib_t *table) {
-    return table->key_size <= 4;
+    return table->key_size == NUMBER_BYTES;
 }
 
 inline uint8_t *key_of(const ht_zvlib_t *table, ht_entry_zvlib_t *entry) {
@@ -100,6 +102,40 @@ inline ht_entry_zvlib_t *find(const ht_zvlib_t *table, uint32_t bucket, const vo
         *before = entry;
     }
     return nullptr;
+}
+
+// The look-up of a key that was not found by memory. A function of its own, so that the others cost
+// no more than a comparison.
+[[gnu::noinline]] int look_in_chain(ht_zvlib_t *table, const void *key, void **value,
+                                    uint32_t *found) {
+    uint32_t bucket = 0;
+    if (!bucket_of(table, key, &bucket)) {
+        return 0;
+    }
+    ht_entry_zvlib_t *before = nullptr;
+    ht_entry_zvlib_t *entry = find(table, bucket, key, &before);
+    if (entry == nullptr) {
+        return 0;
+    }
+    table->recent = remembers_lookups(table) ? entry : nullptr;
+    *value = value_of(table, entry);
+    *found = 1;
+    return 0;
+}
+
+// Puts a new entry at the head of its chain; 1 when the table is full.
+inline int insert_at(ht_zvlib_t *table, uint32_t bucket, const void *key, const void *value) {
+    auto *entry = static_cast<ht_entry_zvlib_t *>(utils_pool_alloc(table->pool, table->entry_size));
+    if (entry == nullptr) {
+        return 1;
+    }
+    std::memcpy(key_of(table, entry), key, table->key_size);
+    std::memcpy(value_of(table, entry), value, table->value_size);
+    entry->next = table->bucket_heads[bucket];
+    table->bucket_heads[bucket] = entry;
+    table->bucket_counts[bucket]++;
+    table->recent = nullptr;  // the new entry may hide it
+    return 0;
 }
 
 ht_hash_zvlib_t hash_of_kind(uint32_t hash_kind) {
@@ -210,20 +246,27 @@ int ht_insert_zvlib(ht_zvlib_t *table, const void *key, const void *value) {
         return 1;
     }
     uint32_t bucket = 0;
+    return bucket_of(table, key, &bucket) ? insert_at(table, bucket, key, value) : 1;
+}
+
+int ht_insert_new_zvlib(ht_zvlib_t *table, const void *key, const void *value, uint32_t *found) {
+    if (found == nullptr) {
+        return 1;
+    }
+    *found = 0;
+    if (table == nullptr || key == nullptr || value == nullptr) {
+        return 1;
+    }
+    uint32_t bucket = 0;
     if (!bucket_of(table, key, &bucket)) {
         return 1;
     }
-    auto *entry = static_cast<ht_entry_zvlib_t *>(utils_pool_alloc(table->pool, table->entry_size));
-    if (entry == nullptr) {
+    ht_entry_zvlib_t *before = nullptr;
+    if (find(table, bucket, key, &before) != nullptr) {
+        *found = 1;
         return 1;
     }
-    std::memcpy(key_of(table, entry), key, table->key_size);
-    std::memcpy(value_of(table, entry), value, table->value_size);
-    entry->next = table->bucket_heads[bucket];
-    table->bucket_heads[bucket] = entry;
-    table->bucket_counts[bucket]++;
-    table->recent = nullptr;  // the new entry may hide it
-    return 0;
+    return insert_at(table, bucket, key, value);
 }
 
 int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *found) {
@@ -234,20 +277,11 @@ int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *
     if (table == nullptr || key == nullptr || value == nullptr) {
         return 1;
     }
-    ht_entry_zvlib_t *entry = table->recent;
-    if (entry == nullptr || !equal_keys(key_of(table, entry), key, table->key_size)) {
-        uint32_t bucket = 0;
-        if (!bucket_of(table, key, &bucket)) {
-            return 0;
-        }
-        ht_entry_zvlib_t *before = nullptr;
-        entry = find(table, bucket, key, &before);
-        if (entry == nullptr) {
-            return 0;
-        }
-        table->recent = remembers_lookups(table) ? entry : nullptr;
+    ht_entry_zvlib_t *recent = table->recent;
+    if (recent == nullptr || std::memcmp(key_of(table, recent), key, NUMBER_BYTES) != 0) {
+        return look_in_chain(table, key, value, found);
     }
-    *value = value_of(table, entry);
+    *value = value_of(table, recent);
     *found = 1;
     return 0;
 }

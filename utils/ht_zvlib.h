@@ -89,6 +89,10 @@ int ht_set_hash_zvlib(ht_zvlib_t *table, ht_hash_zvlib_t function);
 // max_entries entries are there already.
 int ht_insert_zvlib(ht_zvlib_t *table, const void *key, const void *value);
 
+// The same for a key that must not be there: with an equal key in the table nothing is changed, and
+// it fails with *found 1. In all other cases *found is 0.
+int ht_insert_new_zvlib(ht_zvlib_t *table, const void *key, const void *value, uint32_t *found);
+
 // Looks a key up by all its key_size bytes. On a match *value is the address of the table's own
 // copy, valid until the entry is deleted and free to be edited, and *found is 1. An absent key is
 // success with *found 0 and *value left alone. *found is set to 0 before anything else is looked

@@ -1,9 +1,9 @@
 #include "complib/cl_memory.h"
 
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
 #include "platform/sim/call.h"
+#include "platform/sim/json.h"
 
 namespace {
 

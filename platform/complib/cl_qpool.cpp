@@ -9,9 +9,9 @@
 #include <cstddef>
 #include <cstdlib>
 #include <limits>
-#include <nlohmann/json.hpp>
 
 #include "platform/sim/call.h"
+#include "platform/sim/json.h"
 
 struct alignas(std::max_align_t) cl_qpool_block {
     cl_qpool_block *next;

@@ -3,9 +3,9 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <nlohmann/json.hpp>
 
 #include "platform/sim/call.h"
+#include "platform/sim/json.h"
 
 namespace {
 
@@ -68,7 +68,7 @@ cl_status_t cl_thread_init(cl_thread_t *thread, void (*function)(void *), const 
                            const char *name) {
     zv_sim::Call call("cl_thread_init");
     call.args([&](auto &args) {
-        args["name"] = name == nullptr ? nlohmann::ordered_json() : nlohmann::ordered_json(name);
+        args["name"] = name == nullptr ? zv_sim::OrderedJson() : zv_sim::OrderedJson(name);
     });
     if (call.fails_early()) {
         return call.finish(0);

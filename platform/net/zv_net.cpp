@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "platform/sim/call.h"
 #include "platform/sim/config.h"
+#include "platform/sim/json.h"
 
 namespace {
 
@@ -40,8 +40,8 @@ uint32_t ports_get_all(zv_net_port_t *ports, uint32_t *count, std::vector<zv_sim
     return kSuccess;
 }
 
-nlohmann::ordered_json number_at(const uint32_t *number) {
-    return number == nullptr ? nlohmann::ordered_json() : nlohmann::ordered_json(*number);
+zv_sim::OrderedJson number_at(const uint32_t *number) {
+    return number == nullptr ? zv_sim::OrderedJson() : zv_sim::OrderedJson(*number);
 }
 
 }  // namespace

@@ -52,8 +52,12 @@ Connection::Sent Connection::try_send(const uint8_t *reply, uint32_t len) {
     if (::send(fd_, reply, len, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) {
         return Sent::kDone;
     }
-    if (errno == EAGAIN || errno == EINTR) {
+    if (errno == EAGAIN || errno == EINTR || errno == ENOMEM || errno == ENOBUFS) {
         return Sent::kWaits;
+    }
+    if (errno != EPIPE && errno != ECONNRESET) {
+        // The peer waits for what it will never get.
+        return Sent::kFailed;
     }
     // The peer reads no more. What it has sent before is still carried out, without replies.
     peer_gone_ = true;
@@ -61,8 +65,9 @@ Connection::Sent Connection::try_send(const uint8_t *reply, uint32_t len) {
 }
 
 Connection::Sent Connection::send(const uint8_t *reply, uint32_t len) {
-    if (peer_gone_ || try_send(reply, len) == Sent::kDone) {
-        return Sent::kDone;
+    const Sent sent = peer_gone_ ? Sent::kDone : try_send(reply, len);
+    if (sent != Sent::kWaits) {
+        return sent;
     }
     pending_.reset(new (std::nothrow) uint8_t[len]);
     if (pending_ == nullptr) {
@@ -74,12 +79,12 @@ Connection::Sent Connection::send(const uint8_t *reply, uint32_t len) {
 }
 
 Connection::Sent Connection::flush() {
-    if (try_send(pending_.get(), pending_len_) == Sent::kWaits) {
-        return Sent::kWaits;
+    const Sent sent = try_send(pending_.get(), pending_len_);
+    if (sent == Sent::kDone) {
+        pending_.reset();
+        pending_len_ = 0;
     }
-    pending_.reset();
-    pending_len_ = 0;
-    return Sent::kDone;
+    return sent;
 }
 
 }  // namespace zv_rpc_lib

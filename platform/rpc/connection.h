@@ -14,7 +14,7 @@ namespace zv_rpc_lib {
 class Connection {
   public:
     enum class Received { kPacket, kNothing, kEnd };
-    enum class Sent { kDone, kWaits, kNoMemory };
+    enum class Sent { kDone, kWaits, kNoMemory, kFailed };
 
     // Takes a connected, not blocking socket over and asks the kernel who is at its other end.
     void open(int fd);
@@ -31,7 +31,8 @@ class Connection {
     Received receive(uint8_t *buffer, size_t room, bool hung_up, size_t *len);
 
     // Sends a reply. Where the peer has no room for it, a copy is kept until flush. Replies to a
-    // peer that has gone are dropped.
+    // peer that has gone are dropped. kFailed (errno says why): it cannot be sent at all, so that
+    // the connection is of no more use.
     Sent send(const uint8_t *reply, uint32_t len);
 
     // Whether a reply is kept; nothing may be read or sent until flush has sent it.

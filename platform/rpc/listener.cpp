@@ -46,13 +46,21 @@ bool make_directories_of(const char *path) {
     return true;
 }
 
+enum class Place { kHeld, kLost, kUnknown };
+
 // Whether the file that fd has open is still the one at path: somebody may have removed it between
 // our open and our lock, and then the lock protects nothing.
-bool is_file_at(int fd, const char *path) {
+Place place_of(int fd, const char *path) {
     struct stat opened = {};
     struct stat named = {};
-    return fstat(fd, &opened) == 0 && lstat(path, &named) == 0 && opened.st_dev == named.st_dev &&
-           opened.st_ino == named.st_ino;
+    if (fstat(fd, &opened) != 0) {
+        return Place::kUnknown;
+    }
+    if (lstat(path, &named) != 0) {
+        return errno == ENOENT ? Place::kLost : Place::kUnknown;
+    }
+    const bool same = opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+    return same ? Place::kHeld : Place::kLost;
 }
 
 bool is_free_for_a_socket(const char *path) {
@@ -114,7 +122,11 @@ Status Listener::take_lock() {
             log_line(kWarning, "Another server is alive on %s.\n", path_);
             return kAlreadyServed;
         }
-        if (!is_file_at(lock_fd_, lock_path)) {
+        const Place place = place_of(lock_fd_, lock_path);
+        if (place == Place::kUnknown) {
+            return refuse("look at", lock_path);
+        }
+        if (place == Place::kLost) {
             ::close(lock_fd_);
             lock_fd_ = -1;
         }
@@ -132,23 +144,35 @@ Status Listener::listen_at_path(mode_t mode) {
     if (fd < 0) {
         return refuse("make a socket for", path_);
     }
+    struct stat made = {};
     if (!bind_with_mode(fd, new_path, mode) || listen(fd, kBacklog) != 0 ||
-        rename(new_path, path_) != 0) {
+        lstat(new_path, &made) != 0 || rename(new_path, path_) != 0) {
         Status status = refuse("listen on", path_);
         unlink(new_path);
         ::close(fd);
         return status;
     }
     fd_ = fd;
+    device_ = made.st_dev;
+    inode_ = made.st_ino;
     return kSuccess;
+}
+
+// Whoever cleaned the directory took the lock file along, and a server that came after that has
+// the path with every right. An open socket keeps its file's number from being given to another.
+void Listener::remove_socket_file() {
+    struct stat named = {};
+    if (lstat(path_, &named) == 0 && named.st_dev == device_ && named.st_ino == inode_) {
+        unlink(path_);
+    }
 }
 
 void Listener::close() {
     if (fd_ < 0) {
         return;
     }
-    // The lock goes last: while it is held the file at the path is ours to remove.
-    unlink(path_);
+    // The lock goes last: until then nobody who respects it takes the path.
+    remove_socket_file();
     ::close(fd_);
     ::close(lock_fd_);
     fd_ = -1;

@@ -32,8 +32,8 @@ class Listener {
     // failures are logged and leave nothing open.
     Status open(const char *path, mode_t mode);
 
-    // Removes the socket file, closes the socket and gives the path up. Nothing when it is not
-    // open.
+    // Removes the socket file, unless the path leads to another's file by now, closes the socket
+    // and gives the path up. Nothing when it is not open.
     void close();
 
     // The listening socket, not blocking; -1 when it is not open.
@@ -42,10 +42,14 @@ class Listener {
   private:
     Status take_lock();
     Status listen_at_path(mode_t mode);
+    void remove_socket_file();
 
     char path_[kMaxSocketPath + 1] = {};
     int lock_fd_ = -1;
     int fd_ = -1;
+    // Which file the socket was given at the path.
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
 };
 
 }  // namespace zv_rpc_lib

@@ -228,8 +228,11 @@ bool Server::handle_round(const Events &events, int count) {
 
 void Server::serve_connection(Connection *connection, uint32_t events) {
     if (connection->waits()) {
-        if (connection->flush() == Connection::Sent::kDone) {
+        const Connection::Sent sent = connection->flush();
+        if (sent == Connection::Sent::kDone) {
             watch(connection, EPOLL_CTL_MOD);
+        } else if (sent == Connection::Sent::kFailed) {
+            give_up(connection);
         }
         return;
     }
@@ -259,7 +262,15 @@ void Server::send_reply(Connection *connection, uint32_t len) {
             log_line(kWarning, "No memory for a reply that waits.\n");
             close_connection(connection);
             break;
+        case Connection::Sent::kFailed:
+            give_up(connection);
+            break;
     }
+}
+
+void Server::give_up(Connection *connection) {
+    log_line(kWarning, "Cannot send a reply: %s.\n", strerror(errno));
+    close_connection(connection);
 }
 
 // A connection whose reply waits is watched for room only: it is not read from until it takes it.
@@ -321,9 +332,10 @@ void Server::pause_accepting(int error) {
     accept_again_ms_ = now_ms() + kAcceptPauseMs;
 }
 
+// Tried again and again: a listener that is not watched would be deaf for good.
 void Server::resume_accepting() {
-    watch_fd(poll_fd_, EPOLL_CTL_MOD, listener_.fd(), EPOLLIN, kListenerTag);
-    accept_again_ms_ = 0;
+    const bool watched = watch_fd(poll_fd_, EPOLL_CTL_MOD, listener_.fd(), EPOLLIN, kListenerTag);
+    accept_again_ms_ = watched ? 0 : now_ms() + kAcceptPauseMs;
 }
 
 // Shutting the receiving side down first draws the line: what was sent before is answered, what is
@@ -348,7 +360,7 @@ void Server::shut_down() {
 
 void Server::drain(Connection *connection) {
     shutdown(connection->fd(), SHUT_RD);
-    if (connection->waits() && connection->flush() == Connection::Sent::kWaits) {
+    if (connection->waits() && connection->flush() != Connection::Sent::kDone) {
         return;
     }
     size_t packet_len = 0;

@@ -56,6 +56,7 @@ class Server {
     void serve_connection(Connection *connection, uint32_t events);
     void send_reply(Connection *connection, uint32_t len);
     void watch(Connection *connection, int operation);
+    void give_up(Connection *connection);
     void close_connection(Connection *connection);
 
     void accept_round();

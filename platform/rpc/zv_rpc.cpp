@@ -4,16 +4,16 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
 #include "platform/rpc/rpc_log.h"
 #include "platform/rpc/server.h"
 #include "platform/rpc/socket_path.h"
 #include "platform/sim/call.h"
+#include "platform/sim/json.h"
 
 namespace {
 
-using nlohmann::ordered_json;
+using ordered_json = zv_sim::OrderedJson;
 using zv_rpc_lib::kWarning;
 using zv_rpc_lib::log_line;
 using zv_rpc_lib::Server;

@@ -3,9 +3,9 @@
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <nlohmann/json.hpp>
 
 #include "platform/sim/faults.h"
+#include "platform/sim/json.h"
 #include "platform/sim/trace.h"
 
 namespace zv_sim {
@@ -13,8 +13,8 @@ namespace zv_sim {
 std::atomic<bool> g_watch{true};
 
 struct Call::Record {
-    nlohmann::ordered_json args = nlohmann::ordered_json::object();
-    nlohmann::ordered_json out = nlohmann::ordered_json::object();
+    OrderedJson args = OrderedJson::object();
+    OrderedJson out = OrderedJson::object();
 };
 
 namespace {
@@ -56,11 +56,11 @@ void Call::drop() noexcept {
     record_ = nullptr;
 }
 
-nlohmann::ordered_json &Call::args_json() noexcept {
+OrderedJson &Call::args_json() noexcept {
     return record_->args;
 }
 
-nlohmann::ordered_json &Call::out_json() noexcept {
+OrderedJson &Call::out_json() noexcept {
     return record_->out;
 }
 

@@ -21,9 +21,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 
 #include "platform/sim/export.h"
+#include "platform/sim/json_fwd.h"
 
 namespace zv_sim {
 
@@ -63,7 +63,7 @@ class ZV_SIM_EXPORT Call {
     }
     void finish() noexcept { (void)finish(0); }
 
-    // Adds to the trace line's "args" or "out"; fill(nlohmann::ordered_json &) runs only while
+    // Adds to the trace line's "args" or "out"; fill(OrderedJson &) runs only while
     // tracing. A fill that runs out of memory costs its trace line, nothing else.
     template <class F>
     Call &args(F &&fill) noexcept {
@@ -81,11 +81,11 @@ class ZV_SIM_EXPORT Call {
     void begin() noexcept;
     uint32_t end(uint32_t status) noexcept;
     void drop() noexcept;
-    nlohmann::ordered_json &args_json() noexcept;
-    nlohmann::ordered_json &out_json() noexcept;
+    OrderedJson &args_json() noexcept;
+    OrderedJson &out_json() noexcept;
 
     template <class F>
-    Call &guarded(F &fill, nlohmann::ordered_json &into) noexcept {
+    Call &guarded(F &fill, OrderedJson &into) noexcept {
         try {
             fill(into);
         } catch (...) {

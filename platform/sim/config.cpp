@@ -3,11 +3,11 @@
 #include <cstdlib>
 #include <fstream>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <unordered_set>
 #include <utility>
 
 #include "platform/sim/fields.h"
+#include "platform/sim/json.h"
 #include "platform/sim/report.h"
 
 namespace zv_sim {
@@ -41,11 +41,14 @@ std::string read_file(const char *path, Config *read) {
     if (!file) {
         return "cannot be read";
     }
-    const nlohmann::json object = nlohmann::json::parse(file, nullptr, false);
-    if (object.is_discarded()) {
-        return "not valid JSON";
+    Json object;
+    try {
+        object = Json::parse(file, nullptr, false);
+    } catch (const std::ios_base::failure &) {
+        // A directory, for one, can be opened and not read.
+        return "cannot be read";
     }
-    return config_parse(object, read);
+    return object.is_discarded() ? "not valid JSON" : config_parse(object, read);
 }
 
 Config load() {
@@ -71,7 +74,7 @@ CurrentPorts &current_ports() {
     return current;
 }
 
-std::string parse_port(const nlohmann::json &item, const std::string &path, Port *port) {
+std::string parse_port(const Json &item, const std::string &path, Port *port) {
     Fields fields(item, path);
     port->log_port = fields.u32("log_port");
     port->kind = fields.u32("kind", 0);
@@ -90,7 +93,7 @@ const Config &config() {
     return loaded;
 }
 
-std::string config_parse(const nlohmann::json &object, Config *read) {
+std::string config_parse(const Json &object, Config *read) {
     Config parsed = default_config();
     Fields fields(object, "");
     const std::pair<const char *, uint32_t Config::*> capacities[] = {
@@ -131,8 +134,7 @@ void ports_replace(std::vector<Port> replacement) {
     current.list = std::move(replacement);
 }
 
-std::string ports_parse(const nlohmann::json &list, const std::string &path,
-                        std::vector<Port> *read) {
+std::string ports_parse(const Json &list, const std::string &path, std::vector<Port> *read) {
     if (!list.is_array()) {
         return path + ": must be a list";
     }
@@ -154,8 +156,8 @@ std::string ports_parse(const nlohmann::json &list, const std::string &path,
     return "";
 }
 
-nlohmann::ordered_json ports_json(const std::vector<Port> &list) {
-    nlohmann::ordered_json written = nlohmann::ordered_json::array();
+OrderedJson ports_json(const std::vector<Port> &list) {
+    OrderedJson written = OrderedJson::array();
     for (const Port &port : list) {
         written.push_back({{"log_port", port.log_port}, {"kind", port.kind}, {"name", port.name}});
     }

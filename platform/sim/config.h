@@ -11,11 +11,11 @@
 #define PLATFORM_SIM_CONFIG_H
 
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
 #include "platform/sim/export.h"
+#include "platform/sim/json_fwd.h"
 
 namespace zv_sim {
 
@@ -41,7 +41,7 @@ ZV_SIM_EXPORT const Config &config();
 
 // Reads a configuration from JSON. Returns the complaint, empty when all is well; *read is filled
 // only then.
-ZV_SIM_EXPORT std::string config_parse(const nlohmann::json &object, Config *read);
+ZV_SIM_EXPORT std::string config_parse(const Json &object, Config *read);
 
 // The ports the switch has now.
 ZV_SIM_EXPORT std::vector<Port> ports();
@@ -52,11 +52,11 @@ ZV_SIM_EXPORT void ports_replace(std::vector<Port> replacement);
 // Reads a list of {"log_port":n,"kind":k,"name":"..."}; kind and name may be left out (0, "").
 // path names the list in complaints. Returns the complaint, empty when all is well; *read is filled
 // only then.
-ZV_SIM_EXPORT std::string ports_parse(const nlohmann::json &list, const std::string &path,
+ZV_SIM_EXPORT std::string ports_parse(const Json &list, const std::string &path,
                                       std::vector<Port> *read);
 
 // The same list, written.
-ZV_SIM_EXPORT nlohmann::ordered_json ports_json(const std::vector<Port> &list);
+ZV_SIM_EXPORT OrderedJson ports_json(const std::vector<Port> &list);
 
 }  // namespace zv_sim
 

@@ -5,12 +5,12 @@
 #include <cstdlib>
 #include <limits>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
 
 #include "platform/sim/call.h"
 #include "platform/sim/fields.h"
+#include "platform/sim/json.h"
 #include "platform/sim/report.h"
 #include "platform/sim/trace.h"
 
@@ -73,7 +73,7 @@ void load_environment(State &state) {
     if (text == nullptr || *text == '\0') {
         return;
     }
-    const nlohmann::json list = nlohmann::json::parse(text, nullptr, false);
+    const Json list = Json::parse(text, nullptr, false);
     std::string error = "not valid JSON";
     if (!list.is_discarded()) {
         error = faults_parse(list, "", &state.faults);
@@ -93,7 +93,7 @@ State &state() {
     return loaded;
 }
 
-std::string parse_one(const nlohmann::json &item, const std::string &path, Fault *fault) {
+std::string parse_one(const Json &item, const std::string &path, Fault *fault) {
     constexpr auto kMax = std::numeric_limits<uint32_t>::max();
     Fields fields(item, path);
     fault->call = fields.text("call");
@@ -127,8 +127,7 @@ bool is_spent(const Fault &fault) {
 
 }  // namespace
 
-std::string faults_parse(const nlohmann::json &list, const std::string &path,
-                         std::vector<Fault> *faults) {
+std::string faults_parse(const Json &list, const std::string &path, std::vector<Fault> *faults) {
     if (!list.is_array()) {
         return (path.empty() ? std::string("input") : path) + ": must be a list";
     }

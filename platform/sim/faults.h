@@ -15,11 +15,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
 #include "platform/sim/export.h"
+#include "platform/sim/json_fwd.h"
 
 namespace zv_sim {
 
@@ -40,7 +40,7 @@ struct FaultHit {
 
 // Reads a list; path names it in complaints. Returns the complaint, empty when all is well; faults
 // is filled only then.
-ZV_SIM_EXPORT std::string faults_parse(const nlohmann::json &list, const std::string &path,
+ZV_SIM_EXPORT std::string faults_parse(const Json &list, const std::string &path,
                                        std::vector<Fault> *faults);
 
 // Arms these faults instead of those that are armed; counting starts now.

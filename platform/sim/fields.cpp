@@ -6,8 +6,7 @@
 
 namespace zv_sim {
 
-Fields::Fields(const nlohmann::json &object, std::string path)
-    : object_(object), path_(std::move(path)) {
+Fields::Fields(const Json &object, std::string path) : object_(object), path_(std::move(path)) {
     if (!object_.is_object()) {
         error_ = (path_.empty() ? std::string("input") : path_) + ": must be an object";
     }
@@ -27,7 +26,7 @@ void Fields::complain(const char *name, const std::string &what) {
     }
 }
 
-const nlohmann::json *Fields::find(const char *name, bool required) {
+const Json *Fields::find(const char *name, bool required) {
     if (!error_.empty()) {
         return nullptr;
     }
@@ -44,7 +43,7 @@ const nlohmann::json *Fields::find(const char *name, bool required) {
 
 int64_t Fields::integer(const char *name, int64_t min, int64_t max,
                         std::optional<int64_t> fallback) {
-    const nlohmann::json *field = find(name, !fallback.has_value());
+    const Json *field = find(name, !fallback.has_value());
     if (field == nullptr) {
         return fallback.value_or(0);
     }
@@ -71,7 +70,7 @@ uint32_t Fields::u32(const char *name, std::optional<uint32_t> fallback) {
 }
 
 bool Fields::flag(const char *name, bool fallback) {
-    const nlohmann::json *field = find(name, false);
+    const Json *field = find(name, false);
     if (field == nullptr) {
         return fallback;
     }
@@ -83,7 +82,7 @@ bool Fields::flag(const char *name, bool fallback) {
 }
 
 std::string Fields::text(const char *name, const std::optional<std::string> &fallback) {
-    const nlohmann::json *field = find(name, !fallback.has_value());
+    const Json *field = find(name, !fallback.has_value());
     if (field == nullptr) {
         return fallback.value_or("");
     }
@@ -94,9 +93,9 @@ std::string Fields::text(const char *name, const std::optional<std::string> &fal
     return field->get<std::string>();
 }
 
-const nlohmann::json &Fields::list(const char *name) {
-    static const nlohmann::json &empty = *new nlohmann::json(nlohmann::json::array());
-    const nlohmann::json *field = find(name, true);
+const Json &Fields::list(const char *name) {
+    static const Json &empty = *new Json(Json::array());
+    const Json *field = find(name, true);
     if (field == nullptr) {
         return empty;
     }

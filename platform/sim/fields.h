@@ -6,13 +6,13 @@
 #define PLATFORM_SIM_FIELDS_H
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/sim/export.h"
+#include "platform/sim/json.h"
 
 namespace zv_sim {
 
@@ -20,7 +20,7 @@ class ZV_SIM_EXPORT Fields {
   public:
     // path names the object in complaints ("set[2]"); empty for an outermost object. The object
     // must outlive the reader.
-    Fields(const nlohmann::json &object, std::string path);
+    Fields(const Json &object, std::string path);
 
     bool has(const char *name) const;
 
@@ -32,7 +32,7 @@ class ZV_SIM_EXPORT Fields {
     std::string text(const char *name, const std::optional<std::string> &fallback = std::nullopt);
 
     // A list that must be there; an empty one in its place after a complaint.
-    const nlohmann::json &list(const char *name);
+    const Json &list(const char *name);
 
     // What stands before `name` in a complaint of the caller's own, such as "set[2].nth".
     std::string name_of(const char *name) const;
@@ -47,9 +47,9 @@ class ZV_SIM_EXPORT Fields {
     bool ok() const { return error_.empty(); }
 
   private:
-    const nlohmann::json *find(const char *name, bool required);
+    const Json *find(const char *name, bool required);
 
-    const nlohmann::json &object_;
+    const Json &object_;
     std::string path_;
     std::string error_;
     std::vector<std::string_view> asked_;

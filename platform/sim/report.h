@@ -2,15 +2,15 @@
 #ifndef PLATFORM_SIM_REPORT_H
 #define PLATFORM_SIM_REPORT_H
 
-#include <string>
+#include <string_view>
 
 #include "platform/sim/export.h"
 
 namespace zv_sim {
 
 // Writes "zv_sim: TEXT" and a newline to standard error in one piece. Used instead of the log
-// library, which may not be up yet and is itself among the users of this one.
-ZV_SIM_EXPORT void report(const std::string &text);
+// library, which may not be up yet and is itself among the users of this one. Takes no memory.
+ZV_SIM_EXPORT void report(std::string_view text) noexcept;
 
 }  // namespace zv_sim
 

@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <string>
 
+#include "platform/sim/json.h"
 #include "platform/sim/report.h"
 
 namespace zv_sim {
@@ -46,16 +46,16 @@ bool trace_enabled() noexcept {
     }
 }
 
-void trace_append(const char *name, const nlohmann::ordered_json &args, uint32_t status,
-                  const nlohmann::ordered_json &out) noexcept {
+void trace_append(const char *name, const OrderedJson &args, uint32_t status,
+                  const OrderedJson &out) noexcept {
     try {
-        nlohmann::ordered_json line = {
+        OrderedJson line = {
             {"seq", 0}, {"call", name}, {"args", args}, {"status", status}, {"out", out}};
         // Number and write belong together: whoever reads the file expects ascending numbers.
         const std::lock_guard lock(g_mutex);
         line["seq"] = g_line_num + 1;
         const std::string text =
-            line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+            line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + "\n";
         g_line_num++;
         [[maybe_unused]] const ssize_t written = write(trace_file(), text.data(), text.size());
     } catch (...) {

@@ -7,7 +7,8 @@
 #define PLATFORM_SIM_TRACE_H
 
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
+
+#include "platform/sim/json_fwd.h"
 
 namespace zv_sim {
 
@@ -17,8 +18,8 @@ bool trace_enabled() noexcept;
 // Appends {"seq":N,"call":name,"args":args,"status":status,"out":out}. Bytes that are not UTF-8 are
 // replaced. A line that cannot be written is lost. Any thread; lines stand in the file in the order
 // of their numbers.
-void trace_append(const char *name, const nlohmann::ordered_json &args, uint32_t status,
-                  const nlohmann::ordered_json &out) noexcept;
+void trace_append(const char *name, const OrderedJson &args, uint32_t status,
+                  const OrderedJson &out) noexcept;
 
 }  // namespace zv_sim
 

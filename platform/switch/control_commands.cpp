@@ -1,13 +1,13 @@
 #include "platform/switch/control_commands.h"
 
 #include <array>
-#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "platform/log/trace_ring.h"
 #include "platform/sim/config.h"
 #include "platform/sim/faults.h"
 #include "platform/sim/fields.h"
+#include "platform/sim/json.h"
 #include "platform/switch/control_state.h"
 #include "platform/switch/packet.h"
 #include "platform/switch/render.h"
@@ -19,8 +19,8 @@ constexpr uint32_t kMaxTraceLines = 65536;
 constexpr uint32_t kTraceBytes = 4 * 1024 * 1024;  // more than the ring holds
 constexpr uint32_t kMaxRif = 65535;
 
-using Json = nlohmann::json;
 using zv_sim::Fields;
+using zv_sim::Json;
 
 // A command reads its fields, ends the reading with fields.finish() before it changes anything, and
 // adds to the answer's members. The complaint is returned, empty when all went well.
@@ -37,7 +37,7 @@ std::string usage(Fields &fields, OrderedJson &answer) {
     }
     Switch &sw = the_switch();
     const std::lock_guard lock(sw.mutex);
-    OrderedJson &shown = answer["usage"];
+    OrderedJson &shown = answer["usage"] = OrderedJson::object();
     add_usage(shown, "tcam_entries", sw.entry_num, sw.config.tcam_entries);
     add_usage(shown, "regions", sw.regions.size(), sw.config.regions);
     add_usage(shown, "acls", sw.acls.size(), sw.config.acls);

@@ -18,6 +18,7 @@
 #include <list>
 #include <vector>
 
+#include "platform/sim/report.h"
 #include "platform/switch/control_commands.h"
 #include "platform/switch/control_socket.h"
 
@@ -143,6 +144,9 @@ class Server {
         }
         const int longest_ms = paused_ ? kAcceptPauseMs : -1;
         if (poll(watched.data(), watched.size(), waits ? longest_ms : 0) < 0) {
+            if (errno != EINTR) {
+                poll(nullptr, 0, kAcceptPauseMs);
+            }
             return;
         }
         serve_all(watched);
@@ -165,7 +169,8 @@ class Server {
         try {
             return !client.given_up && serve(client, ready);
         } catch (...) {
-            // No memory for this client's request or answer; the others go on.
+            // The others go on.
+            zv_sim::report("no memory for a request on the control socket; its client is given up");
             return false;
         }
     }
@@ -224,7 +229,8 @@ void control_serve(int listener) {
         try {
             server.turn();
         } catch (...) {
-            // Out of memory; the next turn may find some.
+            // Out of memory; a later turn may find some.
+            poll(nullptr, 0, kAcceptPauseMs);
         }
     }
 }

@@ -3,8 +3,7 @@
 
 #include "platform/switch/control_state.h"
 
-#include <nlohmann/json.hpp>
-
+#include "platform/sim/json.h"
 #include "platform/switch/render.h"
 #include "platform/switch/state.h"
 
@@ -123,7 +122,7 @@ OrderedJson counters_json(const std::map<uint32_t, Counter> &counters) {
 
 std::string state_members() {
     const StateCopy copy = copy_state();
-    OrderedJson rest;
+    OrderedJson rest = OrderedJson::object();
     rest["acls"] = acls_json(copy.acls);
     rest["groups"] = groups_json(copy.groups);
     rest["bindings"] = bindings_json(copy.bindings);

@@ -4,14 +4,14 @@
 #define PLATFORM_SWITCH_RENDER_H
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <string>
 
+#include "platform/sim/json.h"
 #include "zv_api.h"
 
 namespace zv_switch {
 
-using OrderedJson = nlohmann::ordered_json;
+using zv_sim::OrderedJson;
 
 // Bytes as lower-case hexadecimal digits.
 std::string hex(const void *bytes, size_t len);

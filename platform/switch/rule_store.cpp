@@ -4,11 +4,6 @@
 
 namespace zv_switch {
 
-RuleStore::Page *RuleStore::page_of(uint32_t offset) const {
-    const size_t index = offset / kPageRules;
-    return index < pages_.size() ? pages_[index].get() : nullptr;
-}
-
 void RuleStore::prepare(uint32_t size) {
     const uint32_t end = std::min(size, kPreparedRules);
     for (uint32_t offset = 0; offset < end; offset += kPageRules) {
@@ -16,22 +11,13 @@ void RuleStore::prepare(uint32_t size) {
     }
 }
 
-void RuleStore::reserve(uint32_t offset) {
+void RuleStore::make_page(uint32_t offset) {
     const size_t index = offset / kPageRules;
     if (index >= pages_.size()) {
         pages_.resize(index + 1);
     }
-    if (pages_[index] == nullptr) {
-        // Cleared for its effect on the memory, which is there from then on, not for the zeros.
-        pages_[index].reset(new Page());
-    }
-}
-
-void RuleStore::put(const zv_acl_rule_t &rule) {
-    Page *page = page_of(rule.offset);
-    page->rules[rule.offset % kPageRules] = rule;
-    page->occupied |= bit(rule.offset);
-    page->active &= ~bit(rule.offset);
+    // Cleared for its effect on the memory, which is there from then on, not for the zeros.
+    pages_[index].reset(new Page());
 }
 
 void RuleStore::erase(uint32_t offset) {

@@ -32,10 +32,19 @@ class RuleStore {
     void prepare(uint32_t size);
 
     // Makes sure that put(offset) needs no memory. Throws bad_alloc.
-    void reserve(uint32_t offset);
+    void reserve(uint32_t offset) {
+        if (page_of(offset) == nullptr) {
+            make_page(offset);
+        }
+    }
 
     // Writes a rule at its offset, which was reserved, with activity 0.
-    void put(const zv_acl_rule_t &rule);
+    void put(const zv_acl_rule_t &rule) {
+        Page *page = page_of(rule.offset);
+        page->rules[rule.offset % kPageRules] = rule;
+        page->occupied |= bit(rule.offset);
+        page->active &= ~bit(rule.offset);
+    }
 
     // Empties an offset.
     void erase(uint32_t offset);
@@ -83,7 +92,11 @@ class RuleStore {
     };
 
     static uint64_t bit(uint32_t offset) { return uint64_t{1} << (offset % kPageRules); }
-    Page *page_of(uint32_t offset) const;
+    Page *page_of(uint32_t offset) const {
+        const size_t index = offset / kPageRules;
+        return index < pages_.size() ? pages_[index].get() : nullptr;
+    }
+    void make_page(uint32_t offset);
     void move_one(uint32_t from, uint32_t to);
 
     std::vector<std::unique_ptr<Page>> pages_;

@@ -32,19 +32,11 @@ constexpr int kPollMs = 1;
 
 // The thread sanitizer holds a signal back until the thread that got it makes its next call of the
 // C library: for ever, if that thread is the one that waits for the terminator's mutex. Another
-// signal goes to another thread, hence signals are repeated there. In all other builds a daemon
-// that misses a signal is broken, so there none is.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kHoldsSignalsBack = true;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-constexpr bool kHoldsSignalsBack = true;
-#else
-constexpr bool kHoldsSignalsBack = false;
-#endif
-#else
-constexpr bool kHoldsSignalsBack = false;
-#endif
+// signal goes to another thread, hence signals to its daemon are repeated. In all other builds a
+// daemon that misses a signal is broken.
+bool daemon_holds_signals_back() {
+    return getenv("ZV_TEST_REPEAT_SIGNALS") != nullptr;
+}
 constexpr int kRepeatMs = 500;
 
 std::string joined(const std::vector<LogLine> &lines) {
@@ -64,7 +56,8 @@ std::string tail_of(const std::string &text) {
 }  // namespace
 
 std::string daemon_path() {
-    return ZV_TEST_DAEMON_PATH;
+    const char *other = getenv("ZV_TEST_DAEMON");
+    return other != nullptr ? other : ZV_TEST_DAEMON_PATH;
 }
 
 DaemonOptions ending_run(std::vector<std::string> arguments, json faults) {
@@ -179,7 +172,7 @@ ExitStatus DaemonProcess::stop(int signal_number, ExitStatus expected, Here here
 
 ExitStatus DaemonProcess::wait_exit(Here here) {
     std::optional<ExitStatus> status;
-    for (int waited = 0; kHoldsSignalsBack && !status && waited < kPatienceMs;
+    for (int waited = 0; daemon_holds_signals_back() && !status && waited < kPatienceMs;
          waited += kRepeatMs) {
         status = process_->wait(kRepeatMs);
         signal(last_signal_);
@@ -262,7 +255,7 @@ bool DaemonProcess::wait_until(const std::function<bool()> &is_true) {
         if (process_->wait(kPollMs) || Clock::now() > deadline) {
             return is_true();
         }
-        if (kHoldsSignalsBack && ++rounds % kRepeatMs == 0) {
+        if (daemon_holds_signals_back() && ++rounds % kRepeatMs == 0) {
             signal(last_signal_);
         }
     }

@@ -54,7 +54,7 @@ struct DaemonOptions {
     std::string program;              // another build of the daemon
 };
 
-// The daemon under test.
+// The daemon under test: this build's, or the one that ZV_TEST_DAEMON names.
 std::string daemon_path();
 
 // For a run that is to end by itself: see wait_exit().

@@ -61,6 +61,16 @@ TEST(RuleEncode, SetsEveryByteOfTheRecord) {
     EXPECT_EQ(std::memcmp(&record, &expected, sizeof(record)), 0);
 }
 
+TEST(RuleEncode, SetsEveryByteOfKeyAndMask) {
+    KeyBytes key;
+    KeyBytes mask;
+    key.fill(0xAA);
+    mask.fill(0xAA);
+    encode_match(FilterRule{}, ExpandedRule{}, &key, &mask);
+    EXPECT_EQ(key, KeyBytes{});
+    EXPECT_EQ(mask, KeyBytes{});
+}
+
 TEST(RuleEncode, GivesRulesWithoutAVerdictTheOptions) {
     const std::string line = "@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 0/0 0/0";
     EXPECT_EQ(encoded(line, 0, {}).action[12], 0);

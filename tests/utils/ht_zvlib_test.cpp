@@ -172,6 +172,48 @@ TEST_F(HtZvlib, InsertingAKeyTwiceStoresTwoEntriesAndLookupFindsTheLater) {
     check_table(table_);
 }
 
+TEST_F(HtZvlib, InsertOfANewKeyStoresItOnce) {
+    create(8, 4);
+    const uint32_t key = 5, first = 50, second = 51;
+    uint32_t found = 4711;
+    EXPECT_EQ(ht_insert_new_zvlib(table_, &key, &first, &found), 0);
+    EXPECT_EQ(found, 0u);
+    EXPECT_EQ(ht_insert_new_zvlib(table_, &key, &second, &found), 1);
+    EXPECT_EQ(found, 1u);
+    EXPECT_EQ(lookup(key), first);
+    check_table(table_);
+}
+
+TEST_F(HtZvlib, InsertOfANewKeyFailsInAFullTableAndFindsNothing) {
+    create(1, 4);
+    ASSERT_EQ(insert(5, 50), 0);
+    const uint32_t key = 6, value = 60;
+    uint32_t found = 4711;
+    EXPECT_EQ(ht_insert_new_zvlib(table_, &key, &value, &found), 1);
+    EXPECT_EQ(found, 0u);
+    EXPECT_EQ(lookup(key), std::nullopt);
+}
+
+TEST_F(HtZvlib, InsertOfANewKeyFailsWithoutAHash) {
+    create(8, 4, 7);
+    const uint32_t key = 5, value = 50;
+    uint32_t found = 4711;
+    EXPECT_EQ(ht_insert_new_zvlib(table_, &key, &value, &found), 1);
+    EXPECT_EQ(found, 0u);
+}
+
+TEST_F(HtZvlib, InsertOfANewKeyFailsOnNullArguments) {
+    create(8, 4);
+    const uint32_t key = 5, value = 50;
+    uint32_t found = 4711;
+    EXPECT_EQ(ht_insert_new_zvlib(table_, &key, &value, nullptr), 1);
+    EXPECT_EQ(ht_insert_new_zvlib(nullptr, &key, &value, &found), 1);
+    EXPECT_EQ(ht_insert_new_zvlib(table_, nullptr, &value, &found), 1);
+    EXPECT_EQ(ht_insert_new_zvlib(table_, &key, nullptr, &found), 1);
+    EXPECT_EQ(found, 0u);
+    EXPECT_EQ(lookup(key), std::nullopt);
+}
+
 TEST_F(HtZvlib, LookupAfterAnInsertFindsTheLaterEntryThoughItJustFoundTheEarlier) {
     create(4, 4);
     ASSERT_EQ(insert(7, 70), 0);

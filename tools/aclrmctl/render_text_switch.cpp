@@ -35,7 +35,7 @@ std::string id_list(const json &list) {
 uint64_t active_rules(const json &region) {
     uint64_t active = 0;
     for (const json &rule : region.at("rules")) {
-        active += number(rule, "activity") != 0 ? 1 : 0;
+        active += number(rule, "activity") != 0 ? 1U : 0U;
     }
     return active;
 }

@@ -115,6 +115,8 @@ bool expand_rules(const RuleFile &file, std::vector<ExpandedRule> *expanded) {
 
 void encode_match(const FilterRule &rule, const ExpandedRule &expanded, KeyBytes *key,
                   KeyBytes *mask) {
+    key->fill(0);
+    mask->fill(0);
     put_fields(key->data(),
                {rule.source.address, rule.destination.address, rule.protocol,
                 expanded.source_port.value, expanded.destination_port.value, rule.flags});

@@ -74,7 +74,7 @@ struct PacketFields {
  * then holds those before the rule that was too much. */
 bool expand_rules(const RuleFile &file, std::vector<ExpandedRule> *expanded);
 
-/* Key and mask of one expanded rule. */
+/* Key and mask of one expanded rule, every byte of them set. */
 void encode_match(const FilterRule &rule, const ExpandedRule &expanded, KeyBytes *key,
                   KeyBytes *mask);
 

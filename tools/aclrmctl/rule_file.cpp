@@ -62,7 +62,7 @@ class LineCursor {
         uint64_t number = 0;
         while (at_ < text_.size() && digit(text_[at_], 10) >= 0) {
             /* Held just above the limit, so that no length of digits overflows. */
-            number = std::min<uint64_t>(number * 10 + digit(text_[at_], 10), uint64_t{limit} + 1);
+            number = appended(number, 10, limit);
             at_++;
         }
         return finish_number(start, number, limit, what, value);
@@ -78,7 +78,7 @@ class LineCursor {
         const size_t start = at_;
         uint64_t number = 0;
         while (at_ < text_.size() && digit(text_[at_], 16) >= 0) {
-            number = std::min<uint64_t>(number * 16 + digit(text_[at_], 16), uint64_t{limit} + 1);
+            number = appended(number, 16, limit);
             at_++;
         }
         if (at_ == start) {
@@ -106,6 +106,12 @@ class LineCursor {
             value = c - 'A' + 10;
         }
         return value < base ? value : -1;
+    }
+
+    // The number with the digit here behind it, or one too large.
+    uint64_t appended(uint64_t number, int base, uint32_t limit) const {
+        const auto next = static_cast<uint64_t>(digit(text_[at_], base));
+        return std::min(number * static_cast<uint64_t>(base) + next, uint64_t{limit} + 1);
     }
 
     bool finish_number(size_t start, uint64_t number, uint32_t limit, const char *what,
@@ -289,7 +295,7 @@ std::string describe_rule_error(const std::string &file_name, const RuleFileErro
     std::string caret(column - start, ' ');
     for (size_t i = 0; i < shown.size(); i++) {
         /* A tab above the caret's line needs a tab below it, or the caret points elsewhere. */
-        if (shown[i] == '\t' && i < caret.size()) {
+        if (i < caret.size() && shown[i] == '\t') {
             caret[i] = '\t';
         } else if (shown[i] != '\t' && (shown[i] < ' ' || shown[i] > '~')) {
             shown[i] = '?';

@@ -22,6 +22,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/fire/model/switch_objects.h"
+
 namespace zv_model {
 
 using Bytes = std::vector<uint8_t>;
@@ -56,7 +58,7 @@ class Model {
   public:
     Model();
     ~Model();
-    Model(const Model &other);             // a copy goes its own way: to try something out
+    Model(const Model &other);  // a copy goes its own way: to try something out
     Model &operator=(const Model &other);
 
     // One request, and the platform calls that the daemon made while it served it, in order. After
@@ -76,16 +78,29 @@ class Model {
     std::unique_ptr<State> state_;
 };
 
+// A dump as the daemon wrote it, in the form of Model::dump(): the time of the headline and the
+// "====" and line break after it are taken out.
+std::string without_time(std::string dump);
+
 // What the switch holds after a row of calls: the sum of those that did their work. The answer has
 // the form of the control socket's "state", rules without their activity, counters without values
 // and without "ports".
 class SwitchModel {
   public:
-    void add(const Call &call);
+    // `config`: the switch's capacities, as DaemonOptions::config; only late faults need them.
+    explicit SwitchModel(nlohmann::json config = nlohmann::json::object());
+
+    // Calls that failed did nothing. `late`: the status is an injected fault's that let the call do
+    // its work before; whether there was work to do is found by the switch's own rules.
+    void add(const Call &call, bool late = false);
     nlohmann::json state() const;
 
+    // An answer of the control socket, reduced to the form of state().
+    static nlohmann::json comparable(nlohmann::json control_state);
+
   private:
-    nlohmann::json state_ = nlohmann::json::object();
+    nlohmann::json config_;
+    SwitchObjects objects_;
 };
 
 }  // namespace zv_model

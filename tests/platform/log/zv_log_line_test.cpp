@@ -46,6 +46,15 @@ TEST(StderrLine, DoesNotCutAModuleOfMoreThan20Characters) {
     EXPECT_EQ(writes.take(), std::vector<std::string>{"[A_MODULE_OF_23_LETTERS_][ERROR  ] : x\n"});
 }
 
+TEST(StderrLine, CutsAModuleAt200Characters) {
+    StderrWrites writes;
+    OpenLog log(nullptr);
+    zv_log(1, std::string(200, 'M').c_str(), "x");
+    zv_log(1, std::string(201, 'M').c_str(), "x");
+    const std::string line = "[" + std::string(200, 'M') + "][ERROR  ] : x\n";
+    EXPECT_EQ(writes.take(), (std::vector<std::string>{line, line}));
+}
+
 TEST(StderrLine, NamesEachLevelByTheNumberOfLowOneBits) {
     const std::pair<uint32_t, const char *> levels[] = {
         {0x0, "NONE   "},  {0x1, "ERROR  "},   {0x3, "WARN   "},  {0x7, "NOTICE "},

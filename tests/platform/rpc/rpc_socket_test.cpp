@@ -108,6 +108,28 @@ TEST_F(Socket, IsFreeForTheNextServerAfterDeinit) {
     EXPECT_EQ(second.init_status(), 0u);
 }
 
+TEST_F(Socket, OfAnotherServerThatGotThePathMeanwhileIsLeftAtDeinit) {
+    ServerProcess first;
+    std::filesystem::remove(root_.path());
+    std::filesystem::remove(root_.path() + ".lock");
+    ServerProcess second;
+    ASSERT_EQ(second.init_status(), 0u);
+    FileId socket_id = file_id(root_.path());
+    EXPECT_EQ(first.deinit(), 0u);
+    EXPECT_EQ(file_id(root_.path()), socket_id);
+    RawClient client;
+    EXPECT_EQ(client.call(packet(kEcho, 1, {1})).body, Bytes{1});
+}
+
+TEST_F(Socket, PathThatAnotherFileTookIsLeftAtDeinit) {
+    ServerProcess server;
+    std::ofstream(root_.path("/precious")) << "precious";
+    std::filesystem::rename(root_.path("/precious"), root_.path());
+    FileId id = file_id(root_.path());
+    EXPECT_EQ(server.deinit(), 0u);
+    EXPECT_EQ(file_id(root_.path()), id);
+}
+
 TEST_F(Socket, DoesNotReplaceAFileOfAnotherType) {
     std::filesystem::create_directories(root_.path("/var/run"));
     std::ofstream(root_.path()) << "precious";

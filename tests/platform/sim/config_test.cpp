@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
+#include "platform/sim/json.h"
 
 namespace {
 
-using nlohmann::json;
+using json = zv_sim::Json;
 using zv_sim::Config;
 using zv_sim::Port;
 

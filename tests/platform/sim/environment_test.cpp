@@ -48,6 +48,16 @@ TEST(Environment, AMissingConfigurationFileIsReported) {
               "zv_sim: ZV_SIM_CONFIG: " + path + ": cannot be read; the defaults are used\n");
 }
 
+TEST(Environment, AConfigurationThatCanBeOpenedAndNotReadIsReported) {
+    const TempDir dir;
+    const std::string path = dir.file("");
+    ChildProcess probe({PROBE_PATH}, {{"ZV_SIM_CONFIG", path}});
+    EXPECT_EQ(probe.wait(), 0);
+    EXPECT_EQ(probe.output(), std::string(kDefaults) + "\n");
+    EXPECT_EQ(probe.errors(),
+              "zv_sim: ZV_SIM_CONFIG: " + path + ": cannot be read; the defaults are used\n");
+}
+
 TEST(Environment, AConfigurationThatIsNoJsonIsReported) {
     const TempDir dir;
     const std::string path = dir.file("c.json");

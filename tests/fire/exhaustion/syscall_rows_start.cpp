@@ -1,0 +1,124 @@
+// Calls that fail while the daemon starts.
+#include <errno.h>
+
+#include "tests/fire/exhaustion/syscalls.h"
+
+namespace zv_fire {
+
+namespace {
+
+constexpr char kRpc[] = "libzv_rpc";
+constexpr char kLog[] = "libzv_log";
+constexpr char kSwitch[] = "libzv_api";
+constexpr char kComplib[] = "libzv_complib";
+constexpr char kSim[] = "libzv_sim";
+constexpr char kDaemon[] = "zv_acl_rm";
+// Standard streams of C++ open and read files for others.
+constexpr char kStreams[] = "libstdc++";
+
+constexpr StartEnd kServes = StartEnd::kServes;
+constexpr StartEnd kRefuses = StartEnd::kRefuses;
+
+}  // namespace
+
+std::vector<StartRow> start_rows() {
+    return {
+        {{FIRE_mkdir, EACCES, kRpc}, kRefuses, "Cannot make the directory of"},
+        {{FIRE_mkdir, ENOSPC, kRpc}, kRefuses, "Cannot make the directory of"},
+        {{FIRE_open, EMFILE, kRpc}, kRefuses, "Cannot open"},
+        {{FIRE_open, EACCES, kRpc}, kRefuses, "Cannot open"},
+        {{FIRE_flock, EINTR, kRpc}, kRefuses, "Cannot lock"},
+        {{FIRE_flock, ENOLCK, kRpc}, kRefuses, "Cannot lock"},
+        {{FIRE_flock, EWOULDBLOCK, kRpc}, kRefuses, "Another server is alive on"},
+        {{FIRE_fstat, EIO, kRpc, 1, kFromThenOn}, kRefuses, "Cannot look at"},
+        {{FIRE_lstat, EIO, kRpc, 1, kFromThenOn}, kRefuses, "Cannot look at"},
+        // The lock file was removed between open and lock: the next one is taken.
+        {{FIRE_lstat, ENOENT, kRpc}, kServes, ""},
+        {{FIRE_lstat, EACCES, kRpc, 2}, kRefuses, "Cannot take the place of"},
+        {{FIRE_lstat, EIO, kRpc, 3}, kRefuses, "Cannot listen on"},
+        {{FIRE_socket, EMFILE, kRpc}, kRefuses, "Cannot make a socket for"},
+        {{FIRE_socket, ENFILE, kRpc}, kRefuses, "Cannot make a socket for"},
+        {{FIRE_unlink, EACCES, kRpc}, kRefuses, "Cannot listen on"},
+        {{FIRE_fchmod, EPERM, kRpc}, kRefuses, "Cannot listen on"},
+        {{FIRE_bind, EADDRINUSE, kRpc}, kRefuses, "Cannot listen on"},
+        {{FIRE_bind, ENOSPC, kRpc}, kRefuses, "Cannot listen on"},
+        {{FIRE_chmod, EPERM, kRpc}, kRefuses, "Cannot listen on"},
+        {{FIRE_listen, ENOMEM, kRpc}, kRefuses, "Cannot listen on"},
+        {{FIRE_rename, EACCES, kRpc}, kRefuses, "Cannot listen on"},
+        {{FIRE_eventfd, EMFILE, kRpc}, kRefuses, "Cannot prepare to serve"},
+        {{FIRE_epoll_create1, EMFILE, kRpc}, kRefuses, "Cannot prepare to serve"},
+        {{FIRE_epoll_ctl, ENOSPC, kRpc}, kRefuses, "Cannot prepare to serve"},
+        {{FIRE_epoll_ctl, ENOMEM, kRpc, 2}, kRefuses, "Cannot prepare to serve"},
+        {{FIRE_sigaction, EINVAL, kDaemon}, kRefuses, "sigaction error"},
+        {{FIRE_sigaction, EINVAL, kDaemon, 6}, kRefuses, "sigaction error"},
+        // Kept: without the thread that stops it the daemon serves, and says so.
+        {{FIRE_pthread_create, EAGAIN, kComplib},
+         kServes,
+         "cl_thread_init (terminator) error: ",
+         StartRow::kNothing,
+         true,
+         false},
+        {{FIRE_pthread_attr_init, ENOMEM, kComplib},
+         kServes,
+         "cl_thread_init (terminator) error: ",
+         StartRow::kNothing,
+         true,
+         false},
+        {{FIRE_dlopen, ENOENT, kDaemon},
+         kRefuses,
+         "Could not load ZV ACL RM connector library",
+         StartRow::kConnector},
+        {{FIRE_lstat, EACCES, kLog}, kServes, "The trace stays in memory", StartRow::kTraceFile},
+        {{FIRE_open, EROFS, kLog}, kServes, "The trace stays in memory", StartRow::kTraceFile},
+        {{FIRE_posix_fallocate, ENOSPC, kLog},
+         kServes,
+         "The trace stays in memory",
+         StartRow::kTraceFile},
+        {{FIRE_mmap, ENOMEM, kLog}, kServes, "The trace stays in memory", StartRow::kTraceFile},
+        {{FIRE_open, EACCES, kSim}, kServes, "calls are not traced", StartRow::kTrace},
+        // A line of the trace that cannot be written is lost.
+        {{FIRE_write, ENOSPC, kSim, 1, 20}, kServes, "", StartRow::kTrace},
+        {{FIRE_fopen, EMFILE, kStreams}, kServes, "cannot be read", StartRow::kConfig},
+        {{FIRE_read, EIO, kStreams, 1, 2},
+         kServes,
+         "cannot be read; the defaults are used",
+         StartRow::kConfig},
+        // Lines of the log that nobody can be told.
+        {{FIRE_write, EPIPE, kLog, 1, 5}, kServes, ""},
+        {{FIRE_write, EAGAIN, kLog, 1, 5}, kServes, ""},
+        {{FIRE_write, EINTR, kLog, 1, 5}, kServes, ""},
+        {{FIRE_write, 0, kLog, 1, 50}, kServes, ""},
+    };
+}
+
+std::vector<StartRow> control_start_rows() {
+    constexpr auto kNothing = StartRow::kNothing;
+    return {
+        // The directory is made by the other one who needs it, which comes later.
+        {{FIRE_mkdir, EACCES, kSwitch, 1, kFromThenOn},
+         kServes,
+         "there is no control socket",
+         kNothing,
+         false},
+        {{FIRE_open, EMFILE, kSwitch}, kServes, "there is no control socket", kNothing, false},
+        {{FIRE_flock, ENOLCK, kSwitch}, kServes, "there is no control socket", kNothing, false},
+        {{FIRE_flock, EWOULDBLOCK, kSwitch}, kServes, "another process serves", kNothing, false},
+        {{FIRE_lstat, EACCES, kSwitch}, kServes, "there is no control socket", kNothing, false},
+        {{FIRE_socket, ENFILE, kSwitch}, kServes, "there is no control socket", kNothing, false},
+        {{FIRE_fchmod, EPERM, kSwitch}, kServes, "there is no control socket", kNothing, false},
+        {{FIRE_bind, ENOSPC, kSwitch}, kServes, "there is no control socket", kNothing, false},
+        {{FIRE_listen, ENOMEM, kSwitch}, kServes, "there is no control socket", kNothing, false},
+        {{FIRE_pthread_attr_init, ENOMEM, kSwitch},
+         kServes,
+         "no thread for the control socket",
+         kNothing,
+         false},
+        {{FIRE_pthread_create, EAGAIN, kSwitch},
+         kServes,
+         "no thread for the control socket",
+         kNothing,
+         false},
+    };
+}
+
+}  // namespace zv_fire

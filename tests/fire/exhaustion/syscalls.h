@@ -1,0 +1,44 @@
+// syscalls.h - the table of fire_syscalls: which call fails how, when, and what is to come of it.
+#ifndef ZV_TESTS_FIRE_EXHAUSTION_SYSCALLS_H
+#define ZV_TESTS_FIRE_EXHAUSTION_SYSCALLS_H
+
+#include <string>
+#include <vector>
+
+#include "tests/fire/exhaustion/cases.h"
+
+namespace zv_fire {
+
+// From the start of the process on.
+enum class StartEnd { kServes, kRefuses };
+
+struct StartRow {
+    CallFault fault;
+    StartEnd end;
+    std::string line;  // a part of what it writes; empty: nothing is demanded
+    // Needed to get there: a connector, a trace file, the trace of calls, a configuration.
+    enum Need { kNothing, kConnector, kTraceFile, kTrace, kConfig } need = kNothing;
+    bool has_control = true;  // the switch's control socket is there in the end
+    bool can_stop = true;     // by a signal
+};
+
+// While it serves.
+struct ServingRow {
+    const char *what;
+    std::vector<CallFault> faults;
+    // A step of a client's under these faults; "" when it went as it must, else what was wrong.
+    std::string (*step)(zv_test::DaemonProcess &daemon, zv_test::TestClient &one);
+    std::string line;  // a part of what the daemon writes
+    std::vector<std::string> arguments = {};
+};
+
+std::vector<StartRow> start_rows();  // library of the RPC server, log, complib, the daemon's own
+std::vector<StartRow> control_start_rows();
+std::vector<ServingRow> serving_rows();
+std::vector<ServingRow> control_rows();
+std::vector<ServingRow> file_rows();
+std::vector<ServingRow> stop_rows();
+
+}  // namespace zv_fire
+
+#endif

@@ -1,0 +1,30 @@
+// scenario.h - the situations in which every platform call is failed, one after the other.
+#ifndef ZV_TESTS_FIRE_SWEEP_SCENARIO_H
+#define ZV_TESTS_FIRE_SWEEP_SCENARIO_H
+
+#include <string>
+#include <vector>
+
+#include "tests/fire/story/script.h"
+#include "tests/support/cache_check.h"
+
+namespace zv_fire {
+
+struct Scenario {
+    const char *name;
+    void (*write)(Script &script);
+    // Of CacheSkip: what the story puts out of step on purpose, faults or not.
+    unsigned skip = zv_test::kSkipNothing;
+};
+
+// One list a topic.
+std::vector<Scenario> session_scenarios();
+std::vector<Scenario> acl_scenarios();
+std::vector<Scenario> rule_scenarios();
+std::vector<Scenario> binding_scenarios();
+std::vector<Scenario> forwarding_scenarios();
+std::vector<Scenario> long_scenarios();
+
+}  // namespace zv_fire
+
+#endif

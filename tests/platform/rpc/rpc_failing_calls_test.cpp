@@ -1,0 +1,185 @@
+// Calls of the operating system that fail in the server. This program's definitions stand before
+// the C library's for the library under test as well; only the forked server's calls fail.
+#include <dlfcn.h>
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <sys/epoll.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <string>
+
+#include "rpc_test_support.h"
+
+namespace {
+
+using namespace rpc_test;
+
+// The nth call from now on fails with `error`, and so do times - 1 after it; error 0: none.
+struct Failing {
+    std::atomic<int> error;
+    std::atomic<int> nth;
+    std::atomic<int> times;
+
+    void arm(int wanted, int first, int num) {
+        error = 0;
+        nth = first;
+        times = num;
+        error = wanted;
+    }
+    bool hits() { return error != 0 && --nth < 1 && nth > -times; }
+};
+
+struct Calls {
+    Failing send;
+    Failing lstat;
+    Failing epoll_ctl;
+    Failing accept4;
+    pid_t tests_pid;
+};
+
+Calls &calls() {
+    static Calls &shared = *[] {
+        void *memory =
+            mmap(nullptr, sizeof(Calls), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        auto *made = static_cast<Calls *>(memory);
+        made->tests_pid = getpid();
+        return made;
+    }();
+    return shared;
+}
+
+bool fails(Failing &call) {
+    if (getpid() == calls().tests_pid || !call.hits()) {
+        return false;
+    }
+    errno = call.error;
+    return true;
+}
+
+template <class Function>
+Function *next(const char *name) {
+    void *found = dlsym(RTLD_NEXT, name);
+    Function *function = nullptr;
+    memcpy(&function, &found, sizeof(function));
+    return function;
+}
+
+class FailingCalls : public ::testing::Test {
+  protected:
+    FailingCalls() { calls(); }
+    ~FailingCalls() override {
+        for (Failing *call :
+             {&calls().send, &calls().lstat, &calls().epoll_ctl, &calls().accept4}) {
+            call->error = 0;
+        }
+    }
+    Root root_;
+};
+
+TEST_F(FailingCalls, AReplyWithoutKernelMemoryIsSentLater) {
+    ServerProcess server;
+    RawClient client;
+    for (const int error : {ENOMEM, ENOBUFS}) {
+        calls().send.arm(error, 1, 3);
+        EXPECT_EQ(client.call(packet(kEcho, 1, {7})).body, Bytes{7}) << strerror(error);
+        EXPECT_EQ(client.call(packet(kEcho, 2, {8})).body, Bytes{8});
+    }
+}
+
+TEST_F(FailingCalls, AReplyThatCannotBeSentEndsItsConnectionAlone) {
+    ServerProcess server;
+    RawClient client;
+    RawClient other;
+    other.call(packet(kEcho, 1));
+    calls().send.arm(EMSGSIZE, 1, 1);
+    EXPECT_TRUE(client.call(packet(kEcho, 1)).ended);
+    EXPECT_EQ(other.call(packet(kEcho, 2, {8})).body, Bytes{8});
+    EXPECT_NE(server.log().find("Cannot send a reply: Message too long.\n"), std::string::npos);
+}
+
+TEST_F(FailingCalls, AReplyThatWaitedAndCannotBeSentEndsItsConnectionAlone) {
+    ServerProcess server;
+    RawClient client;
+    RawClient other;
+    other.call(packet(kEcho, 1));
+    calls().send.arm(EAGAIN, 1, 1);
+    EXPECT_EQ(client.call(packet(kEcho, 1, {7})).body, Bytes{7});
+    calls().send.arm(ENOMEM, 1, 1);
+    EXPECT_EQ(client.call(packet(kEcho, 1, {7})).body, Bytes{7});
+    calls().send.arm(EIO, 1, 1);
+    EXPECT_TRUE(client.call(packet(kEcho, 1)).ended);
+    EXPECT_EQ(other.call(packet(kEcho, 2, {8})).body, Bytes{8});
+}
+
+TEST_F(FailingCalls, AListenerThatCannotBeWatchedAgainIsTriedAgain) {
+    ServerProcess server;
+    RawClient first;
+    first.call(packet(kEcho, 1));
+    calls().accept4.arm(EMFILE, 1, 1);
+    // The one that stops watching goes through, the next three fail.
+    calls().epoll_ctl.arm(ENOMEM, 2, 3);
+    RawClient second;
+    EXPECT_EQ(second.call(packet(kEcho, 2, {8})).body, Bytes{8});
+}
+
+TEST_F(FailingCalls, ALockFileThatCannotBeLookedAtRefusesTheStart) {
+    calls().lstat.arm(EIO, 1, 1000000);
+    ServerProcess server;
+    EXPECT_EQ(server.init_status(), 4u);
+    EXPECT_NE(server.log().find("Cannot look at"), std::string::npos) << server.log();
+}
+
+size_t g_line_len = 0;
+
+void take_line(uint32_t /*severity_mask*/, const char * /*module*/, const char *message, ...) {
+    g_line_len = strlen(message);
+}
+
+// The length of the line that complains of a socket path of so many characters.
+size_t logged_length_of_path(size_t path_len) {
+    zv_rpc_register_log_function(take_line);
+    zv_rpc_core_td_init(("/" + std::string(path_len - 1, 'a')).c_str(), kMaxMessage);
+    return g_line_len;
+}
+
+TEST(RpcLog, LinesAreCutAt511Characters) {
+    const Root root;
+    const size_t others = strlen("The socket's path is too long: .\n") + root.path("/").size() - 1;
+    const int whole = in_child([&] { return logged_length_of_path(511 - others) == 511 ? 0 : 1; });
+    EXPECT_EQ(whole, 0);
+    const int cut = in_child([&] { return logged_length_of_path(512 - others) == 511 ? 0 : 1; });
+    EXPECT_EQ(cut, 0);
+}
+
+}  // namespace
+
+// NOLINTBEGIN: the C library's names
+extern "C" {
+
+[[gnu::visibility("default")]] ssize_t send(int fd, const void *bytes, size_t len, int flags) {
+    return fails(calls().send) ? -1 : next<decltype(::send)>("send")(fd, bytes, len, flags);
+}
+
+[[gnu::visibility("default")]] int lstat(const char *path, struct stat *info) noexcept {
+    return fails(calls().lstat) ? -1 : next<int(const char *, struct stat *)>("lstat")(path, info);
+}
+
+[[gnu::visibility("default")]] int epoll_ctl(int poll_fd, int operation, int fd,
+                                             epoll_event *event) noexcept {
+    return fails(calls().epoll_ctl) ? -1
+                                    : next<int(int, int, int, epoll_event *)>("epoll_ctl")(
+                                          poll_fd, operation, fd, event);
+}
+
+[[gnu::visibility("default")]] int accept4(int fd, sockaddr *address, socklen_t *len, int flags) {
+    return fails(calls().accept4)
+               ? -1
+               : next<int(int, sockaddr *, socklen_t *, int)>("accept4")(fd, address, len, flags);
+}
+}
+// NOLINTEND
