@@ -14,18 +14,32 @@
 
 #define EXPORTED __attribute__((visibility("default")))
 
-EXPORTED void syslog(int priority, const char *format, ...) {
+static void keep(int priority, const char *format, va_list arguments) {
     const char *path = getenv("ZV_TEST_SYSLOG_FILE");
     FILE *file = path != NULL ? fopen(path, "a") : NULL;
     if (file == NULL) {
         return;
     }
-    va_list arguments;
-    va_start(arguments, format);
     fprintf(file, "%d|", priority);
     vfprintf(file, format, arguments);
-    va_end(arguments);
     fclose(file);
+}
+
+EXPORTED void syslog(int priority, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    keep(priority, format, arguments);
+    va_end(arguments);
+}
+
+/* What the compiler calls in its place where lengths and formats are checked. */
+EXPORTED void __syslog_chk(int priority, int flag, const char *format, ...);
+EXPORTED void __syslog_chk(int priority, int flag, const char *format, ...) {
+    (void)flag;
+    va_list arguments;
+    va_start(arguments, format);
+    keep(priority, format, arguments);
+    va_end(arguments);
 }
 
 EXPORTED int sigaction(int signal_number, const struct sigaction *action, struct sigaction *old) {
