@@ -143,6 +143,19 @@ RETURNING(pthread_create,
 VANISHING(fdopen, (int fd, const char *mode), (int, const char *), (fd, mode))
 VANISHING(fopen, (const char *path, const char *mode), (const char *, const char *), (path, mode))
 
+/* What the compiler calls for vfprintf where formats are checked. */
+EXPORTED int __vfprintf_chk(FILE *file, int flag, const char *format, va_list arguments);
+EXPORTED int __vfprintf_chk(FILE *file, int flag, const char *format, va_list arguments) {
+    typedef int (*type)(FILE *, int, const char *, va_list);
+    NEXT(type, __vfprintf_chk)
+    const struct fire_fault *fault = fire_call_fails(FIRE_vfprintf, CALLER);
+    if (fault != NULL) {
+        errno = fault->error;
+        return -1;
+    }
+    return next(file, flag, format, arguments);
+}
+
 /* Standard streams of C++ open their files by this name. */
 EXPORTED FILE *fopen64(const char *path, const char *mode) {
     typedef FILE *(*type)(const char *, const char *);
