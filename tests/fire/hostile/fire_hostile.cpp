@@ -204,7 +204,7 @@ void Battle::run() {
     {
         GoodClient good(daemon_, field_, report_);
         slice(good);
-        descriptors_before_ = descriptors_of(daemon_.pid()).size();
+        descriptors_before_ = lasting_descriptors_of(daemon_.pid()).size();
         kib_before_ = memory_of(daemon_.pid()).resident;
         Crowd crowd(field_, options_.seed, options_.only);
         slices(good, crowd);

@@ -129,7 +129,7 @@ Standing Soak::come_to_rest(const char *when) {
         }
     }
     expect_empty(when);
-    return {memory_of(daemon_.pid()), descriptors_of(daemon_.pid())};
+    return {memory_of(daemon_.pid()), lasting_descriptors_of(daemon_.pid())};
 }
 
 void Soak::run() {
@@ -148,7 +148,7 @@ void Soak::run() {
     tell(before, after);
     check_capacities(daemon_, report_);
     expect_empty("after every table was filled");
-    report_.expect(descriptors_of(daemon_.pid()).size() == before.descriptors.size(),
+    report_.expect(lasting_descriptors_of(daemon_.pid()).size() == before.descriptors.size(),
                    "descriptors are left after every table was filled");
     lanes_.clear();
     daemon_.stop();

@@ -3,9 +3,11 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <sstream>
+#include <thread>
 
 #include "tests/support/temp_dir.h"
 
@@ -42,6 +44,20 @@ std::vector<std::string> descriptors_of(pid_t pid) {
     }
     std::sort(targets.begin(), targets.end());
     return targets;
+}
+
+std::vector<std::string> lasting_descriptors_of(pid_t pid) {
+    constexpr auto kWhile = std::chrono::milliseconds(200);
+    std::vector<std::string> fewest = descriptors_of(pid);
+    const auto end = std::chrono::steady_clock::now() + kWhile;
+    while (std::chrono::steady_clock::now() < end) {
+        std::vector<std::string> now = descriptors_of(pid);
+        if (now.size() < fewest.size()) {
+            fewest = std::move(now);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return fewest;
 }
 
 void raise_descriptor_limit() {

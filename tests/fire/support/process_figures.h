@@ -20,6 +20,9 @@ Memory memory_of(pid_t pid);
 
 // What each open descriptor leads to ("socket:[1234]", a path), sorted.
 std::vector<std::string> descriptors_of(pid_t pid);
+// The fewest of a fifth of a second: the process may not have seen yet that a connection to it was
+// closed, but what it lost stays.
+std::vector<std::string> lasting_descriptors_of(pid_t pid);
 
 // Those who open hundreds of connections at once need as many descriptors themselves.
 void raise_descriptor_limit();
