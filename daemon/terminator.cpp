@@ -107,6 +107,7 @@ zv_acl_rm_status_t __catch_signals() {
 
 #ifdef ACL_RM_THREAD_SANITIZER
 // The hand-off of terminator_mutex between threads is reported as a bad unlock; it is meant.
+extern "C" ACL_RM_EXPORTED const char *__tsan_default_suppressions();
 extern "C" ACL_RM_EXPORTED const char *__tsan_default_suppressions() {
     return "mutex:__signal_handler\n";
 }
