@@ -5,7 +5,10 @@
 // tear-down, the connector's hooks, the log, the replies of whoever was connected, the socket's
 // file and those of neighbours. With --kill the signal is SIGKILL, and it is the next daemon at
 // the same place that is looked at. A failure names its seed: --seed S --count 1 repeats it.
+#include <signal.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <atomic>
 #include <iostream>
 #include <map>
@@ -23,6 +26,7 @@ struct Options {
     uint32_t count = 1000;
     uint32_t jobs = 2;
     bool kill = false;
+    bool without_abort = false;
     std::string daemon = zv_test::daemon_path();
     std::string library_path;
     std::string json;
@@ -92,7 +96,10 @@ void run_rounds(const Options &options, const Launch &launch, std::chrono::micro
     std::atomic<uint32_t> next{0};
     const auto work = [&] {
         for (uint32_t i = next++; i < options.count; i = next++) {
-            const Plan plan = plan_of(options.seed + i, to_serve);
+            Plan plan = plan_of(options.seed + i, to_serve);
+            if (options.without_abort) {
+                std::replace(plan.signals.begin(), plan.signals.end(), SIGABRT, SIGTERM);
+            }
             const Outcome outcome = one_round(options, launch, plan);
             for (const std::string &failure : outcome.failures) {
                 report.failure("--seed " + std::to_string(plan.seed) + " --count 1 (" +
@@ -147,6 +154,9 @@ int main(int argc, char **argv) {
     app.add_option("--jobs", options.jobs, "Rounds at a time")->capture_default_str();
     app.add_flag("--kill", options.kill,
                  "Kill instead, and demand that the next daemon at the place serves");
+    app.add_flag("--without-abort", options.without_abort,
+                 "TERM in place of ABRT: the thread sanitizer takes an ABRT for the thread's own "
+                 "fault and runs its handler at once, be it inside its own locks");
     app.add_option("--daemon", options.daemon, "The daemon's binary")->capture_default_str();
     app.add_option("--library-path", options.library_path,
                    "Directory of the platform libraries that belong to it");
