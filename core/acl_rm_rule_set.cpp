@@ -26,8 +26,8 @@ struct KeyTypeGroup {
     uint32_t rules_num;
 };
 
-// The five work arrays, each with room for a whole batch, in one block. Records are cleared one by
-// one as they are filled, not here: most of them never are.
+// The five work arrays, each with room for a whole batch, in one block. Not cleared: a translation
+// writes the whole of its record, and most records are never used.
 std::unique_ptr<acl_rm_rule_work[]> allocate_work(KeyTypeGroup (&groups)[WORK_ARRAYS_NUM]) {
     const size_t rules_max = rm_resource_global.max_rules_per_action;
     std::unique_ptr<acl_rm_rule_work[]> block(new (std::nothrow)

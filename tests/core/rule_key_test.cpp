@@ -53,6 +53,9 @@ TEST_F(RuleKeyTest, CopiesEveryBlockWhole) {
     EXPECT_EQ(record().sdk_rule.valid, 200);
     EXPECT_EQ(record().sdk_rule.key.key_type, 3u);
     EXPECT_EQ(record().sdk_rule.mask.key_type, 99u);
+    // Nothing of the daemon's memory goes to the switch in the gap behind `valid`.
+    constexpr uint8_t ZEROS[3] = {};
+    EXPECT_EQ(memcmp(&record().sdk_rule.valid + 1, ZEROS, sizeof(ZEROS)), 0);
     EXPECT_EQ(memcmp(record().sdk_rule.key.data, rule.key.data, ZV_ACL_RM_KEY_BYTES), 0);
     EXPECT_EQ(memcmp(record().sdk_rule.mask.data, rule.mask.data, ZV_ACL_RM_KEY_BYTES), 0);
     EXPECT_EQ(memcmp(&record().sdk_rule.action, rule.action, ZV_ACL_RM_ACTION_BYTES), 0);

@@ -17,6 +17,7 @@
 #include "tests/fire/hostile/crowd.h"
 #include "tests/fire/hostile/good_client.h"
 #include "tests/fire/support/fire_report.h"
+#include "tests/fire/support/other_build.h"
 #include "tests/fire/support/process_figures.h"
 #include "tests/support/cache_check.h"
 
@@ -44,18 +45,12 @@ constexpr uint64_t kMessage = 8000;
 // them apart and does not give back.
 constexpr uint64_t kMemoryBoundKib = (kConnections * 2 * kMessage) / 1024 + 1024;
 
-DaemonOptions daemon_options(const Options &options) {
-    DaemonOptions daemon;
-    daemon.trace = false;
-    daemon.program = options.daemon;
-    daemon.library_path = options.library_path;
-    return daemon;
-}
-
 class Battle {
   public:
     Battle(const Options &options, Report &report)
-        : options_(options), report_(report), daemon_(daemon_options(options)) {
+        : options_(options),
+          report_(report),
+          daemon_(untraced_daemon(options.daemon, options.library_path)) {
         daemon_.allow_error_lines();  // of what is refused
         prepare_field();
     }

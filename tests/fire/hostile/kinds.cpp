@@ -51,22 +51,6 @@ bool Hostile::send(const Bytes &packet) {
     return sent;
 }
 
-uint32_t Hostile::take_all() {
-    uint32_t taken = 0;
-    while (peer_.is_open()) {
-        const std::optional<Bytes> packet = peer_.take();
-        if (!packet) {
-            break;
-        }
-        if (packet->empty()) {
-            peer_.close();
-        } else {
-            ++taken;
-        }
-    }
-    return taken;
-}
-
 namespace {
 
 // Asks for long replies and takes none. Once the daemon holds one of them back it goes away and
@@ -234,19 +218,11 @@ struct Replays : Hostile {
         }
     }
     void check_replies() {
-        while (peer_.is_open()) {
-            const std::optional<Bytes> packet = peer_.take();
-            if (!packet) {
-                break;
-            }
-            if (packet->empty()) {
-                peer_.close();
-                break;
-            }
-            const RpcHeader header = header_of(*packet);
+        take_each([this](const Bytes &packet) {
+            const RpcHeader header = header_of(packet);
             field_.replays_that_succeeded += header.transport == 0 && header.status == 0;
             field_.wrong_replies += header.transport != 0;
-        }
+        });
     }
     Bytes replay(uint64_t handle, uint32_t acl_id, uint32_t group) {
         acl_rm_acl acl = acl_of_size(64);
@@ -359,17 +335,9 @@ struct Pipelines : Hostile {
         }
     }
     void take_replies() {
-        while (peer_.is_open()) {
-            const std::optional<Bytes> packet = peer_.take();
-            if (!packet) {
-                return;
-            }
-            if (packet->empty()) {
-                peer_.close();
-            } else {
-                field_.wrong_replies += header_of(*packet).sequence != ++answered;
-            }
-        }
+        take_each([this](const Bytes &packet) {
+            field_.wrong_replies += header_of(packet).sequence != ++answered;
+        });
     }
 };
 

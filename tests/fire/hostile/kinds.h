@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -45,8 +46,24 @@ class Hostile {
     // Connects where it is not; false when it cannot.
     bool ready();
     bool send(const zv_test::Bytes &packet);
-    // Takes what waits, closes at the end of the connection; the number of packets.
-    uint32_t take_all();
+    // Calls visit(packet) for each packet that waits; closes at the end of the connection.
+    template <class Visit>
+    void take_each(Visit visit) {
+        while (peer_.is_open()) {
+            const std::optional<zv_test::Bytes> packet = peer_.take();
+            if (!packet) {
+                return;
+            }
+            if (packet->empty()) {
+                peer_.close();
+            } else {
+                visit(*packet);
+            }
+        }
+    }
+    void take_all() {
+        take_each([](const zv_test::Bytes &) {});
+    }
 
     Battlefield &field_;
     Peer peer_;

@@ -15,6 +15,7 @@
 #include "tests/fire/soak/capacity.h"
 #include "tests/fire/soak/lane.h"
 #include "tests/fire/support/fire_report.h"
+#include "tests/fire/support/other_build.h"
 #include "tests/fire/support/process_figures.h"
 #include "tests/support/cache_check.h"
 
@@ -40,18 +41,12 @@ struct Standing {
     std::vector<std::string> descriptors;
 };
 
-DaemonOptions daemon_options(const Options &options) {
-    DaemonOptions daemon;
-    daemon.trace = false;
-    daemon.program = options.daemon;
-    daemon.library_path = options.library_path;
-    return daemon;
-}
-
 class Soak {
   public:
     Soak(const Options &options, Report &report)
-        : options_(options), report_(report), daemon_(daemon_options(options)) {
+        : options_(options),
+          report_(report),
+          daemon_(untraced_daemon(options.daemon, options.library_path)) {
         daemon_.allow_error_lines();  // of what is refused on purpose
         for (uint32_t i = 0; i < kLanes; ++i) {
             lanes_.push_back(std::make_unique<Lane>(

@@ -238,7 +238,7 @@ int main(int argc, char *argv[]) {
     app.add_option("--commands", options.commands, "how many, in stories of 400");
     app.add_option("--minutes", options.minutes, "goes on for so long instead");
     app.add_option("--seed", options.seed, "which stories");
-    app.add_option("--story", options.story, "only this one of the seed's stories");
+    app.add_option("--story", options.story, "only the one of this number");
     app.add_option("--jobs", options.jobs, "how many stories run at the same time")
         ->check(CLI::PositiveNumber);
     app.add_option("--shrink-seconds", options.shrink_seconds, "how long a failure is shrunk");

@@ -6,37 +6,11 @@
 namespace zv_fire {
 
 bool is_failable(std::string_view call) {
-    constexpr std::array<std::string_view, 28> kFailable = {
-        "zv_log_init",
-        "zv_log_close",
-        "zv_rpc_core_td_init",
-        "zv_rpc_api_rpc_command_db_init",
-        "zv_rpc_api_rpc_command_db_deinit",
-        "zv_rpc_core_td_start_loop",
-        "zv_net_init",
-        "zv_net_deinit",
-        "zv_net_ports_get_all",
-        "zv_api_open",
-        "zv_api_close",
-        "zv_api_acl_region_set",
-        "zv_api_acl_set",
-        "zv_api_acl_rules_set",
-        "zv_api_acl_rules_get",
-        "zv_api_acl_rule_activity_get",
-        "zv_api_acl_rule_block_move_set",
-        "zv_api_acl_group_set",
-        "zv_api_acl_port_bind_set",
-        "zv_api_acl_rif_bind_set",
-        "zv_api_acl_policy_based_switching_set",
-        "zv_api_acl_policy_based_switching_get",
-        "zv_api_flow_counter_set",
-        "zv_api_flow_counter_get",
-        "zv_api_flow_counter_clear_set",
-        "cl_thread_init",
-        "cl_malloc",
-        "cl_qpool_init",
-    };
-    return std::find(kFailable.begin(), kFailable.end(), call) != kFailable.end();
+    // The calls of a trace that have no status to fail with; every other one has.
+    constexpr std::array<std::string_view, 4> kWithoutStatus = {
+        "cl_free", "zv_rpc_change_main_exit_signal_state", "zv_rpc_register_log_function",
+        "zv_status_str"};
+    return std::find(kWithoutStatus.begin(), kWithoutStatus.end(), call) == kWithoutStatus.end();
 }
 
 void FaultCount::arm(const nlohmann::json &list) {
