@@ -79,7 +79,8 @@ cl_status_t cl_qpool_init(cl_qpool_t *pool, size_t min, size_t max, size_t grow_
                           const void *context) {
     zv_sim::Call call("cl_qpool_init");
     call.args([&](auto &args) {
-        args = {{"min", min}, {"max", max}, {"grow", grow_num}, {"object_size", object_size}};
+        args = zv_sim::object_of(
+            {{"min", min}, {"max", max}, {"grow", grow_num}, {"object_size", object_size}});
     });
     if (call.fails_early()) {
         return call.finish(0);

@@ -48,7 +48,9 @@ zv_sim::OrderedJson number_at(const uint32_t *number) {
 
 uint32_t zv_net_init(zv_log_cb_t /*sink*/, uint32_t verbosity, uint32_t flags) {
     zv_sim::Call call("zv_net_init");
-    call.args([&](auto &args) { args = {{"verbosity", verbosity}, {"flags", flags}}; });
+    call.args([&](auto &args) {
+        args = zv_sim::object_of({{"verbosity", verbosity}, {"flags", flags}});
+    });
     return call.finish(kSuccess);
 }
 
@@ -60,7 +62,8 @@ uint32_t zv_net_deinit(void) {
 uint32_t zv_net_ports_get_all(uint32_t selector, zv_net_port_t *ports, uint32_t *count) {
     zv_sim::Call call("zv_net_ports_get_all");
     call.args([&](auto &args) {
-        args = {{"selector", selector}, {"buffer", ports != nullptr}, {"count", number_at(count)}};
+        args = zv_sim::object_of(
+            {{"selector", selector}, {"buffer", ports != nullptr}, {"count", number_at(count)}});
     });
     std::vector<zv_sim::Port> reported;
     uint32_t status = kSuccess;

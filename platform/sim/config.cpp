@@ -159,7 +159,8 @@ std::string ports_parse(const Json &list, const std::string &path, std::vector<P
 OrderedJson ports_json(const std::vector<Port> &list) {
     OrderedJson written = OrderedJson::array();
     for (const Port &port : list) {
-        written.push_back({{"log_port", port.log_port}, {"kind", port.kind}, {"name", port.name}});
+        written.push_back(zv_sim::object_of(
+            {{"log_port", port.log_port}, {"kind", port.kind}, {"name", port.name}}));
     }
     return written;
 }

@@ -9,15 +9,18 @@
 //
 // An object is made as one (OrderedJson::object()) before a member is named: a null that becomes
 // one by operator[] stays an object without members, which nothing can destroy, where memory ends
-// then.
+// then. And its members are put into a finished object, as object_of does: the library's own
+// constructor from a list of them forgets what it has built when one does not fit.
 #ifndef PLATFORM_SIM_JSON_H
 #define PLATFORM_SIM_JSON_H
 
 #include <cstddef>
+#include <initializer_list>
 #include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <type_traits>
+#include <utility>
 
 #include "platform/sim/export.h"
 #include "platform/sim/json_fwd.h"
@@ -86,5 +89,17 @@ struct std::allocator<zv_sim::OrderedJson> : zv_sim::ScratchAllocator<zv_sim::Or
         return true;
     }
 };
+
+namespace zv_sim {
+
+inline OrderedJson object_of(std::initializer_list<std::pair<const char *, OrderedJson>> members) {
+    OrderedJson object = OrderedJson::object();
+    for (const auto &[name, value] : members) {
+        object[name] = value;
+    }
+    return object;
+}
+
+}  // namespace zv_sim
 
 #endif

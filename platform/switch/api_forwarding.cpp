@@ -21,10 +21,10 @@ zv_status_t zv_api_acl_policy_based_switching_set(zv_api_handle_t handle, uint32
                                                   uint32_t *pbs_id) {
     zv_sim::Call call("zv_api_acl_policy_based_switching_set");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd},
-                {"switch_id", switch_id},
-                {"entry", pbs_entry_json(entry, true)},
-                {"pbs_id", number_json(pbs_id)}};
+        args = zv_sim::object_of({{"cmd", cmd},
+                                  {"switch_id", switch_id},
+                                  {"entry", pbs_entry_json(entry, true)},
+                                  {"pbs_id", number_json(pbs_id)}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         const bool takes_ports = cmd == ZV_ACCESS_CMD_ADD || cmd == ZV_ACCESS_CMD_ADD_PORTS ||
@@ -54,10 +54,10 @@ zv_status_t zv_api_acl_policy_based_switching_get(zv_api_handle_t handle, uint32
                                                   zv_acl_pbs_entry_t *entry) {
     zv_sim::Call call("zv_api_acl_policy_based_switching_get");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd},
-                {"switch_id", switch_id},
-                {"pbs_id", pbs_id},
-                {"entry", pbs_entry_json(entry, false)}};
+        args = zv_sim::object_of({{"cmd", cmd},
+                                  {"switch_id", switch_id},
+                                  {"pbs_id", pbs_id},
+                                  {"entry", pbs_entry_json(entry, false)}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (!has_ports(entry)) {
@@ -76,8 +76,9 @@ zv_status_t zv_api_flow_counter_set(zv_api_handle_t handle, uint32_t cmd, uint32
                                     uint32_t *counter_id) {
     zv_sim::Call call("zv_api_flow_counter_set");
     call.args([&](OrderedJson &args) {
-        args = {
-            {"cmd", cmd}, {"counter_type", counter_type}, {"counter_id", number_json(counter_id)}};
+        args = zv_sim::object_of({{"cmd", cmd},
+                                  {"counter_type", counter_type},
+                                  {"counter_id", number_json(counter_id)}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (counter_id == nullptr) {
@@ -99,7 +100,9 @@ zv_status_t zv_api_flow_counter_set(zv_api_handle_t handle, uint32_t cmd, uint32
 zv_status_t zv_api_flow_counter_get(zv_api_handle_t handle, uint32_t cmd, uint32_t counter_id,
                                     zv_flow_counter_set_t *values) {
     zv_sim::Call call("zv_api_flow_counter_get");
-    call.args([&](OrderedJson &args) { args = {{"cmd", cmd}, {"counter_id", counter_id}}; });
+    call.args([&](OrderedJson &args) {
+        args = zv_sim::object_of({{"cmd", cmd}, {"counter_id", counter_id}});
+    });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (values == nullptr) {
             return kNullParameter;
@@ -119,7 +122,7 @@ zv_status_t zv_api_flow_counter_get(zv_api_handle_t handle, uint32_t cmd, uint32
 
 zv_status_t zv_api_flow_counter_clear_set(zv_api_handle_t handle, uint32_t counter_id) {
     zv_sim::Call call("zv_api_flow_counter_clear_set");
-    call.args([&](OrderedJson &args) { args = {{"counter_id", counter_id}}; });
+    call.args([&](OrderedJson &args) { args = zv_sim::object_of({{"counter_id", counter_id}}); });
     return call.finish(
         carry_out(call, handle, [&](Switch &sw) { return counter_clear(sw, counter_id); }));
 }

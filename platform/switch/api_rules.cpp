@@ -9,10 +9,10 @@ zv_status_t zv_api_acl_rules_set(zv_api_handle_t handle, uint32_t cmd, uint32_t 
                                  const zv_acl_rule_t *rules, uint32_t count) {
     zv_sim::Call call("zv_api_acl_rules_set");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd},
-                {"region_id", region_id},
-                {"rules", rules_json(rules, count)},
-                {"count", count}};
+        args = zv_sim::object_of({{"cmd", cmd},
+                                  {"region_id", region_id},
+                                  {"rules", rules_json(rules, count)},
+                                  {"count", count}});
     });
     return call.finish(carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (rules == nullptr && count != 0) {
@@ -33,7 +33,7 @@ zv_status_t zv_api_acl_rules_get(zv_api_handle_t handle, uint32_t region_id, uin
                                  zv_acl_rule_t *rules, uint32_t count) {
     zv_sim::Call call("zv_api_acl_rules_get");
     call.args([&](OrderedJson &args) {
-        args = {{"region_id", region_id}, {"offset", offset}, {"count", count}};
+        args = zv_sim::object_of({{"region_id", region_id}, {"offset", offset}, {"count", count}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (rules == nullptr && count != 0) {
@@ -53,7 +53,7 @@ zv_status_t zv_api_acl_rule_activity_get(zv_api_handle_t handle, uint32_t cmd, u
                                          uint32_t offset, uint8_t *activity) {
     zv_sim::Call call("zv_api_acl_rule_activity_get");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd}, {"region_id", region_id}, {"offset", offset}};
+        args = zv_sim::object_of({{"cmd", cmd}, {"region_id", region_id}, {"offset", offset}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (activity == nullptr) {
@@ -77,10 +77,10 @@ zv_status_t zv_api_acl_rule_block_move_set(zv_api_handle_t handle, uint32_t regi
                                            uint32_t new_start) {
     zv_sim::Call call("zv_api_acl_rule_block_move_set");
     call.args([&](OrderedJson &args) {
-        args = {{"region_id", region_id},
-                {"block_start", block_start},
-                {"block_size", block_size},
-                {"new_start", new_start}};
+        args = zv_sim::object_of({{"region_id", region_id},
+                                  {"block_start", block_start},
+                                  {"block_size", block_size},
+                                  {"new_start", new_start}});
     });
     return call.finish(carry_out(call, handle, [&](Switch &sw) {
         return rules_move(sw, region_id, block_start, block_size, new_start);

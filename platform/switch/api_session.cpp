@@ -47,7 +47,7 @@ zv_status_t zv_api_close(zv_api_handle_t handle) {
 
 const char *zv_status_str(zv_status_t status) {
     zv_sim::Call call("zv_status_str");
-    call.args([&](OrderedJson &args) { args = {{"status", status}}; });
+    call.args([&](OrderedJson &args) { args = zv_sim::object_of({{"status", status}}); });
     call.finish();
     return status_text(status);
 }

@@ -10,11 +10,11 @@ zv_status_t zv_api_acl_region_set(zv_api_handle_t handle, uint32_t cmd, uint32_t
                                   uint32_t action_type, uint32_t region_size, uint32_t *region_id) {
     zv_sim::Call call("zv_api_acl_region_set");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd},
-                {"key_type", key_type},
-                {"action_type", action_type},
-                {"region_size", region_size},
-                {"region_id", number_json(region_id)}};
+        args = zv_sim::object_of({{"cmd", cmd},
+                                  {"key_type", key_type},
+                                  {"action_type", action_type},
+                                  {"region_size", region_size},
+                                  {"region_id", number_json(region_id)}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (region_id == nullptr) {
@@ -40,11 +40,11 @@ zv_status_t zv_api_acl_set(zv_api_handle_t handle, uint32_t cmd, uint32_t acl_ty
                            uint32_t *acl_id) {
     zv_sim::Call call("zv_api_acl_set");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd},
-                {"acl_type", acl_type},
-                {"direction", direction},
-                {"group", region_group_json(group)},
-                {"acl_id", number_json(acl_id)}};
+        args = zv_sim::object_of({{"cmd", cmd},
+                                  {"acl_type", acl_type},
+                                  {"direction", direction},
+                                  {"group", region_group_json(group)},
+                                  {"acl_id", number_json(acl_id)}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         if (acl_id == nullptr || (group == nullptr && cmd == ZV_ACCESS_CMD_CREATE)) {
@@ -69,11 +69,12 @@ zv_status_t zv_api_acl_group_set(zv_api_handle_t handle, uint32_t cmd, uint32_t 
     call.args([&](OrderedJson &args) {
         // A list that is refused for its length is not read here either.
         const bool readable = count <= kMaxGroupAcls;
-        args = {{"cmd", cmd},
-                {"direction", direction},
-                {"acl_ids", readable ? numbers_json(acl_ids, count) : OrderedJson()},
-                {"count", count},
-                {"group_id", number_json(group_id)}};
+        args =
+            zv_sim::object_of({{"cmd", cmd},
+                               {"direction", direction},
+                               {"acl_ids", readable ? numbers_json(acl_ids, count) : OrderedJson()},
+                               {"count", count},
+                               {"group_id", number_json(group_id)}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
         const bool takes_list = cmd == ZV_ACCESS_CMD_CREATE || cmd == ZV_ACCESS_CMD_SET;
@@ -114,7 +115,7 @@ zv_status_t zv_api_acl_port_bind_set(zv_api_handle_t handle, uint32_t cmd, uint3
                                      uint32_t group_id) {
     zv_sim::Call call("zv_api_acl_port_bind_set");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd}, {"log_port", log_port}, {"group_id", group_id}};
+        args = zv_sim::object_of({{"cmd", cmd}, {"log_port", log_port}, {"group_id", group_id}});
     });
     return call.finish(carry_out(call, handle, [&](Switch &sw) {
         return bind_or_unbind(sw, cmd, {false, log_port}, group_id);
@@ -125,7 +126,7 @@ zv_status_t zv_api_acl_rif_bind_set(zv_api_handle_t handle, uint32_t cmd, uint16
                                     uint32_t group_id) {
     zv_sim::Call call("zv_api_acl_rif_bind_set");
     call.args([&](OrderedJson &args) {
-        args = {{"cmd", cmd}, {"rif_id", rif_id}, {"group_id", group_id}};
+        args = zv_sim::object_of({{"cmd", cmd}, {"rif_id", rif_id}, {"group_id", group_id}});
     });
     return call.finish(carry_out(call, handle, [&](Switch &sw) {
         return bind_or_unbind(sw, cmd, {true, rif_id}, group_id);

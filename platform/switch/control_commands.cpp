@@ -27,7 +27,7 @@ using zv_sim::Json;
 using Command = std::string (*)(Fields &fields, OrderedJson &answer);
 
 void add_usage(OrderedJson &usage, const char *name, uint64_t used, uint32_t capacity) {
-    usage[name] = {{"used", used}, {"capacity", capacity}};
+    usage[name] = zv_sim::object_of({{"used", used}, {"capacity", capacity}});
 }
 
 std::string usage(Fields &fields, OrderedJson &answer) {
@@ -195,7 +195,7 @@ std::string state_answer(Fields &fields) {
 }  // namespace
 
 std::string control_refusal(const std::string &error) {
-    return to_line({{"ok", false}, {"error", error}});
+    return to_line(zv_sim::object_of({{"ok", false}, {"error", error}}));
 }
 
 std::string control_answer(const std::string &request) {
@@ -214,7 +214,7 @@ std::string control_answer(const std::string &request) {
     }
     for (const NamedCommand &command : kCommands) {
         if (command.name == name) {
-            OrderedJson answer = {{"ok", true}};
+            OrderedJson answer = zv_sim::object_of({{"ok", true}});
             const std::string error = command.run(fields, answer);
             return error.empty() ? to_line(answer) : control_refusal(error);
         }

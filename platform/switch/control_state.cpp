@@ -53,10 +53,10 @@ void append_regions(const std::vector<RegionCopy> &regions, std::string *text) {
     const char *separator = "";
     *text += "\"regions\":[";
     for (const RegionCopy &region : regions) {
-        const OrderedJson head = {{"region_id", region.region_id},
-                                  {"region_size", region.region_size},
-                                  {"key_type", region.key_type},
-                                  {"action_type", region.action_type}};
+        const OrderedJson head = zv_sim::object_of({{"region_id", region.region_id},
+                                                    {"region_size", region.region_size},
+                                                    {"key_type", region.key_type},
+                                                    {"action_type", region.action_type}});
         std::string opened = head.dump();
         opened.pop_back();
         text->append(separator).append(opened).append(",\"rules\":[");
@@ -70,10 +70,10 @@ void append_regions(const std::vector<RegionCopy> &regions, std::string *text) {
 OrderedJson acls_json(const std::map<uint32_t, Acl> &acls) {
     OrderedJson list = OrderedJson::array();
     for (const auto &[id, acl] : acls) {
-        list.push_back({{"acl_id", id},
-                        {"acl_type", acl.acl_type},
-                        {"direction", acl.direction},
-                        {"region_id", acl.region_id}});
+        list.push_back(zv_sim::object_of({{"acl_id", id},
+                                          {"acl_type", acl.acl_type},
+                                          {"direction", acl.direction},
+                                          {"region_id", acl.region_id}}));
     }
     return list;
 }
@@ -81,9 +81,9 @@ OrderedJson acls_json(const std::map<uint32_t, Acl> &acls) {
 OrderedJson groups_json(const std::map<uint32_t, Group> &groups) {
     OrderedJson list = OrderedJson::array();
     for (const auto &[id, group] : groups) {
-        list.push_back({{"group_id", id},
-                        {"direction", group.direction},
-                        {"acl_ids", OrderedJson(group.acl_ids)}});
+        list.push_back(zv_sim::object_of({{"group_id", id},
+                                          {"direction", group.direction},
+                                          {"acl_ids", OrderedJson(group.acl_ids)}}));
     }
     return list;
 }
@@ -91,8 +91,8 @@ OrderedJson groups_json(const std::map<uint32_t, Group> &groups) {
 OrderedJson bindings_json(const std::map<BindPoint, uint32_t> &bindings) {
     OrderedJson list = OrderedJson::array();
     for (const auto &[point, group_id] : bindings) {
-        list.push_back(
-            {{point.is_rif ? "rif_id" : "log_port", point.number}, {"group_id", group_id}});
+        list.push_back(zv_sim::object_of(
+            {{point.is_rif ? "rif_id" : "log_port", point.number}, {"group_id", group_id}}));
     }
     return list;
 }
@@ -100,10 +100,10 @@ OrderedJson bindings_json(const std::map<BindPoint, uint32_t> &bindings) {
 OrderedJson pbs_json(const std::map<uint32_t, Pbs> &entries) {
     OrderedJson list = OrderedJson::array();
     for (const auto &[id, pbs] : entries) {
-        list.push_back({{"pbs_id", id},
-                        {"switch_id", pbs.switch_id},
-                        {"entry_type", pbs.entry_type},
-                        {"ports", OrderedJson(pbs.ports)}});
+        list.push_back(zv_sim::object_of({{"pbs_id", id},
+                                          {"switch_id", pbs.switch_id},
+                                          {"entry_type", pbs.entry_type},
+                                          {"ports", OrderedJson(pbs.ports)}}));
     }
     return list;
 }
@@ -111,9 +111,9 @@ OrderedJson pbs_json(const std::map<uint32_t, Pbs> &entries) {
 OrderedJson counters_json(const std::map<uint32_t, Counter> &counters) {
     OrderedJson list = OrderedJson::array();
     for (const auto &[id, counter] : counters) {
-        list.push_back({{"counter_id", id},
-                        {"counter_type", counter.counter_type},
-                        {"values", counter_values_json(counter.values)}});
+        list.push_back(zv_sim::object_of({{"counter_id", id},
+                                          {"counter_type", counter.counter_type},
+                                          {"values", counter_values_json(counter.values)}}));
     }
     return list;
 }

@@ -61,13 +61,13 @@ OrderedJson numbers_json(const uint32_t *numbers, uint32_t count) {
 }
 
 OrderedJson rule_json(const zv_acl_rule_t &rule) {
-    return {{"offset", rule.offset},
-            {"valid", rule.valid},
-            {"key_type", rule.key.key_type},
-            {"key", hex(rule.key.data, sizeof(rule.key.data))},
-            {"mask_key_type", rule.mask.key_type},
-            {"mask", hex(rule.mask.data, sizeof(rule.mask.data))},
-            {"action", hex(&rule.action, sizeof(rule.action))}};
+    return zv_sim::object_of({{"offset", rule.offset},
+                              {"valid", rule.valid},
+                              {"key_type", rule.key.key_type},
+                              {"key", hex(rule.key.data, sizeof(rule.key.data))},
+                              {"mask_key_type", rule.mask.key_type},
+                              {"mask", hex(rule.mask.data, sizeof(rule.mask.data))},
+                              {"action", hex(&rule.action, sizeof(rule.action))}});
 }
 
 OrderedJson rules_json(const zv_acl_rule_t *rules, uint32_t count) {
@@ -85,7 +85,7 @@ OrderedJson region_group_json(const zv_acl_region_group_t *group) {
     if (group == nullptr) {
         return OrderedJson();
     }
-    return {{"type", group->type}, {"region_id", group->region_id}};
+    return zv_sim::object_of({{"type", group->type}, {"region_id", group->region_id}});
 }
 
 OrderedJson counter_values_json(const zv_flow_counter_set_t &values) {
@@ -96,9 +96,10 @@ OrderedJson pbs_entry_json(const zv_acl_pbs_entry_t *entry, bool with_ports) {
     if (entry == nullptr) {
         return OrderedJson();
     }
-    return {{"entry_type", entry->entry_type},
-            {"port_count", entry->port_count},
-            {"ports", numbers_json(entry->ports, with_ports ? entry->port_count : 0)}};
+    return zv_sim::object_of(
+        {{"entry_type", entry->entry_type},
+         {"port_count", entry->port_count},
+         {"ports", numbers_json(entry->ports, with_ports ? entry->port_count : 0)}});
 }
 
 }  // namespace zv_switch

@@ -1,4 +1,9 @@
 // Lines on the switch's control socket without memory: its thread lives in the daemon's process.
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "tests/fire/exhaustion/exhaustion.h"
 
 namespace zv_fire {
@@ -32,8 +37,38 @@ std::vector<Line> lines() {
     };
 }
 
-// Whether an allocation failed.
-bool exhaust_line(const Line &line, uint64_t nth, const Mode &mode, Report &report) {
+constexpr int64_t kUnknown = std::numeric_limits<int64_t>::max();
+
+struct Outcome {
+    bool failed = false;  // an allocation did
+    int64_t live = 0;     // allocations of all threads in the end
+};
+
+// What all threads hold once the line was carried out without a failure too, so that what it
+// changes for good is the same in every run. The control thread lets go after it has answered:
+// waited for.
+int64_t live_at_rest(const Faults &faults, const std::string &path, const Line &line,
+                     int64_t at_most) {
+    {
+        ControlLine again(path);
+        again.send(line.text);
+        again.answer();
+    }
+    int64_t live = kUnknown;
+    int looks = 0;  // that found the same
+    wait_until([&] {
+        const int64_t before = live;
+        live = faults.live_of_main() + faults.live_of_others();
+        looks = live == before ? looks + 1 : 0;
+        // Where the figure is not known yet, it is the one that stays.
+        return at_most == kUnknown ? looks == 500 : live <= at_most;
+    });
+    return live;
+}
+
+// `nth` 0: none fails. `at_most`: what such a run holds in the end, or kUnknown.
+Outcome exhaust_line(const Line &line, uint64_t nth, const Mode &mode, int64_t at_most,
+                     Report &report) {
     const std::string what = std::string("control ") + line.name + ", allocation " +
                              std::to_string(nth) + " " + mode.name;
     tally.runs++;
@@ -47,29 +82,33 @@ bool exhaust_line(const Line &line, uint64_t nth, const Mode &mode, Report &repo
     const std::string path = daemon.root().file("var/run/zv_switch.sock");
 
     faults.arm_allocations(nth, mode.times, FIRE_OTHER_THREADS);
-    ControlLine asked(path);
-    asked.send(line.text);
+    std::optional<ControlLine> asked(std::in_place, path);
+    asked->send(line.text);
     // Where all memory is out the answer may have to wait until there is some.
     const bool moved = wait_until(
-        [&] { return asked.ended() || !daemon.running() || faults.allocations_failed() > 20; });
+        [&] { return asked->ended() || !daemon.running() || faults.allocations_failed() > 20; });
     faults.disarm_allocations();
     if (!report.expect(moved && daemon.running(), what + ": the daemon is gone or hangs")) {
-        return faults.allocations_failed() > 0;
+        return {faults.allocations_failed() > 0, 0};
     }
-    const std::optional<std::string> answer = asked.answer();
+    const std::optional<std::string> answer = asked->answer();
+    asked.reset();
     report.expect(answer.has_value(), what + ": neither an answer nor an end");
     tally.failed += faults.allocations_failed();
     (answer && answer->find("\"ok\":true") != std::string::npos ? tally.carried_out
                                                                 : tally.refused)++;
     daemon.control().state();
     expect_served(report, what, one, other);
-    return faults.allocations_failed() > 0;
+    const int64_t live = live_at_rest(faults, path, line, at_most);
+    report.expect(live <= at_most, what + ": " + std::to_string(live - at_most) + " blocks leaked");
+    return {faults.allocations_failed() > 0, live};
 }
 
 void exhaust(const Line &line, Report &report) {
+    const int64_t whole = exhaust_line(line, 0, kModes[0], kUnknown, report).live;
     for (const Mode &mode : kModes) {
         uint64_t nth = 1;
-        while (exhaust_line(line, nth, mode, report)) {
+        while (exhaust_line(line, nth, mode, whole, report).failed) {
             nth++;
         }
     }

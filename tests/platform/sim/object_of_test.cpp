@@ -1,0 +1,78 @@
+// What building an object leaves behind when memory ends in the middle: the program's operator new
+// counts what is held and fails where a test says.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "platform/sim/json.h"
+
+namespace {
+
+int64_t g_held = 0;
+uint64_t g_until_failure = 0;  // 0: none fails
+
+void *take(size_t size) {
+    if (g_until_failure != 0 && --g_until_failure == 0) {
+        throw std::bad_alloc();
+    }
+    void *memory = std::malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    g_held++;
+    return memory;
+}
+
+void give(void *memory) {
+    g_held -= memory != nullptr ? 1 : 0;
+    std::free(memory);
+}
+
+}  // namespace
+
+void *operator new(size_t size) {
+    return take(size);
+}
+void operator delete(void *memory) noexcept {
+    give(memory);
+}
+void operator delete(void *memory, size_t /*size*/) noexcept {
+    give(memory);
+}
+
+namespace {
+
+// Its texts are too long to lie within a string.
+zv_sim::OrderedJson build() {
+    return zv_sim::object_of(
+        {{"one", 1},
+         {"a name that takes memory", std::string(100, 'x')},
+         {"within", zv_sim::object_of({{"two", 2}, {"text", std::string(100, 'y')}})}});
+}
+
+TEST(JsonObjectOf, HoldsTheMembersInTheirOrder) {
+    EXPECT_EQ(build().dump(), R"({"one":1,"a name that takes memory":")" + std::string(100, 'x') +
+                                  R"(","within":{"two":2,"text":")" + std::string(100, 'y') +
+                                  "\"}}");
+}
+
+TEST(JsonObjectOf, ForgetsNothingWhenMemoryEndsInTheMiddle) {
+    uint64_t nth = 1;
+    for (bool failed = true; failed; nth++) {
+        const int64_t before = g_held;
+        g_until_failure = nth;
+        failed = false;
+        try {
+            build();
+        } catch (const std::bad_alloc &) {
+            failed = true;
+        }
+        g_until_failure = 0;
+        EXPECT_EQ(g_held, before) << "allocation " << nth;
+    }
+    EXPECT_GT(nth, 10u);
+}
+
+}  // namespace
