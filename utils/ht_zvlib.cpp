@@ -149,14 +149,26 @@ ht_hash_zvlib_t hash_of_kind(uint32_t hash_kind) {
     }
 }
 
+// An array of zeros, every page of which the process has: the kernel hands out those of calloc when
+// they are first touched, which would be in the middle of a request.
+template <class T>
+T *make_zeros(size_t length) {
+    constexpr size_t SMALLEST_PAGE_BYTES = 4096;
+    auto *zeros = static_cast<T *>(std::calloc(length, sizeof(T)));
+    const size_t bytes = zeros != nullptr ? length * sizeof(T) : 0;
+    for (size_t at = 0; at < bytes; at += SMALLEST_PAGE_BYTES) {
+        *reinterpret_cast<volatile uint8_t *>(reinterpret_cast<uint8_t *>(zeros) + at) = 0;
+    }
+    return zeros;
+}
+
 // Allocates the parts of a table whose sizes are set. What was allocated before a failure stays.
 int build(ht_zvlib_t *table, uint32_t hash_kind) {
     // At least one element, since an allocation of nothing may or may not return null.
     const size_t length = std::max<size_t>(table->num_buckets, 1);
-    table->bucket_heads =
-        static_cast<ht_entry_zvlib_t **>(std::calloc(length, sizeof(ht_entry_zvlib_t *)));
+    table->bucket_heads = make_zeros<ht_entry_zvlib_t *>(length);
     if (table->bucket_heads != nullptr) {
-        table->bucket_counts = static_cast<uint32_t *>(std::calloc(length, sizeof(uint32_t)));
+        table->bucket_counts = make_zeros<uint32_t>(length);
     }
     if (table->bucket_counts == nullptr) {
         table->num_buckets = 0;  // so that nobody looks for one
@@ -250,23 +262,7 @@ int ht_insert_zvlib(ht_zvlib_t *table, const void *key, const void *value) {
 }
 
 int ht_insert_new_zvlib(ht_zvlib_t *table, const void *key, const void *value, uint32_t *found) {
-    if (found == nullptr) {
-        return 1;
-    }
-    *found = 0;
-    if (table == nullptr || key == nullptr || value == nullptr) {
-        return 1;
-    }
-    uint32_t bucket = 0;
-    if (!bucket_of(table, key, &bucket)) {
-        return 1;
-    }
-    ht_entry_zvlib_t *before = nullptr;
-    if (find(table, bucket, key, &before) != nullptr) {
-        *found = 1;
-        return 1;
-    }
-    return insert_at(table, bucket, key, value);
+    return ht_insert_new_in_zvlib(table, ht_bucket_zvlib(table, key), key, value, found);
 }
 
 int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *found) {
@@ -284,6 +280,65 @@ int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *
     *value = value_of(table, recent);
     *found = 1;
     return 0;
+}
+
+uint32_t ht_bucket_zvlib(const ht_zvlib_t *table, const void *key) {
+    uint32_t bucket = 0;
+    return table != nullptr && key != nullptr && bucket_of(table, key, &bucket)
+               ? bucket
+               : HT_NO_BUCKET_ZVLIB;
+}
+
+int ht_insert_new_in_zvlib(ht_zvlib_t *table, uint32_t bucket, const void *key, const void *value,
+                           uint32_t *found) {
+    if (found == nullptr) {
+        return 1;
+    }
+    *found = 0;
+    if (table == nullptr || key == nullptr || value == nullptr) {
+        return 1;
+    }
+    ht_entry_zvlib_t *before = nullptr;
+    if (bucket >= table->num_buckets) {
+        return 1;
+    }
+    if (find(table, bucket, key, &before) != nullptr) {
+        *found = 1;
+        return 1;
+    }
+    return insert_at(table, bucket, key, value);
+}
+
+int ht_lookup_in_zvlib(ht_zvlib_t *table, uint32_t bucket, const void *key, void **value,
+                       uint32_t *found) {
+    if (found == nullptr) {
+        return 1;
+    }
+    *found = 0;
+    if (table == nullptr || key == nullptr || value == nullptr) {
+        return 1;
+    }
+    ht_entry_zvlib_t *before = nullptr;
+    ht_entry_zvlib_t *entry =
+        bucket < table->num_buckets ? find(table, bucket, key, &before) : nullptr;
+    if (entry != nullptr) {
+        *value = value_of(table, entry);
+        *found = 1;
+    }
+    return 0;
+}
+
+void ht_prefetch_bucket_zvlib(const ht_zvlib_t *table, uint32_t bucket) {
+    if (table != nullptr && bucket < table->num_buckets) {
+        __builtin_prefetch(&table->bucket_heads[bucket], 1);
+        __builtin_prefetch(&table->bucket_counts[bucket], 1);
+    }
+}
+
+void ht_prefetch_entries_zvlib(const ht_zvlib_t *table, uint32_t count) {
+    if (table != nullptr) {
+        utils_pool_prefetch(table->pool, count);
+    }
 }
 
 int ht_delete_zvlib(ht_zvlib_t *table, const void *key) {

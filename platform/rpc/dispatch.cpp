@@ -27,9 +27,8 @@ bool has_path_field(const Header &request) {
 
 bool Dispatcher::open(uint32_t max_message) {
     packet_ = make_buffer(max_message);
-    reply_ = make_buffer(max_message);
     max_message_ = max_message;
-    return packet_ != nullptr && reply_ != nullptr;
+    return packet_ != nullptr;
 }
 
 bool Dispatcher::set_table(const zv_rpc_command_t *table, uint32_t count) {
@@ -56,7 +55,6 @@ bool Dispatcher::set_table(const zv_rpc_command_t *table, uint32_t count) {
 
 void Dispatcher::close() {
     packet_.reset();
-    reply_.reset();
     commands_.reset();
     command_num_ = 0;
 }
@@ -85,7 +83,7 @@ uint32_t Dispatcher::answer(size_t packet_len, bool shutting_down) {
         run(*command, request, &reply);
     }
     reply.transport = transport;
-    memcpy(reply_.get(), &reply, sizeof(reply));
+    memcpy(packet_.get(), &reply, sizeof(reply));
     return kHeaderLen + reply.body_len;
 }
 
@@ -97,19 +95,21 @@ void Dispatcher::run(const Command &command, const Header &request, Header *repl
     reply->status = command.handler(body, request.body_len, &reply_body, &reply_len);
     erase_path(request, body);
     if (reply->status == 0 && reply_len > 0) {
-        copy_reply(command, reply_body, reply_len, reply);
+        place_reply(command, reply_body, reply_len, reply);
     }
 }
 
-void Dispatcher::copy_reply(const Command &command, const uint8_t *from, uint32_t len,
-                            Header *reply) {
+void Dispatcher::place_reply(const Command &command, const uint8_t *from, uint32_t len,
+                             Header *reply) {
     if (from == nullptr || len > max_message_ - kHeaderLen) {
         log_line(kWarning, "The reply of command %u is left out: %u bytes %s.\n", command.id, len,
                  from == nullptr ? "at a null address" : "do not fit a message");
         return;
     }
-    auto *to = reinterpret_cast<uint8_t *>(reply_.get()) + kHeaderLen;
-    memcpy(to, from, len);
+    uint8_t *to = packet() + kHeaderLen;
+    if (from != to) {
+        memmove(to, from, len);
+    }
     reply->body_len = len;
     // A handler may answer with a copy of the record that it made while the address stood in it.
     uint64_t address = reinterpret_cast<uintptr_t>(path_);

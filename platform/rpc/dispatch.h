@@ -12,17 +12,18 @@
 
 namespace zv_rpc_lib {
 
-// Owns the command table and the buffers that all requests share: a request is answered before the
-// next one is read, so one of each is enough and none is allocated while serving.
+// Owns the command table and the buffer that all requests share: a request is answered before the
+// next one is read, so one is enough and none is allocated while serving. A reply takes its
+// request's place: most bodies are answered as they lie there, and are not copied at all.
 class Dispatcher {
   public:
-    // Makes the buffers for messages of max_message bytes. False when there is no memory.
+    // Makes the buffer for messages of max_message bytes. False when there is no memory.
     bool open(uint32_t max_message);
     // Takes a copy of the table. False, and nothing changed, where zv_rpc.h says that it is bad, or
     // without memory.
     bool set_table(const zv_rpc_command_t *table, uint32_t count);
     bool has_table() const { return command_num_ > 0; }
-    // Forgets the table and the buffers.
+    // Forgets the table and the buffer.
     void close();
 
     // Where a packet is received: room for the longest message, aligned so that the body behind the
@@ -32,9 +33,9 @@ class Dispatcher {
 
     // Answers the packet in packet(). packet_len is its true length, which may exceed the room.
     // shutting_down: well-formed requests are refused instead of carried out.
-    // Returns the length of the reply, which is in reply() until the next call.
+    // Returns the length of the reply, which is in reply() until the next packet is received.
     uint32_t answer(size_t packet_len, bool shutting_down);
-    const uint8_t *reply() const { return reinterpret_cast<const uint8_t *>(reply_.get()); }
+    const uint8_t *reply() const { return reinterpret_cast<const uint8_t *>(packet_.get()); }
 
   private:
     struct Command {
@@ -44,14 +45,13 @@ class Dispatcher {
 
     const Command *find(uint32_t id) const;
     void run(const Command &command, const Header &request, Header *reply);
-    void copy_reply(const Command &command, const uint8_t *from, uint32_t len, Header *reply);
+    void place_reply(const Command &command, const uint8_t *from, uint32_t len, Header *reply);
     // The path address in the body of a path command: written before the handler, erased after it.
     void set_path(const Header &request, uint8_t *body);
     void erase_path(const Header &request, uint8_t *body);
 
     uint32_t max_message_ = 0;
     std::unique_ptr<uint64_t[]> packet_;
-    std::unique_ptr<uint64_t[]> reply_;
     std::unique_ptr<Command[]> commands_;  // by ascending id
     uint32_t command_num_ = 0;
     char path_[kMaxPath] = {};

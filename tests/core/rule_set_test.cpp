@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 
 #include "core/acl_rm.h"
 #include "core/acl_rm_rule_set.h"
@@ -275,6 +276,36 @@ TEST_F(RuleSetTest, SwitchsRulesWithoutMemoryAreNotifiedByTheCallersAlone) {
     EXPECT_TRUE(reports(take_lines(), {}, 6, 2));
     EXPECT_EQ(writes().size(), 0u);
     EXPECT_EQ(g_rules_cnt, 0);
+}
+
+TEST_F(RuleSetTest, SwitchGetsEveryBlockWholeAndNothingElse) {
+    Rules rules = {rule_at(12, 3)};
+    rules[0].valid = 200;
+    rules[0].mask.key_type = 99;
+    for (uint32_t i = 0; i < ZV_ACL_RM_KEY_BYTES; i++) {
+        rules[0].key.data[i] = static_cast<uint8_t>(i);
+        rules[0].mask.data[i] = static_cast<uint8_t>(255 - i);
+    }
+    for (uint32_t i = 0; i < ZV_ACL_RM_ACTION_BYTES; i++)
+        rules[0].action[i] = static_cast<uint8_t>(100 + i);
+    {
+        // The heap hands the same memory out again, so that what is not written shows.
+        const auto dirt = std::make_unique<zv_acl_rule_t[]>(1);
+        memset(dirt.get(), 0xee, sizeof(zv_acl_rule_t));
+    }
+    ASSERT_EQ(write(&rules), ZV_ACL_RM_STATUS_SUCCESS);
+    zv_acl_rule_t written = {};
+    ASSERT_EQ(zv_api_acl_rules_get(zv_sdk_handle, region_id_, 12, &written, 1), 0u);
+    EXPECT_EQ(written.offset, 12u);
+    EXPECT_EQ(written.valid, 200);
+    EXPECT_EQ(written.key.key_type, 3u);
+    EXPECT_EQ(written.mask.key_type, 99u);
+    // Nothing of the daemon's memory goes to the switch in the gap behind `valid`.
+    constexpr uint8_t ZEROS[3] = {};
+    EXPECT_EQ(memcmp(&written.valid + 1, ZEROS, sizeof(ZEROS)), 0);
+    EXPECT_EQ(memcmp(written.key.data, rules[0].key.data, ZV_ACL_RM_KEY_BYTES), 0);
+    EXPECT_EQ(memcmp(written.mask.data, rules[0].mask.data, ZV_ACL_RM_KEY_BYTES), 0);
+    EXPECT_EQ(memcmp(&written.action, rules[0].action, ZV_ACL_RM_ACTION_BYTES), 0);
 }
 
 TEST_F(RuleSetTest, GroupIsWrittenByTheWriteCommandAlone) {
