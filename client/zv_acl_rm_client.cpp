@@ -1,4 +1,4 @@
-/* The client library over the platform's RPC client.
+/* The client object over the platform's RPC client.
  *
  * A reply is taken into a buffer of the library's own first and copied to the caller's record only
  * when the command succeeded and the reply has the size the command promises: a record is never
@@ -11,47 +11,83 @@
 #include <cstring>
 #include <new>
 
-#include "zv_rpc_client.h"
+#include "client/client_object.h"
 
-struct zv_acl_rm_client {
-    zv_rpc_client_t *rpc;
-    uint64_t handle;
-    int timeout_ms;
-    uint32_t outstanding; /* rule commands sent whose answers have not been received */
-};
+using zv_acl_rm_lib::CommandRow;
+using zv_acl_rm_lib::Pending;
 
 namespace {
 
 constexpr uint32_t kLargestReply = sizeof(zv_acl_rm_acl_rule_set_params_t);
-constexpr size_t kPathBytes = 4096; /* of a dump path, with its NUL */
 
+/* A command's record on its way out. */
 struct Request {
-    uint32_t command;
-    const void *body;
-    uint32_t body_len;
-    const void *attachment = nullptr;
+    const CommandRow *row = nullptr;
+    const void *body = nullptr;
+    const char *attachment = nullptr;
     uint32_t attachment_len = 0;
+    zv_acl_rm_dump_params_t dump = {}; /* what is sent of a DUMP, whose path travels beside it */
 };
 
-/* What part of the caller's record the reply replaces. */
-struct Reply {
-    void *place = nullptr;
-    uint32_t len = 0;
+/* The caller's handle is filled in even where the record is not sent: it never holds another. */
+int prepare(const zv_acl_rm_client_t *client, uint32_t command, void *record, uint32_t record_len,
+            Request *request) {
+    const CommandRow *row = zv_acl_rm_lib::find_row(command);
+    if (row == nullptr || record == nullptr || record_len != row->record_bytes) {
+        return EINVAL;
+    }
+    std::memcpy(record, &client->handle, sizeof(client->handle));
+    if (const int error = row->check == nullptr ? 0 : row->check(record); error != 0) {
+        return error;
+    }
+    request->row = row;
+    request->body = record;
+    if (command == ZV_ACL_RM_API_INT_CMD_DUMP) {
+        const auto *params = static_cast<const zv_acl_rm_dump_params_t *>(record);
+        request->attachment = reinterpret_cast<const char *>(static_cast<uintptr_t>(params->path));
+        request->attachment_len = static_cast<uint32_t>(std::strlen(request->attachment)) + 1;
+        request->dump.client_handle = client->handle;
+        request->body = &request->dump;
+    }
+    return 0;
+}
+
+struct Received {
+    alignas(8) uint8_t bytes[kLargestReply];
+    uint32_t len = sizeof(bytes);
+    uint32_t status = 0;
 };
 
-/* Copies a good reply out. A failing command has no body, whatever its record's size. */
-int take_reply(const uint8_t *received, uint32_t received_len, uint32_t answer, const Reply &reply,
+/* Copies a good reply out; a failing command has no body, whatever its record's size. */
+int take_reply(const CommandRow &row, const Received &received, void *record,
                zv_acl_rm_status_t *status) {
-    if (answer == ZV_ACL_RM_STATUS_SUCCESS) {
-        if (received_len != reply.len) {
+    if (received.status == ZV_ACL_RM_STATUS_SUCCESS) {
+        if (received.len != row.reply_bytes) {
             return EPROTO;
         }
-        if (reply.place != nullptr) {
-            std::memcpy(reply.place, received, reply.len);
+        if (record != nullptr && row.reply_bytes != 0) {
+            std::memcpy(static_cast<uint8_t *>(record) + row.reply_at, received.bytes,
+                        row.reply_bytes);
         }
     }
-    *status = answer;
+    *status = received.status;
     return 0;
+}
+
+/* The handle is registered also where the switch could not be opened. */
+void note_open(zv_acl_rm_client_t *client, const CommandRow &row, uint32_t owner,
+               zv_acl_rm_status_t status) {
+    const bool taken = status == ZV_ACL_RM_STATUS_SUCCESS || status == ZV_ACL_RM_STATUS_ERROR;
+    if (row.command == ZV_ACL_RM_API_INT_CMD_OPEN && taken) {
+        client->opened_as |= 1u << owner;
+    }
+}
+
+uint32_t owner_of(const Request &request) {
+    if (request.row->command != ZV_ACL_RM_API_INT_CMD_OPEN) {
+        return 0;
+    }
+    return static_cast<const zv_acl_rm_open_params_t *>(request.body)->owner;
 }
 
 /* A reply longer than any of the protocol's is as wrong as one of any other unexpected size. */
@@ -59,48 +95,71 @@ int name_error(int error) {
     return error == ENOBUFS ? EPROTO : error;
 }
 
-int exchange(zv_acl_rm_client_t *client, const Request &request, const Reply &reply,
-             zv_acl_rm_status_t *status) {
-    alignas(8) uint8_t received[kLargestReply];
-    uint32_t received_len = sizeof(received);
-    uint32_t answer = 0;
-    const int error = zv_rpc_client_call(
-        client->rpc, request.command, request.body, request.body_len, request.attachment,
-        request.attachment_len, received, &received_len, &answer, client->timeout_ms);
-    if (error != 0) {
-        return name_error(error);
+/* Whether a failing receive has used its request up. Once the daemon has gone, each call reports
+ * one of those it owes. */
+bool is_final(int error) {
+    switch (error) {
+        case 0:
+        case EBADMSG:
+        case EOPNOTSUPP:
+        case EMSGSIZE:
+        case ESHUTDOWN:
+        case ENOBUFS:
+        case ECONNRESET:
+        case EPROTO:
+            return true;
+        default: /* ETIMEDOUT, and whatever kept the kernel from handing over what is there */
+            return false;
     }
-    return take_reply(received, received_len, answer, reply, status);
 }
 
-/* The common case: a record that comes back whole. */
-template <typename Params>
-int call(zv_acl_rm_client_t *client, uint32_t command, Params *params, zv_acl_rm_status_t *status) {
-    if (client == nullptr || params == nullptr || status == nullptr) {
-        return EINVAL;
-    }
-    params->client_handle = client->handle;
-    return exchange(client, {command, params, sizeof(*params)}, {params, sizeof(*params)}, status);
+/* Whether the transport has said to which request its error belongs. */
+bool has_sequence(int error) {
+    return error != ECONNRESET && error != EPROTO;
 }
 
-/* A record to which nothing but a status comes back. */
-template <typename Params>
-int call_without_reply(zv_acl_rm_client_t *client, uint32_t command, const Params &params,
-                       zv_acl_rm_status_t *status) {
-    if (client == nullptr || status == nullptr) {
-        return EINVAL;
-    }
-    Params sent = params;
-    sent.client_handle = client->handle;
-    return exchange(client, {command, &sent, sizeof(sent)}, {}, status);
+Pending pop_oldest(zv_acl_rm_client_t *client) {
+    const Pending pending = client->pending[client->oldest];
+    client->oldest = (client->oldest + 1) % ZV_ACL_RM_MAX_IN_FLIGHT;
+    client->pending_num--;
+    return pending;
 }
 
-/* The daemon trusts counts of ports; reading past the record's array must be stopped here. */
-bool too_many_ports(uint32_t ports_num) {
-    return ports_num > ZV_ACL_RM_PORTS_PER_RECORD;
+void push(zv_acl_rm_client_t *client, const Pending &pending) {
+    client->pending[(client->oldest + client->pending_num) % ZV_ACL_RM_MAX_IN_FLIGHT] = pending;
+    client->pending_num++;
+}
+
+/* Whether the caller's record has room for the record of the oldest request. */
+bool has_room(const zv_acl_rm_client_t *client, const void *record, const uint32_t *record_len) {
+    return record == nullptr || *record_len >= client->pending[client->oldest].row->record_bytes;
 }
 
 }  // namespace
+
+int zv_acl_rm_lib::perform(zv_acl_rm_client_t *client, uint32_t command, void *record,
+                           uint32_t record_len, zv_acl_rm_status_t *status) {
+    if (client == nullptr || status == nullptr) {
+        return EINVAL;
+    }
+    Request request;
+    if (const int error = prepare(client, command, record, record_len, &request); error != 0) {
+        return error;
+    }
+    Received received;
+    int error = zv_rpc_client_call(client->rpc, command, request.body, record_len,
+                                   request.attachment, request.attachment_len, received.bytes,
+                                   &received.len, &received.status, client->timeout_ms);
+    if (error != 0) {
+        return name_error(error);
+    }
+    const uint32_t owner = owner_of(request);
+    error = take_reply(*request.row, received, record, status);
+    if (error == 0) {
+        note_open(client, *request.row, owner, *status);
+    }
+    return error;
+}
 
 extern "C" {
 
@@ -110,11 +169,11 @@ int zv_acl_rm_client_connect(const char *socket_path, uint64_t handle,
         return EINVAL;
     }
     *client = nullptr;
-    auto *made =
-        new (std::nothrow) zv_acl_rm_client{nullptr, handle, ZV_ACL_RM_DEFAULT_TIMEOUT_MS, 0};
+    auto *made = new (std::nothrow) zv_acl_rm_client;
     if (made == nullptr) {
         return ENOMEM;
     }
+    made->handle = handle;
     const char *path = socket_path == nullptr ? ZV_ACL_RM_SOCKET_PATH : socket_path;
     const int error = zv_rpc_client_connect(path, &made->rpc);
     if (error != 0) {
@@ -149,165 +208,64 @@ int zv_acl_rm_client_fd(const zv_acl_rm_client_t *client) {
     return client == nullptr ? -1 : zv_rpc_client_fd(client->rpc);
 }
 
-int zv_acl_rm_api_open(zv_acl_rm_client_t *client, uint32_t owner, zv_acl_rm_status_t *status) {
-    /* The daemon stores the handle at the owner's place without a look at the number. */
-    if (owner >= ZV_ACL_RM_OWNER_NUM) {
+int zv_acl_rm_client_submit(zv_acl_rm_client_t *client, uint32_t command, void *record,
+                            uint32_t record_len, uint32_t *sequence) {
+    if (client == nullptr || sequence == nullptr) {
         return EINVAL;
     }
-    return call_without_reply(client, ZV_ACL_RM_API_INT_CMD_OPEN,
-                              zv_acl_rm_open_params_t{0, owner, 0}, status);
-}
-
-int zv_acl_rm_api_init(zv_acl_rm_client_t *client, uint32_t chip_type, zv_acl_rm_status_t *status) {
-    return call_without_reply(client, ZV_ACL_RM_API_INT_CMD_INIT,
-                              zv_acl_rm_init_params_t{0, chip_type, 0}, status);
-}
-
-int zv_acl_rm_api_acl_set(zv_acl_rm_client_t *client, zv_acl_rm_acl_set_params_t *params,
-                          zv_acl_rm_status_t *status) {
-    if (client == nullptr || params == nullptr || status == nullptr) {
-        return EINVAL;
+    Request request;
+    int error = prepare(client, command, record, record_len, &request);
+    if (error != 0) {
+        return error;
     }
-    params->client_handle = client->handle;
-    return exchange(client, {ZV_ACL_RM_API_INT_CMD_ACL_SET, params, sizeof(*params)},
-                    {&params->acl, sizeof(params->acl)}, status);
-}
-
-int zv_acl_rm_api_acl_resize(zv_acl_rm_client_t *client, zv_acl_rm_acl_resize_params_t *params,
-                             zv_acl_rm_status_t *status) {
-    return call(client, ZV_ACL_RM_API_INT_CMD_ACL_RESIZE, params, status);
-}
-
-int zv_acl_rm_api_acl_rule_set(zv_acl_rm_client_t *client, zv_acl_rm_acl_rule_set_params_t *params,
-                               zv_acl_rm_status_t *status) {
-    return call(client, ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET, params, status);
-}
-
-int zv_acl_rm_api_acl_rule_get(zv_acl_rm_client_t *client, zv_acl_rm_acl_rule_get_params_t *params,
-                               zv_acl_rm_status_t *status) {
-    return call(client, ZV_ACL_RM_API_INT_CMD_ACL_RULE_GET, params, status);
-}
-
-int zv_acl_rm_api_acl_rule_move_block(zv_acl_rm_client_t *client,
-                                      const zv_acl_rm_acl_rule_move_block_params_t *params,
-                                      zv_acl_rm_status_t *status) {
-    if (params == nullptr) {
-        return EINVAL;
-    }
-    return call_without_reply(client, ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK, *params, status);
-}
-
-int zv_acl_rm_api_acl_port_bind(zv_acl_rm_client_t *client,
-                                zv_acl_rm_acl_port_bind_params_t *params,
-                                zv_acl_rm_status_t *status) {
-    if (params != nullptr && too_many_ports(params->ports_num)) {
-        return EINVAL;
-    }
-    return call(client, ZV_ACL_RM_API_INT_CMD_ACL_BIND_PORT_SET, params, status);
-}
-
-int zv_acl_rm_api_acl_rif_bind(zv_acl_rm_client_t *client, zv_acl_rm_acl_rif_bind_params_t *params,
-                               zv_acl_rm_status_t *status) {
-    if (params != nullptr && too_many_ports(params->rifs_num)) {
-        return EINVAL;
-    }
-    return call(client, ZV_ACL_RM_API_INT_CMD_ACL_BIND_RIF_SET, params, status);
-}
-
-int zv_acl_rm_api_counter_set(zv_acl_rm_client_t *client, zv_acl_rm_counter_set_params_t *params,
-                              zv_acl_rm_status_t *status) {
-    return call(client, ZV_ACL_RM_API_INT_CMD_COUNTER_SET, params, status);
-}
-
-int zv_acl_rm_api_counter_get(zv_acl_rm_client_t *client, zv_acl_rm_counter_get_params_t *params,
-                              zv_acl_rm_status_t *status) {
-    return call(client, ZV_ACL_RM_API_INT_CMD_COUNTER_GET, params, status);
-}
-
-int zv_acl_rm_api_mc_group_set(zv_acl_rm_client_t *client, zv_acl_rm_mc_group_set_params_t *params,
-                               zv_acl_rm_status_t *status) {
-    if (params != nullptr && too_many_ports(params->ports_num)) {
-        return EINVAL;
-    }
-    return call(client, ZV_ACL_RM_API_INT_CMD_MC_GRP_SET, params, status);
-}
-
-int zv_acl_rm_api_mc_group_get(zv_acl_rm_client_t *client, zv_acl_rm_mc_group_get_params_t *params,
-                               zv_acl_rm_status_t *status) {
-    if (params != nullptr && too_many_ports(params->ports_num)) {
-        return EINVAL;
-    }
-    return call(client, ZV_ACL_RM_API_INT_CMD_MC_GRP_GET, params, status);
-}
-
-int zv_acl_rm_api_system_bind_set(zv_acl_rm_client_t *client,
-                                  zv_acl_rm_acl_system_bind_params_t *params,
-                                  zv_acl_rm_status_t *status) {
-    return call(client, ZV_ACL_RM_API_INT_CMD_ACL_BIND_SYSTEM_SET, params, status);
-}
-
-int zv_acl_rm_api_port_set(zv_acl_rm_client_t *client, zv_acl_rm_port_set_params_t *params,
-                           zv_acl_rm_status_t *status) {
-    if (params != nullptr && too_many_ports(params->ports_num)) {
-        return EINVAL;
-    }
-    return call(client, ZV_ACL_RM_API_INT_CMD_PORT_SET, params, status);
-}
-
-int zv_acl_rm_api_dump(zv_acl_rm_client_t *client, const char *path, zv_acl_rm_status_t *status) {
-    if (client == nullptr || path == nullptr || path[0] == '\0' || status == nullptr) {
-        return EINVAL;
-    }
-    const size_t bytes = strnlen(path, kPathBytes) + 1;
-    if (bytes > kPathBytes) {
-        return ENAMETOOLONG;
-    }
-    zv_acl_rm_dump_params_t params{client->handle, 0};
-    return exchange(
-        client,
-        {ZV_ACL_RM_API_INT_CMD_DUMP, &params, sizeof(params), path, static_cast<uint32_t>(bytes)},
-        {&params, sizeof(params)}, status);
-}
-
-int zv_acl_rm_api_acl_rule_set_send(zv_acl_rm_client_t *client,
-                                    zv_acl_rm_acl_rule_set_params_t *params, uint32_t *sequence) {
-    if (client == nullptr || params == nullptr || sequence == nullptr) {
-        return EINVAL;
-    }
-    if (client->outstanding >= ZV_ACL_RM_MAX_IN_FLIGHT) {
+    if (client->pending_num >= ZV_ACL_RM_MAX_IN_FLIGHT) {
         return EAGAIN;
     }
-    params->client_handle = client->handle;
-    const int error = zv_rpc_client_send(client->rpc, ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET, params,
-                                         sizeof(*params), nullptr, 0, sequence, client->timeout_ms);
+    error = zv_rpc_client_send(client->rpc, command, request.body, record_len, request.attachment,
+                               request.attachment_len, sequence, client->timeout_ms);
     if (error == 0) {
-        client->outstanding++;
+        push(client, {*sequence, owner_of(request), request.row});
     }
     return error;
 }
 
-int zv_acl_rm_api_acl_rule_set_receive(zv_acl_rm_client_t *client,
-                                       zv_acl_rm_acl_rule_set_params_t *params, uint32_t *sequence,
-                                       zv_acl_rm_status_t *status) {
-    if (client == nullptr || sequence == nullptr || status == nullptr) {
+int zv_acl_rm_client_collect(zv_acl_rm_client_t *client, uint32_t *sequence, void *record,
+                             uint32_t *record_len, zv_acl_rm_status_t *status) {
+    const bool is_valid = client != nullptr && sequence != nullptr && status != nullptr &&
+                          (record == nullptr) == (record_len == nullptr);
+    if (!is_valid) {
         return EINVAL;
     }
-    if (client->outstanding == 0) {
+    if (client->pending_num == 0) {
         return ENOMSG;
     }
-    alignas(8) uint8_t received[kLargestReply];
-    uint32_t received_len = sizeof(received);
-    uint32_t answer = 0;
-    const int error = zv_rpc_client_receive(client->rpc, sequence, received, &received_len, &answer,
-                                            client->timeout_ms);
-    if (error == ETIMEDOUT) {
+    if (!has_room(client, record, record_len)) {
+        return ENOBUFS;
+    }
+    Received received;
+    uint32_t number = 0;
+    const int error = zv_rpc_client_receive(client->rpc, &number, received.bytes, &received.len,
+                                            &received.status, client->timeout_ms);
+    if (!is_final(error)) {
         return error;
     }
-    client->outstanding--;
+    const Pending pending = pop_oldest(client);
+    *sequence = pending.sequence;
+    if (has_sequence(error) && number != pending.sequence) {
+        return EPROTO;
+    }
     if (error != 0) {
         return name_error(error);
     }
-    return take_reply(received, received_len, answer, {params, sizeof(*params)}, status);
+    const int result = take_reply(*pending.row, received, record, status);
+    if (result != 0) {
+        return result;
+    }
+    note_open(client, *pending.row, pending.owner, *status);
+    if (record_len != nullptr) {
+        *record_len = *status == ZV_ACL_RM_STATUS_SUCCESS ? pending.row->reply_bytes : 0;
+    }
+    return 0;
 }
 
 int zv_acl_rm_api_raw(zv_acl_rm_client_t *client, uint32_t command, const void *body,

@@ -1,12 +1,14 @@
-// A text against the reader of rule files: it is taken or refused with a place that exists, and
-// what was taken, written down again, is read as the same rules.
+// A text against the readers of rule files: it is taken or refused with a place that exists, and
+// what was taken, written down again in every format, is read as the same rules.
 #include <algorithm>
 #include <cstdio>
 
 #include "fuzz/support/fuzz.h"
 #include "port_prefixes.h"
 #include "rule_encode.h"
+#include "rule_fields.h"
 #include "rule_file.h"
+#include "rule_print.h"
 
 namespace {
 
@@ -15,54 +17,75 @@ using zv_fuzz::fail;
 
 constexpr uint64_t kMaxExpanded = 4096;
 
+bool has_host_bits(const AddressPrefix &prefix) {
+    AddressPrefix cleared = prefix;
+    return clear_host_bits(&cleared);
+}
+
 void check_rule(const FilterRule &rule, uint32_t lines_num) {
-    const auto mask = [](const Prefix &prefix) {
-        return static_cast<uint32_t>(~uint64_t{0} << (32 - prefix.length));
-    };
-    if (rule.line == 0 || rule.line > lines_num || rule.source.length > 32 ||
-        rule.destination.length > 32 || (rule.source.address & ~mask(rule.source)) != 0 ||
-        (rule.destination.address & ~mask(rule.destination)) != 0 ||
-        rule.source_ports.low > rule.source_ports.high ||
+    constexpr uint8_t kBits[] = {32, 128, 48, 0};
+    const uint8_t bits = kBits[static_cast<uint32_t>(rule.kind)];
+    if (rule.at.line == 0 || rule.at.line > lines_num + 1 || rule.at.column == 0 ||
+        rule.source.length > bits || rule.destination.length > bits || has_host_bits(rule.source) ||
+        has_host_bits(rule.destination) || rule.source_ports.low > rule.source_ports.high ||
         rule.destination_ports.low > rule.destination_ports.high ||
-        (rule.protocol & ~rule.protocol_mask) != 0 || (rule.flags & ~rule.flags_mask) != 0) {
-        fail("the rule of line %u breaks its promises", rule.line);
+        (rule.protocol & ~rule.protocol_mask) != 0 || (rule.flags & ~rule.flags_mask) != 0 ||
+        (rule.vlan & ~rule.vlan_mask) != 0 || (rule.ethertype & ~rule.ethertype_mask) != 0 ||
+        (rule.kind == RuleKind::kRaw) != (rule.raw != nullptr)) {
+        fail("the rule of line %u breaks its promises", rule.at.line);
     }
 }
 
-std::string line_of(const FilterRule &rule) {
+// A rule of one address, protocol and range, as an IPv4 rule of the classic lines has it.
+std::string classic_line(const FilterRule &rule) {
+    const auto address = [](const AddressPrefix &prefix) {
+        return std::to_string(prefix.bytes[0]) + "." + std::to_string(prefix.bytes[1]) + "." +
+               std::to_string(prefix.bytes[2]) + "." + std::to_string(prefix.bytes[3]);
+    };
     char text[200];
     snprintf(text, sizeof(text), "@%s/%u\t%s/%u %u:%u  %u : %u 0x%02x/0x%02X\t%u/0x%x%s%s\n",
-             dotted(rule.source.address).c_str(), rule.source.length,
-             dotted(rule.destination.address).c_str(), rule.destination.length,
-             rule.source_ports.low, rule.source_ports.high, rule.destination_ports.low,
-             rule.destination_ports.high, rule.protocol, rule.protocol_mask, rule.flags,
-             rule.flags_mask, rule.verdict ? " " : "",
+             address(rule.source).c_str(), rule.source.length, address(rule.destination).c_str(),
+             rule.destination.length, rule.source_ports.low, rule.source_ports.high,
+             rule.destination_ports.low, rule.destination_ports.high, rule.protocol,
+             rule.protocol_mask, rule.flags, rule.flags_mask, rule.verdict ? " " : "",
              rule.verdict ? verdict_name(*rule.verdict) : "");
     return text;
 }
 
-bool same(const PortRange &a, const PortRange &b) {
-    return a.low == b.low && a.high == b.high;
+bool same_match(const FilterRule &a, const FilterRule &b) {
+    if (a.kind == RuleKind::kRaw && b.kind == RuleKind::kRaw) {
+        return a.raw->key_type == b.raw->key_type && a.raw->key == b.raw->key &&
+               a.raw->mask == b.raw->mask;
+    }
+    return a.kind == b.kind && a.source == b.source && a.destination == b.destination &&
+           a.source_ports == b.source_ports && a.destination_ports == b.destination_ports &&
+           a.protocol == b.protocol && a.protocol_mask == b.protocol_mask && a.flags == b.flags &&
+           a.flags_mask == b.flags_mask && a.vlan == b.vlan && a.vlan_mask == b.vlan_mask &&
+           a.ethertype == b.ethertype && a.ethertype_mask == b.ethertype_mask;
 }
 
-bool same(const Prefix &a, const Prefix &b) {
-    return a.address == b.address && a.length == b.length;
-}
-
-void check_round_trip(const FilterRule &rule) {
-    const std::string text = line_of(rule);
+// Written down in a format, a rule is read as the same one.
+void check_written(const FilterRule &rule, RuleFormat format, const std::string &text) {
     RuleFile again;
-    if (parse_rule_text(text, &again) || again.rules.size() != 1) {
+    if (parse_rule_text(text, format, &again) || again.rules.size() != 1) {
         fail("a rule written down is not read: %s", text.c_str());
     }
     const FilterRule &read = again.rules[0];
-    if (!same(read.source, rule.source) || !same(read.destination, rule.destination) ||
-        !same(read.source_ports, rule.source_ports) ||
-        !same(read.destination_ports, rule.destination_ports) || read.protocol != rule.protocol ||
-        read.protocol_mask != rule.protocol_mask || read.flags != rule.flags ||
-        read.flags_mask != rule.flags_mask || read.verdict != rule.verdict ||
-        again.masked_num != 0) {
+    const bool same_rest =
+        format == RuleFormat::kClassic ||
+        (read.targets == rule.targets && read.priority == rule.priority &&
+         read.verdict.value_or(Verdict::kPermit) == rule.verdict.value_or(Verdict::kPermit));
+    if (!same_match(read, rule) || !same_rest || again.masked_num != 0) {
         fail("a rule written down is read as another one: %s", text.c_str());
+    }
+}
+
+void check_round_trip(const FilterRule &rule) {
+    check_written(rule, RuleFormat::kPolicy, policy_line(rule));
+    check_written(rule, RuleFormat::kJson, "{\"rules\": [" + json_rule(rule) + "]}");
+    const bool has_classic_words = !rule.verdict || verdict_name(*rule.verdict) != nullptr;
+    if (rule.kind == RuleKind::kIpv4 && has_classic_words) {
+        check_written(rule, RuleFormat::kClassic, classic_line(rule));
     }
 }
 
@@ -91,53 +114,80 @@ uint64_t expansion_of(const RuleFile &file) {
     return sum;
 }
 
+// What the switch holds of a rule, put into words and read again, is the same to the byte.
+void check_decoding(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask) {
+    const FilterRule decoded = decode_match(key_type, key, mask);
+    const std::string line = policy_line(decoded);
+    RuleFile again;
+    std::vector<ExpandedRule> expanded;
+    if (parse_rule_text(line, RuleFormat::kPolicy, &again) || again.rules.size() != 1 ||
+        expand_rules(again, &expanded) || expanded.size() != 1) {
+        fail("a decoded rule is not read as one: %s", line.c_str());
+    }
+    KeyBytes key_again;
+    KeyBytes mask_again;
+    encode_match(again.rules[0], expanded[0], &key_again, &mask_again);
+    if (key_type_of(again.rules[0]) != key_type || key_again != key || mask_again != mask ||
+        describe_key(key_type, key, mask).empty()) {
+        fail("a decoded rule has other bytes: %s", line.c_str());
+    }
+}
+
 void check_expansion(const RuleFile &file) {
     const uint64_t wanted = expansion_of(file);
     if (wanted > kMaxExpanded) {
         return;
     }
     std::vector<ExpandedRule> expanded;
-    if (!expand_rules(file, &expanded) || expanded.size() != wanted) {
+    const auto error = expand_rules(file, &expanded);
+    if (error && (error->rule_index >= file.rules.size() || error->message.empty())) {
+        fail("the rules are not laid out for no reason");
+    }
+    if (!error && expanded.size() != wanted) {
         fail("%zu rules instead of %lu", expanded.size(), wanted);
     }
     for (const ExpandedRule &one : expanded) {
+        const FilterRule &rule = file.rules[one.rule_index];
+        const WholeRule whole = whole_rule(rule, one, {});
         KeyBytes key;
         KeyBytes mask;
         key.fill(0xAA);
         mask.fill(0x55);
         acl_rm_rule record;
-        encode_match(file.rules[one.rule_index], one, &key, &mask);
-        encode_rule(file.rules[one.rule_index], one, 1, {}, &record);
+        encode_match(rule, one, &key, &mask);
+        encode_whole_rule(whole, &record);
         for (size_t i = 0; i < key.size(); i++) {
-            if ((key[i] & ~mask[i]) != 0 || record.key.data[i] != key[i]) {
+            if (rule.kind != RuleKind::kRaw && (key[i] & ~mask[i]) != 0) {
                 fail("byte %zu of a key is outside its mask", i);
             }
+            if (record.key.data[i] != key[i] || record.mask.data[i] != mask[i]) {
+                fail("byte %zu of a record is not the key's", i);
+            }
         }
-        if (describe_match(key, mask).empty() || !is_five_tuple(0, key, mask)) {
-            fail("an encoded rule is no rule");
-        }
+        check_decoding(key_type_of(rule), key, mask);
     }
 }
 
-void check_error(std::string_view text, const RuleFile &file, const RuleFileError &error) {
+void check_error(std::string_view text, const RuleFileError &error) {
     const auto newlines = static_cast<uint32_t>(std::count(text.begin(), text.end(), '\n'));
-    if (error.line != file.lines_num || error.line > newlines + 1 || error.column == 0 ||
-        error.column > error.text.size() + 1 || error.message.empty()) {
+    if (error.line == 0 || error.line > newlines + 1 || error.column == 0 ||
+        error.column > error.text.size() + 2 || error.message.empty()) {
         fail("the error's place does not exist: %u:%u", error.line, error.column);
     }
-    const std::string told = describe_rule_error("FILE", error);
-    if (std::count(told.begin(), told.end(), '\n') != 3 || told.back() != '\n') {
-        fail("an error is told in other than three lines: %s", told.c_str());
+    if (!error.path.empty() && error.path.front() != '/') {
+        fail("the pointer does not begin at the root: %s", error.path.c_str());
+    }
+    const auto picture = picture_of(error);
+    if (picture[0].find('\n') != std::string::npos || picture[1].back() != '^' ||
+        describe_place("FILE", error).find("FILE:") != 0) {
+        fail("an error is not shown in its place: %s", picture[0].c_str());
     }
 }
 
-}  // namespace
-
-int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    const std::string_view text(reinterpret_cast<const char *>(data), size);
+void check_text(std::string_view text, RuleFormat format) {
     RuleFile file;
-    if (const auto error = parse_rule_text(text, &file)) {
-        check_error(text, file, *error);
+    if (const auto error = parse_rule_text(text, format, &file)) {
+        check_error(text, *error);
     }
     for (const FilterRule &rule : file.rules) {
         check_rule(rule, file.lines_num);
@@ -146,5 +196,15 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         check_split(rule.destination_ports);
     }
     check_expansion(file);
+}
+
+}  // namespace
+
+// Each text is read as what its first character says, and as the line format that it is not.
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const std::string_view text(reinterpret_cast<const char *>(data), size);
+    check_text(text, RuleFormat::kAuto);
+    check_text(text, detect_format(text) == RuleFormat::kClassic ? RuleFormat::kPolicy
+                                                                 : RuleFormat::kClassic);
     return 0;
 }

@@ -13,7 +13,7 @@
  *                 and its late answer is never taken for the answer of a later call
  *   ECONNRESET    the daemon went away; close the client and connect again
  *   ESHUTDOWN     the daemon is shutting down and did not carry the command out
- *   EBUSY         answers to zv_acl_rm_api_acl_rule_set_send are outstanding; receive them first
+ *   EBUSY         answers to zv_acl_rm_client_submit are outstanding; collect them first
  *   EPROTO        the answer was none of this protocol, or had the wrong size; close the client
  *   EOPNOTSUPP, EBADMSG, EMSGSIZE   the daemon has no such command, or found the message malformed
  *                 or too long: it is of another version
@@ -223,23 +223,41 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_dump(zv_acl_rm_client_t *client, const char *
 
 /* ---- several requests under way, and requests of any shape ---- */
 
-/* Sends a rule command without waiting for its answer and stores its sequence number. Answers come
- * in the order of the requests. EAGAIN: ZV_ACL_RM_MAX_IN_FLIGHT answers are outstanding; receive
- * one first. ETIMEDOUT: the daemon did not take the request (it stops reading from a client that
- * takes no answers), nothing was sent; with a time limit of 0 this is how to send only what can be
- * sent at once. The record is not needed any more when the function returns. */
-ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_set_send(zv_acl_rm_client_t *client,
-                                                     zv_acl_rm_acl_rule_set_params_t *params,
-                                                     uint32_t *sequence);
+/* Sends a command without waiting for its answer and stores the sequence number by which the answer
+ * is known. Any of the sixteen commands may be submitted, up to ZV_ACL_RM_MAX_IN_FLIGHT at a time
+ * and in any mixture; the daemon carries them out in their order, each also where one before it
+ * failed.
+ *   command    enum zv_acl_rm_command
+ *   record     the command's record of zv_acl_rm_records.h, record_len its size. The client_handle
+ *              is filled in, the rest is the caller's. In a DUMP's record `path` is the address of
+ *              the path, a text with a NUL at its end; the text is copied, the number not sent.
+ * The record is not needed any more when the function returns. What the command's own function
+ * refuses to send is refused here with the same value: EINVAL for a ports_num or rifs_num above
+ * ZV_ACL_RM_PORTS_PER_RECORD, an owner above 3, no path or an empty one; ENAMETOOLONG. EINVAL also:
+ * a number that is no command, or a record_len that is not its record's.
+ * EAGAIN: ZV_ACL_RM_MAX_IN_FLIGHT answers are outstanding; collect one first. ETIMEDOUT: the daemon
+ * did not take the request within the time limit (it stops reading from a client that takes no
+ * answers) and nothing was sent; with a limit of 0 this is how to send only what can be sent at
+ * once. ECONNRESET: the daemon has gone; answers that it has sent can still be collected. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_client_submit(zv_acl_rm_client_t *client, uint32_t command,
+                                             void *record, uint32_t record_len, uint32_t *sequence);
 
-/* Waits for the oldest outstanding answer and stores its sequence number and status; `params`
- * (may be null) receives the record if the command succeeded. ENOMSG: nothing is outstanding.
- * After ETIMEDOUT the answer is still outstanding and may be asked for again; after ESHUTDOWN and
- * the daemon's other refusals of a message *sequence tells whose it was. */
-ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_set_receive(zv_acl_rm_client_t *client,
-                                                        zv_acl_rm_acl_rule_set_params_t *params,
-                                                        uint32_t *sequence,
-                                                        zv_acl_rm_status_t *status);
+/* Waits for the oldest outstanding answer and stores the sequence number of its request and the
+ * daemon's status. Answers come in the order of the requests.
+ *   record       room for the command's record, or null where it is not wanted. The reply to a
+ *                command that succeeded is put where the command's own function would put it (of an
+ *                ACL_SET into `acl`); other bytes stay as they are, so that the record that was
+ *                submitted may be given again. A refused command leaves all of it.
+ *   record_len   null where record is. In: bytes of room. Out: bytes replaced; 0 for a refused
+ *                command and for OPEN, INIT and ACL_RULE_MOVE_BLOCK, which bring nothing back.
+ * ENOMSG: nothing is outstanding. ENOBUFS: the room is smaller than the record; nothing was taken.
+ * ETIMEDOUT: the answer is still outstanding and may be asked for again. After any other value of
+ * the list above *sequence says whose answer it stands for, and that request is outstanding no
+ * more: once the daemon has gone, each call reports ECONNRESET for one of the requests that it left
+ * unanswered, of which nobody knows whether they were carried out. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_client_collect(zv_acl_rm_client_t *client, uint32_t *sequence,
+                                              void *record, uint32_t *record_len,
+                                              zv_acl_rm_status_t *status);
 
 /* Sends `body` (may be null when body_len is 0) and `attachment` (likewise) exactly as given, the
  * handle included, for tests and tools: nothing is filled in or checked. *reply_len: in the room of
@@ -256,6 +274,48 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_raw(zv_acl_rm_client_t *client, uint32_t comm
  * a sentence saying so for a number that is none. Never null; constant text, any thread. */
 ZV_ACL_RM_EXPORT const char *zv_acl_rm_status_name(zv_acl_rm_status_t status);
 ZV_ACL_RM_EXPORT const char *zv_acl_rm_status_meaning(zv_acl_rm_status_t status);
+
+/* ---- why was I refused ---- */
+
+#define ZV_ACL_RM_EXPLANATION_BYTES 2048u /* room that every explanation fits into */
+
+/* Turns a refusal (a command that was answered with a status other than 0) into words: which check
+ * refused it, the limit, how full a table is, who owns the object, which offset, port or rule of
+ * the request it was. Works on what the request says, on what this object knows (the owners it
+ * opened as), and on what the daemon tells anybody. Nothing is changed, and nobody loses an owner.
+ *   command      of the request
+ *   record       of the request, as it was after the refusal, record_len its size; as for
+ *                zv_acl_rm_client_submit, but that a DUMP's path is not looked at
+ *   status       the daemon's answer
+ *   text         room of text_bytes; always ends with a NUL, cut where the room is too small. One
+ *                line a cause, without a newline at the end; the likeliest stands first
+ *   causes_num   (may be null) 1: that line is the cause. More: it is one of them, and from outside
+ *                nobody can tell which. 0: no cause was found and the text is the status's own
+ *                meaning; or `status` is 0 and the text is empty
+ * It speaks of the daemon as it is now: what has changed since the refusal (another client deleted
+ * the rule) may hide the cause. Ask at once, before the next command.
+ *
+ * What it asks the daemon, each only where the answer decides something:
+ *   - A DUMP into a file in a directory of its own (mode 0700, in $TMPDIR or /tmp), both removed
+ *     before it returns. Not asked where the daemon runs as another user than root and the caller's
+ *     own, as the text would end in its log; that also happens where the daemon sees other files
+ *     than the caller (a container). Without the dump, and past the 65535 bytes at which one is
+ *     cut, owners and bindings are unknown and become possible causes.
+ *   - Rule reads of single offsets, without their activity: at most 60, mostly one to three. Where
+ *     an offset lies past the end of its region, 33 of them at most look for that end.
+ *   - One read with activity, at an offset that no region has: it fails, and tells on the way
+ *     whether the client is an owner's.
+ *   - Counter reads, at most 20.
+ * A read that finds nothing leaves error lines in the daemon's log. Each question is one round
+ * trip; the client's time limit holds for all of them together.
+ *
+ * Returns 0; EINVAL for null arguments, an unknown command, a wrong record_len or no room (nothing
+ * is written then); EBUSY while answers are outstanding; ENOMEM; or why the daemon did not answer,
+ * as for any command. After the last three too the text holds what can be told without asking. */
+ZV_ACL_RM_EXPORT int zv_acl_rm_client_explain(zv_acl_rm_client_t *client, uint32_t command,
+                                              const void *record, uint32_t record_len,
+                                              zv_acl_rm_status_t status, char *text,
+                                              uint32_t text_bytes, uint32_t *causes_num);
 
 #ifdef __cplusplus
 }

@@ -164,6 +164,30 @@ TEST_P(EveryFunction, SendsItsRecordWithTheClientsHandleUnderItsCommand) {
     EXPECT_EQ(requests[0].body, expected);
 }
 
+TEST_P(EveryFunction, IsSubmittedWithTheSameBytes) {
+    const Function &function = GetParam();
+    StubDaemon daemon;
+    const Client client = connect(daemon);
+    zv_acl_rm_status_t status = kUntouched;
+    std::vector<uint8_t> after;
+    ASSERT_EQ(function.call(client.get(), &status, &after), 0);
+    std::vector<uint8_t> record = function.sent;
+    if (function.command == ZV_ACL_RM_API_INT_CMD_DUMP) {
+        const auto path = reinterpret_cast<uintptr_t>("/tmp/d"); /* which does not travel */
+        std::memcpy(&record[8], &path, sizeof(path));
+    }
+    uint32_t sequence = 0;
+    ASSERT_EQ(zv_acl_rm_client_submit(client.get(), function.command, record.data(),
+                                      static_cast<uint32_t>(record.size()), &sequence),
+              0);
+    ASSERT_EQ(zv_acl_rm_client_collect(client.get(), &sequence, nullptr, nullptr, &status), 0);
+    const auto requests = daemon.requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[0].body, requests[1].body);
+    EXPECT_EQ(requests[0].attachment, requests[1].attachment);
+    EXPECT_EQ(requests[0].command, requests[1].command);
+}
+
 TEST_P(EveryFunction, PutsTheReplyWhereItBelongsInTheRecord) {
     const Function &function = GetParam();
     StubReply reply;

@@ -1,5 +1,5 @@
-/* The client library against a stub of the daemon: every errno value it promises, connections, and
- * several requests under way. */
+/* The client library against a stub of the daemon: every errno value it promises, and connections.
+ */
 #include "zv_acl_rm/zv_acl_rm_client.h"
 
 #include <gtest/gtest.h>
@@ -205,83 +205,6 @@ TEST(ClientDump, RefusesNoPath) {
     zv_acl_rm_status_t status = kUntouched;
     EXPECT_EQ(zv_acl_rm_api_dump(client.get(), nullptr, &status), EINVAL);
     EXPECT_EQ(zv_acl_rm_api_dump(client.get(), "", &status), EINVAL);
-}
-
-TEST(ClientPipeline, AnswersComeInTheOrderOfTheRequests) {
-    StubDaemon daemon([](const StubRequest &request) {
-        StubReply reply = echo_reply(request);
-        reply.status = request.body[12] == 2 ? 7 : 0; /* the ACL's id */
-        return reply;
-    });
-    const Client client = connect(daemon);
-    zv_acl_rm_acl_rule_set_params_t params{};
-    uint32_t sent[3];
-    for (uint32_t i = 0; i < 3; i++) {
-        params.acl_id = i + 1;
-        ASSERT_EQ(zv_acl_rm_api_acl_rule_set_send(client.get(), &params, &sent[i]), 0);
-    }
-    for (uint32_t i = 0; i < 3; i++) {
-        uint32_t sequence = 0;
-        zv_acl_rm_status_t status = kUntouched;
-        params.acl_id = 99;
-        ASSERT_EQ(zv_acl_rm_api_acl_rule_set_receive(client.get(), &params, &sequence, &status), 0);
-        EXPECT_EQ(sequence, sent[i]);
-        EXPECT_EQ(status, i == 1 ? 7u : 0u);
-        EXPECT_EQ(params.acl_id, i == 1 ? 99u : i + 1) << "a refusal brings no record";
-    }
-}
-
-TEST(ClientPipeline, RefusesAnyOtherCommandUntilTheAnswersAreIn) {
-    StubDaemon daemon;
-    const Client client = connect(daemon);
-    zv_acl_rm_acl_rule_set_params_t params{};
-    uint32_t sequence = 0;
-    zv_acl_rm_status_t status = kUntouched;
-    ASSERT_EQ(zv_acl_rm_api_acl_rule_set_send(client.get(), &params, &sequence), 0);
-    EXPECT_EQ(init(client, &status), EBUSY);
-    ASSERT_EQ(zv_acl_rm_api_acl_rule_set_receive(client.get(), nullptr, &sequence, &status), 0);
-    EXPECT_EQ(init(client, &status), 0);
-}
-
-TEST(ClientPipeline, HasNoAnswerToReceiveWhenNothingWasSent) {
-    StubDaemon daemon;
-    const Client client = connect(daemon);
-    uint32_t sequence = 0;
-    zv_acl_rm_status_t status = kUntouched;
-    EXPECT_EQ(zv_acl_rm_api_acl_rule_set_receive(client.get(), nullptr, &sequence, &status),
-              ENOMSG);
-}
-
-TEST(ClientPipeline, KeepsAnAnswerThatIsLateOutstanding) {
-    StubDaemon daemon;
-    const Client client = connect(daemon);
-    daemon.set_deaf(true);
-    zv_acl_rm_acl_rule_set_params_t params{};
-    uint32_t sent = 0;
-    uint32_t sequence = 0;
-    zv_acl_rm_status_t status = kUntouched;
-    ASSERT_EQ(zv_acl_rm_api_acl_rule_set_send(client.get(), &params, &sent), 0);
-    zv_acl_rm_client_set_timeout_ms(client.get(), 0);
-    EXPECT_EQ(zv_acl_rm_api_acl_rule_set_receive(client.get(), nullptr, &sequence, &status),
-              ETIMEDOUT);
-    zv_acl_rm_client_set_timeout_ms(client.get(), 10000);
-    daemon.set_deaf(false);
-    EXPECT_EQ(zv_acl_rm_api_acl_rule_set_receive(client.get(), nullptr, &sequence, &status), 0);
-    EXPECT_EQ(sequence, sent);
-}
-
-TEST(ClientPipeline, HoldsThirtyTwoRequestsAtMost) {
-    StubDaemon daemon;
-    const Client client = connect(daemon);
-    zv_acl_rm_acl_rule_set_params_t params{};
-    uint32_t sequence = 0;
-    for (uint32_t i = 0; i < ZV_ACL_RM_MAX_IN_FLIGHT; i++) {
-        ASSERT_EQ(zv_acl_rm_api_acl_rule_set_send(client.get(), &params, &sequence), 0) << i;
-    }
-    EXPECT_EQ(zv_acl_rm_api_acl_rule_set_send(client.get(), &params, &sequence), EAGAIN);
-    zv_acl_rm_status_t status = kUntouched;
-    ASSERT_EQ(zv_acl_rm_api_acl_rule_set_receive(client.get(), nullptr, &sequence, &status), 0);
-    EXPECT_EQ(zv_acl_rm_api_acl_rule_set_send(client.get(), &params, &sequence), 0);
 }
 
 TEST(ClientRaw, SendsEverythingAsGiven) {

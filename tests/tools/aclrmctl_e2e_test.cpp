@@ -75,9 +75,11 @@ TEST(ToolSession, StopsAtAnArmedFaultAndSaysHowFarItGot) {
         {"switch", "faults", "--set", R"([{"call":"zv_api_acl_rules_set","nth":3,"status":5}])"});
     const ToolRun result =
         session.run({"rule", "load", kSample, "--acl", "1", "--batch", "10", "--in-flight", "1"});
-    EXPECT_EQ(result.exit_code, 4);
-    EXPECT_NE(result.err.find("rules at priority 20-29 of ACL 1"), std::string::npos) << result.err;
-    EXPECT_NE(result.err.find("loaded: 20 of "), std::string::npos) << result.err;
+    EXPECT_EQ(result.exit_code, 8);
+    EXPECT_NE(result.err.find("(priority 20-29 of ACL 1): refused"), std::string::npos)
+        << result.err;
+    EXPECT_NE(result.err.find("  20 of 345 rules are in the switch"), std::string::npos)
+        << result.err;
     session.daemon().allow_error_lines();
 }
 

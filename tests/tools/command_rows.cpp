@@ -334,9 +334,9 @@ void add_bind_rows(std::vector<CommandRow> *rows) {
                          bytes_of(set),
                          bytes_of(set),
                          bind ? "1 port added: 70000.\n"
-                                "  ACLs bound to the system are bound to them, too.\n"
+                                "  ACLs bound to the system are bound there, too.\n"
                               : "1 port deleted: 70000.\n"
-                                "  ACLs bound to the system are bound to them no more.\n",
+                                "  ACLs bound to the system are bound there no more.\n",
                          {{"ok", true}, {"added", bind}, {"ports", {70000}}},
                          bind ? "adding port 70000" : "deleting port 70000"});
     }

@@ -7,29 +7,86 @@ namespace {
 
 using namespace aclrmctl;
 
-TEST(MatchPrefix, IsAnAddressAPrefixOrAny) {
+std::string bytes_of(const ReadAddress &address, size_t bytes_num) {
+    std::string text;
+    for (size_t i = 0; i < bytes_num; i++) {
+        text += (i == 0 ? "" : " ") + std::to_string(address.prefix.bytes[i]);
+    }
+    return text;
+}
+
+TEST(MatchPrefix, IsAnAddressAPrefixOrAnyOfEitherVersion) {
     struct {
         const char *text;
-        uint32_t address;
+        AddressFamily family;
+        const char *bytes; /* the first four */
         int length;
-    } const rows[] = {{"10.0.0.0/8", 0x0A000000, 8},  {"10.1.2.3", 0x0A010203, 32},
-                      {"10.1.2.3/8", 0x0A000000, 8},  {"10.1.2.3/0", 0, 0},
-                      {"1.2.3.4/32", 0x01020304, 32}, {"any", 0, 0}};
+    } const rows[] = {{"10.0.0.0/8", AddressFamily::kIpv4, "10 0 0 0", 8},
+                      {"10.1.2.3", AddressFamily::kIpv4, "10 1 2 3", 32},
+                      {"10.1.2.3/8", AddressFamily::kIpv4, "10 0 0 0", 8},
+                      {"10.1.2.3/0", AddressFamily::kIpv4, "0 0 0 0", 0},
+                      {"2001:db8::/32", AddressFamily::kIpv6, "32 1 13 184", 32},
+                      {"2001:db8::/20", AddressFamily::kIpv6, "32 1 0 0", 20},
+                      {"::1", AddressFamily::kIpv6, "0 0 0 0", 128},
+                      {"::/0", AddressFamily::kIpv6, "0 0 0 0", 0},
+                      {"any", AddressFamily::kAny, "0 0 0 0", 0}};
     for (const auto &row : rows) {
-        Prefix prefix{1, 1};
-        EXPECT_EQ(read_prefix(row.text, &prefix), "") << row.text;
-        EXPECT_EQ(prefix.address, row.address) << row.text;
-        EXPECT_EQ(prefix.length, row.length) << row.text;
+        ReadAddress address;
+        address.prefix.bytes.fill(1);
+        EXPECT_EQ(read_prefix(row.text, &address), "") << row.text;
+        EXPECT_EQ(address.family, row.family) << row.text;
+        EXPECT_EQ(bytes_of(address, 4), row.bytes) << row.text;
+        EXPECT_EQ(address.prefix.length, row.length) << row.text;
     }
 }
 
 TEST(MatchPrefix, RefusesWhatIsNone) {
-    Prefix prefix;
-    for (const char *text : {"", "10.0.0", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/8x", "/8", "Any",
-                             "10.0.0.256", "10.0.0.0/-1", "::1"}) {
-        EXPECT_EQ(read_prefix(text, &prefix),
-                  "'" + std::string(text) + "' is no IPv4 address or prefix (10.0.0.0/8)");
+    ReadAddress address;
+    for (const char *text :
+         {"", "10.0.0", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/8x", "/8", "Any", "10.0.0.256",
+          "10.0.0.0/-1", ":::1", "::1/129", "2001:db8", "02:00:00:00:00:01", "any "}) {
+        EXPECT_EQ(
+            read_prefix(text, &address),
+            "'" + std::string(text) + "' is no IP address or prefix (10.0.0.0/8, 2001:db8::/32)");
     }
+}
+
+TEST(MatchMac, IsAnAddressAPrefixOrAny) {
+    ReadAddress address;
+    EXPECT_EQ(read_mac_prefix("02:00:5e:1:ff:Fe", &address), "");
+    EXPECT_EQ(bytes_of(address, 6), "2 0 94 1 255 254");
+    EXPECT_EQ(address.prefix.length, 48);
+    EXPECT_EQ(read_mac_prefix("02:ff:00:00:00:00/9", &address), "");
+    EXPECT_EQ(bytes_of(address, 6), "2 128 0 0 0 0");
+    EXPECT_EQ(address.prefix.length, 9);
+    EXPECT_EQ(read_mac_prefix("any", &address), "");
+    EXPECT_EQ(address.prefix.length, 0);
+    for (const char *text : {"", "02:00:00:00:00", "02:00:00:00:00:00/49", "10.0.0.1", "::1",
+                             "02:00:00:00:00:100", "2::3:4:5:6"}) {
+        EXPECT_EQ(read_mac_prefix(text, &address),
+                  "'" + std::string(text) + "' is no MAC address or prefix (02:00:00:00:00:00/16)");
+    }
+}
+
+TEST(MatchVlan, IsANumberUpTo4095OrAny) {
+    uint16_t vlan = 9;
+    uint16_t mask = 9;
+    EXPECT_EQ(read_vlan("4095", &vlan, &mask), "");
+    EXPECT_EQ(vlan, 4095);
+    EXPECT_EQ(mask, 0xFFF);
+    EXPECT_EQ(read_vlan("any", &vlan, &mask), "");
+    EXPECT_EQ(mask, 0);
+    EXPECT_EQ(read_vlan("4096", &vlan, &mask), "'4096' is no VLAN id: a number up to 4095, or any");
+}
+
+TEST(MatchEtherType, IsSixteenBitsOrAny) {
+    uint16_t type = 9;
+    uint16_t mask = 9;
+    EXPECT_EQ(read_ethertype("0x86dd", &type, &mask), "");
+    EXPECT_EQ(type, 0x86DD);
+    EXPECT_EQ(mask, 0xFFFF);
+    EXPECT_EQ(read_ethertype("0x10000", &type, &mask),
+              "'0x10000' is no EtherType: a number up to 0xffff (0x86dd), or any");
 }
 
 TEST(MatchPort, IsAPortAPrefixOfThemOrAny) {

@@ -13,17 +13,19 @@ const char *const kLine = "@10.1.2.0/24 192.0.2.53/32 1024:1025 53:53 0x11/0xFF 
 
 RuleFile parsed(const std::string &text) {
     RuleFile file;
-    EXPECT_FALSE(parse_rule_text(text, &file));
+    EXPECT_FALSE(parse_rule_text(text, RuleFormat::kClassic, &file));
     return file;
 }
 
 acl_rm_rule encoded(const std::string &line, uint32_t priority, const RuleOptions &options) {
     const RuleFile file = parsed(line);
     std::vector<ExpandedRule> expanded;
-    EXPECT_TRUE(expand_rules(file, &expanded));
+    EXPECT_FALSE(expand_rules(file, &expanded));
     acl_rm_rule record;
     std::memset(&record, 0xAA, sizeof(record));
-    encode_rule(file.rules[0], expanded.at(0), priority, options, &record);
+    RuleOptions placed = options;
+    placed.first_priority = priority;
+    encode_whole_rule(whole_rule(file.rules[0], expanded.at(0), placed), &record);
     return record;
 }
 
@@ -126,7 +128,7 @@ TEST(RuleExpansion, MakesEveryPairOfPrefixesInOrder) {
     const RuleFile file = parsed(
         "@0.0.0.0/0 0.0.0.0/0 1:2 5:6 6/255 0/0\n@0.0.0.0/0 0.0.0.0/0 0:65535 9:9 6/255 0/0\n");
     std::vector<ExpandedRule> expanded;
-    ASSERT_TRUE(expand_rules(file, &expanded));
+    ASSERT_FALSE(expand_rules(file, &expanded));
     std::vector<std::array<uint32_t, 3>> seen;
     for (const ExpandedRule &rule : expanded) {
         seen.push_back({rule.rule_index, rule.source_port.value, rule.destination_port.value});
@@ -143,11 +145,14 @@ TEST(RuleExpansion, StopsAtItsLimit) {
         text += "@0.0.0.0/0 0.0.0.0/0 1:65534 1:65534 0/0 0/0\n";
     }
     std::vector<ExpandedRule> expanded;
-    EXPECT_TRUE(expand_rules(parsed(text), &expanded));
+    EXPECT_FALSE(expand_rules(parsed(text), &expanded));
     EXPECT_EQ(expanded.size(), 1048500u);
     expanded.clear();
     const RuleFile more = parsed(text + "@0.0.0.0/0 0.0.0.0/0 1:65534 1:65534 0/0 0/0\n");
-    EXPECT_FALSE(expand_rules(more, &expanded));
+    const auto error = expand_rules(more, &expanded);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->rule_index, 1165u);
+    EXPECT_EQ(error->message, "the file makes more than 1048576 rules of the switch");
     EXPECT_EQ(expanded.size(), 1048500u);
 }
 
@@ -155,10 +160,10 @@ TEST(RuleExpansion, StopsAtItsLimit) {
 TEST(RuleExpansion, MatchesThePacketsOfTheRangesAndNoOthers) {
     const RuleFile file = parsed("@10.0.0.0/8 0.0.0.0/0 100:203 1023:1025 6/255 0/0\n");
     std::vector<ExpandedRule> expanded;
-    ASSERT_TRUE(expand_rules(file, &expanded));
+    ASSERT_FALSE(expand_rules(file, &expanded));
     std::vector<acl_rm_rule> records(expanded.size());
     for (size_t i = 0; i < expanded.size(); i++) {
-        encode_rule(file.rules[0], expanded[i], 0, {}, &records[i]);
+        encode_whole_rule(whole_rule(file.rules[0], expanded[i], {}), &records[i]);
     }
     for (uint16_t sport = 90; sport < 215; sport++) {
         for (uint16_t dport = 1020; dport < 1030; dport++) {

@@ -12,13 +12,24 @@ namespace {
 
 using namespace aclrmctl;
 
+/* An error as people see it. */
+std::string told(const std::string &file_name, const RuleFileError &error) {
+    const auto picture = picture_of(error);
+    return describe_place(file_name, error) + "\n    " + picture[0] + "\n    " + picture[1] + "\n";
+}
+
+uint32_t ipv4(const AddressPrefix &prefix) {
+    return static_cast<uint32_t>(prefix.bytes[0]) << 24 | prefix.bytes[1] << 16 |
+           prefix.bytes[2] << 8 | prefix.bytes[3];
+}
+
 constexpr const char *kGood =
     "@10.1.2.0/24\t192.0.2.53/32\t1024 : 65535\t53 : 53\t0x11/0xFF\t0x0000/0x0000\t";
 
 RuleFile parsed(const std::string &text) {
     RuleFile file;
-    const auto error = parse_rule_text(text, &file);
-    EXPECT_FALSE(error) << describe_rule_error("text", *error);
+    const auto error = parse_rule_text(text, RuleFormat::kClassic, &file);
+    EXPECT_FALSE(error) << told("text", *error);
     return file;
 }
 
@@ -31,10 +42,10 @@ FilterRule only_rule(const std::string &text) {
 TEST(RuleFile, ReadsEveryFieldOfARule) {
     const FilterRule rule = only_rule(
         "@10.1.2.0/24\t192.0.2.53/32\t1024 : 65535\t53 : 54\t0x06/0xFF\t0x1002/0x1012\t\n");
-    EXPECT_EQ(rule.line, 1u);
-    EXPECT_EQ(rule.source.address, 0x0A010200u);
+    EXPECT_EQ(rule.at.line, 1u);
+    EXPECT_EQ(ipv4(rule.source), 0x0A010200u);
     EXPECT_EQ(rule.source.length, 24);
-    EXPECT_EQ(rule.destination.address, 0xC0000235u);
+    EXPECT_EQ(ipv4(rule.destination), 0xC0000235u);
     EXPECT_EQ(rule.destination.length, 32);
     EXPECT_EQ(rule.source_ports.low, 1024);
     EXPECT_EQ(rule.source_ports.high, 65535);
@@ -49,7 +60,7 @@ TEST(RuleFile, ReadsEveryFieldOfARule) {
 
 TEST(RuleFile, TakesAnyWhiteSpaceBetweenFields) {
     const FilterRule rule = only_rule("  @ 1.2.3.4/32   5.6.7.8/32\t \t1:2 3 :4  6/255 0/0");
-    EXPECT_EQ(rule.source.address, 0x01020304u);
+    EXPECT_EQ(ipv4(rule.source), 0x01020304u);
     EXPECT_EQ(rule.source_ports.high, 2);
     EXPECT_EQ(rule.destination_ports.low, 3);
     EXPECT_EQ(rule.protocol, 6);
@@ -59,7 +70,7 @@ TEST(RuleFile, TakesCarriageReturnsAndALastLineWithoutAnEnd) {
     const std::string text = std::string(kGood) + "\r\n" + kGood + "\r\n" + kGood;
     const RuleFile file = parsed(text);
     ASSERT_EQ(file.rules.size(), 3u);
-    EXPECT_EQ(file.rules[2].line, 3u);
+    EXPECT_EQ(file.rules[2].at.line, 3u);
     EXPECT_EQ(file.lines_num, 3u);
 }
 
@@ -67,7 +78,7 @@ TEST(RuleFile, SkipsBlankLinesAndComments) {
     const RuleFile file =
         parsed(std::string("# title\n\n  \t\n   # indented\n") + kGood + " # after a rule\n\r\n");
     ASSERT_EQ(file.rules.size(), 1u);
-    EXPECT_EQ(file.rules[0].line, 5u);
+    EXPECT_EQ(file.rules[0].at.line, 5u);
     EXPECT_EQ(file.lines_num, 6u);
 }
 
@@ -87,8 +98,8 @@ TEST(RuleFile, ClearsAddressBitsBeyondThePrefixAndCountsTheRules) {
         parsed(std::string(kGood) + "\n@10.1.2.3/24 10.9.9.9/0 0:1 0:1 0/0 0/0\n");
     EXPECT_EQ(file.masked_num, 1u);
     EXPECT_EQ(file.first_masked_line, 2u);
-    EXPECT_EQ(file.rules[1].source.address, 0x0A010200u);
-    EXPECT_EQ(file.rules[1].destination.address, 0u);
+    EXPECT_EQ(ipv4(file.rules[1].source), 0x0A010200u);
+    EXPECT_EQ(ipv4(file.rules[1].destination), 0u);
 }
 
 TEST(RuleFile, ClearsProtocolAndFlagBitsOutsideTheirMasks) {
@@ -100,7 +111,7 @@ TEST(RuleFile, ClearsProtocolAndFlagBitsOutsideTheirMasks) {
 TEST(RuleFile, TakesTheLimitsOfEveryField) {
     const FilterRule rule =
         only_rule("@255.255.255.255/32 0.0.0.0/0 0 : 65535 65535 : 65535 0xFF/0xff 0xFFFF/0XFFFF");
-    EXPECT_EQ(rule.source.address, 0xFFFFFFFFu);
+    EXPECT_EQ(ipv4(rule.source), 0xFFFFFFFFu);
     EXPECT_EQ(rule.destination_ports.low, 65535);
     EXPECT_EQ(rule.protocol_mask, 0xFF);
     EXPECT_EQ(rule.flags_mask, 0xFFFF);
@@ -108,7 +119,8 @@ TEST(RuleFile, TakesTheLimitsOfEveryField) {
 
 TEST(RuleFile, KeepsTheRulesBeforeABadLineAndStopsThere) {
     RuleFile file;
-    const auto error = parse_rule_text(std::string(kGood) + "\nx\n" + kGood + "\ny\n", &file);
+    const auto error = parse_rule_text(std::string(kGood) + "\nx\n" + kGood + "\ny\n",
+                                       RuleFormat::kClassic, &file);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->line, 2u);
     EXPECT_EQ(file.rules.size(), 1u);
@@ -131,7 +143,8 @@ class BadLines : public testing::TestWithParam<BadLine> {};
 
 TEST_P(BadLines, AreReportedAtTheirColumn) {
     RuleFile file;
-    const auto error = parse_rule_text(std::string("# first\n") + GetParam().line + "\n", &file);
+    const auto error = parse_rule_text(std::string("# first\n") + GetParam().line + "\n",
+                                       RuleFormat::kClassic, &file);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->line, 2u);
     EXPECT_EQ(error->column, GetParam().column);
@@ -204,17 +217,18 @@ INSTANTIATE_TEST_SUITE_P(RuleFile, BadLines, testing::ValuesIn(kBadLines),
 
 TEST(RuleFile, ReportsANulByteLikeAnyOtherBadCharacter) {
     RuleFile file;
-    const auto error = parse_rule_text(std::string("@1.0.0.0/8\0", 11), &file);
+    const auto error =
+        parse_rule_text(std::string("@1.0.0.0/8\0", 11), RuleFormat::kClassic, &file);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->column, 11u);
     EXPECT_EQ(
-        describe_rule_error("f", *error),
+        told("f", *error),
         "f:1:11: expected white space before the destination\n    @1.0.0.0/8?\n              ^\n");
 }
 
 TEST(RuleErrorText, ShowsFileLineColumnTextAndCaret) {
     const RuleFileError error{3, 13, "expected an octet of an address", "@10.0.0.0/8 x.2.3.4/5"};
-    EXPECT_EQ(describe_rule_error("dir/edge.rules", error),
+    EXPECT_EQ(told("dir/edge.rules", error),
               "dir/edge.rules:3:13: expected an octet of an address\n"
               "    @10.0.0.0/8 x.2.3.4/5\n"
               "                ^\n");
@@ -222,14 +236,13 @@ TEST(RuleErrorText, ShowsFileLineColumnTextAndCaret) {
 
 TEST(RuleErrorText, PutsATabBelowEveryTabBeforeTheCaret) {
     const RuleFileError error{1, 5, "m", "a\tb\tc\td"};
-    EXPECT_EQ(describe_rule_error("f", error), "f:1:5: m\n    a\tb\tc\td\n     \t \t^\n");
+    EXPECT_EQ(told("f", error), "f:1:5: m\n    a\tb\tc\td\n     \t \t^\n");
 }
 
 TEST(RuleErrorText, ShowsThePartOfALongLineAroundTheCaret) {
     const RuleFileError error{1, 5001, "m", std::string(5000, 'a') + "X" + std::string(5000, 'b')};
-    EXPECT_EQ(describe_rule_error("f", error), "f:1:5001: m\n    " + std::string(60, 'a') + "X" +
-                                                   std::string(59, 'b') + "\n    " +
-                                                   std::string(60, ' ') + "^\n");
+    EXPECT_EQ(told("f", error), "f:1:5001: m\n    " + std::string(60, 'a') + "X" +
+                                    std::string(59, 'b') + "\n    " + std::string(60, ' ') + "^\n");
 }
 
 TEST(ReadTextFile, TellsWhyAFileCannotBeRead) {
@@ -247,7 +260,7 @@ TEST(RuleFile, ReadsTheClassicFilterSet) {
     const RuleFile file = parsed(text);
     ASSERT_EQ(file.rules.size(), 941u);
     EXPECT_EQ(file.lines_num, 941u);
-    EXPECT_EQ(file.rules[0].source.address, 180u << 24 | 140u << 16 | 202u << 8 | 97u);
+    EXPECT_EQ(ipv4(file.rules[0].source), 180u << 24 | 140u << 16 | 202u << 8 | 97u);
     EXPECT_EQ(file.rules[0].destination_ports.low, 5631);
     EXPECT_EQ(file.rules[0].flags_mask, 0x0200);
 }
@@ -259,7 +272,7 @@ TEST(SampleFile, HasAtLeastThreeHundredRulesEachWithAVerdict) {
     EXPECT_GE(file.rules.size(), 300u);
     EXPECT_EQ(file.masked_num, 0u);
     for (const FilterRule &rule : file.rules) {
-        EXPECT_TRUE(rule.verdict) << "line " << rule.line;
+        EXPECT_TRUE(rule.verdict) << "line " << rule.at.line;
     }
 }
 

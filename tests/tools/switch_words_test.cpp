@@ -203,8 +203,8 @@ TEST(SwitchState, IsTablesWithEveryKindOfObject) {
               "  logical port       65537      9\n"
               "  router interface       5      9\n"
               "Forwarding entries\n"
-              "  PBS  type  ports\n"
-              "    1     2  65540-65541\n"
+              "  PBS  takes  ports\n"
+              "    1  ports  65540-65541\n"
               "Flow counters\n"
               "  counter  type     packets  bytes\n"
               "        3  packets       11   2200\n");

@@ -93,10 +93,20 @@ const std::vector<Words> kCommands{{},
                                    {"mc", "delete"},
                                    {"mc", "get"},
                                    {"dump"},
+                                   {"show"},
+                                   {"show", "acls"},
+                                   {"show", "rules"},
+                                   {"show", "groups"},
+                                   {"show", "counters"},
+                                   {"show", "ports"},
+                                   {"show", "owners"},
+                                   {"show", "mc"},
+                                   {"show", "forwarding"},
                                    {"switch"},
                                    {"switch", "packet"},
                                    {"switch", "state"},
                                    {"switch", "usage"},
+                                   {"switch", "ports"},
                                    {"switch", "faults"}};
 
 TEST(Help, IsThereForEveryCommandAndNeedsNoDaemon) {
@@ -149,6 +159,7 @@ TEST(Help, ShowsExamplesThatAreAccepted) {
                 line = line.substr(0, line.size() - 1) + rest;
             }
             /* A quoted JSON list is the shell's to read, not this test's. */
+            line = line.substr(0, line.find(" > ")); /* nor is where the output goes */
             if (line.rfind("  aclrmctl ", 0) == 0 && line.find('\'') == std::string::npos) {
                 accepted(line);
                 examples++;
@@ -262,6 +273,69 @@ TEST(WrongWords, IncludeNumbersBesideTheirLimits) {
     expect_wrong({"rule", "load", "f", "--acl", "1", "--in-flight", "0"}, "--in-flight");
     expect_wrong({"rule", "load", "f", "--acl", "1", "--in-flight", "33"}, "--in-flight");
     expect_wrong({"dump", "--timeout", "0"}, "--timeout");
+}
+
+/* The line under the message that shows the command line, and the caret's line. */
+std::pair<std::string, std::string> picture(const Words &words) {
+    std::istringstream lines(read(words).err);
+    std::string message;
+    std::string line;
+    std::string caret;
+    std::getline(lines, message);
+    std::getline(lines, line);
+    std::getline(lines, caret);
+    return {line, caret};
+}
+
+/* What stands over the carets. */
+std::string pointed_at(const Words &words) {
+    const auto [line, caret] = picture(words);
+    const size_t start = caret.find('^');
+    EXPECT_NE(start, std::string::npos) << line << "\n" << caret;
+    EXPECT_LE(line.size(), 80u);
+    return start == std::string::npos ? "" : line.substr(start, caret.size() - start);
+}
+
+TEST(WrongWords, ArePointedAt) {
+    EXPECT_EQ(pointed_at({"acl", "crate"}), "crate");
+    EXPECT_EQ(pointed_at({"acl", "create", "--siez", "5"}), "--siez");
+    EXPECT_EQ(pointed_at({"acl", "create", "--size", "5x"}), "5x");
+    EXPECT_EQ(pointed_at({"acl", "create", "--size=5x"}), "--size=5x");
+    EXPECT_EQ(pointed_at({"open", "--owner", "nobody"}), "nobody");
+    EXPECT_EQ(pointed_at({"bind", "port", "--acl", "1", "7", "8x"}), "8x");
+    EXPECT_EQ(pointed_at({"init", "extra"}), "extra");
+    EXPECT_EQ(pointed_at({"--timeout", "5x", "init"}), "5x");
+    EXPECT_EQ(pointed_at({"acl", "create", "--size", "1", "--size", "2"}), "2");
+    EXPECT_EQ(pointed_at({"switch", "packet", "--port", "1", "--src", "::g"}), "::g");
+    EXPECT_EQ(pointed_at({"switch", "packet", "--port", "1", "--mac-src", "1:2"}), "1:2");
+    EXPECT_EQ(read({"init", "--owner"}).err.find("did you mean"), std::string::npos);
+}
+
+TEST(WrongWords, ArePointedAtInLongLines) {
+    const std::string list(200, '1');
+    EXPECT_EQ(pointed_at({"bind", "port", "--acl", "1", "1,2,3,4", list}).substr(0, 5), "11111");
+    EXPECT_EQ(pointed_at({"rule", "get", "--acl", "1", "1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17",
+                          "18,19,20,21,22", "23x"}),
+              "23x");
+}
+
+TEST(WrongWords, ThatAreMissingArePointedAtNowhere) {
+    EXPECT_EQ(read({"open"}).err,
+              "aclrmctl: --owner is required\n  hint: 'aclrmctl open --help' tells more\n");
+}
+
+TEST(WrongWords, AreAnObjectInJson) {
+    for (const char *option : {"--json", "-j", "-nj"}) {
+        const Read result = read({"acl", "crate", option});
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.out.rfind("{\"schema_version\":1,\"command\":\"acl\",\"ok\":false,"
+                                   "\"exit\":1,",
+                                   0),
+                  0u)
+            << result.out;
+        EXPECT_NE(result.out.find("\"argument\":{\"index\":2,\"word\":\"crate\"}"),
+                  std::string::npos);
+    }
 }
 
 TEST(WrongWords, MakeTheProcessEndWithStatusOne) {

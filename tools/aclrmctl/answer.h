@@ -14,10 +14,35 @@
 #include <variant>
 #include <vector>
 
+#include "cache_text.h"
+#include "frame.h"
 #include "request.h"
+#include "rule_outcome.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
 namespace aclrmctl {
+
+/* What is done of a list that travelled in several requests, all of it in the order given. */
+struct PartialWork {
+    int cause = 4;                   /* the exit status that the failing request alone would have */
+    std::string done_word;           /* "bound" */
+    std::vector<uint32_t> done;      /* at least one */
+    std::vector<uint32_t> uncertain; /* the numbers of the failing request */
+    std::vector<uint32_t> not_sent;
+};
+
+/* A word of the command line that is wrong. */
+struct WrongWord {
+    size_t index = 0; /* 1 for the word behind the tool's name */
+    std::string word;
+    std::vector<std::string> picture; /* the command line, and a caret under the word */
+};
+
+/* A place in an input file that is wrong. */
+struct InputError {
+    std::string file;
+    RuleFileError error;
+};
 
 struct Failure {
     int exit_code = 7;
@@ -25,6 +50,12 @@ struct Failure {
     std::optional<zv_acl_rm_status_t> status; /* where the daemon answered */
     std::vector<std::string> details;         /* further lines: what was done before, file lines */
     std::string hint;                         /* what to do about it, may be empty */
+    bool why_certain = false;                 /* `why` is the cause, not one of several */
+    std::vector<std::string> why{};           /* why the daemon refused, as far as can be known */
+    std::optional<PartialWork> partial{};     /* where the exit status is that of a part done */
+    std::optional<WrongWord> wrong_word{};    /* where the command line is wrong */
+    std::optional<InputError> input{};        /* where a file is */
+    std::optional<LoadOutcome> load{};        /* what became of the rules of a file */
 };
 
 struct OpenAnswer {
@@ -57,11 +88,18 @@ struct AclResizeAnswer {
 
 struct RuleCheckAnswer {
     std::string file;
+    RuleFormat format;
     uint32_t lines_num;
     uint32_t rules_num;    /* rules in the file */
     uint32_t expanded_num; /* rules of the switch */
     uint32_t verdicts_num[3];
-    uint32_t no_verdict_num; /* lines that leave the verdict to the command line */
+    uint32_t other_verdicts_num;
+    uint32_t no_verdict_num; /* rules that leave the verdict to the command line */
+    uint32_t kinds_num[4];   /* by RuleKind */
+    uint32_t forwards_num;
+    std::vector<uint32_t> counters; /* that rules name, ascending */
+    uint32_t first_offset;          /* the lowest that is needed, and the highest */
+    uint32_t last_offset;
     uint32_t masked_num;
     uint32_t first_masked_line;
 };
@@ -156,6 +194,28 @@ struct DumpAnswer {
     std::optional<std::string> text; /* where the request named no file */
 };
 
+/* A rule of the cache, and what the switch holds for it; nothing where it could not be read. */
+struct ShownRule {
+    CachedRule cached;
+    std::optional<RuleView> view;
+};
+
+struct ShownCounter {
+    uint32_t counter_id;
+    CounterType type;
+    uint64_t value;     /* bytes or packets, as the type says */
+    uint32_t rules_num; /* cached rules that count into it */
+};
+
+struct ShowAnswer {
+    ShowRequest asked;
+    CacheText cache;
+    bool whole;                         /* the dump reached far enough for what was asked */
+    std::vector<ShownRule> rules;       /* where they were asked for */
+    std::vector<ShownCounter> counters; /* likewise, by id */
+    std::vector<std::string> notes;     /* what is missing, and why */
+};
+
 /* Answers of the switch are kept as they came, in its own JSON. */
 struct SwitchAnswer {
     std::shared_ptr<const nlohmann::json> json;
@@ -167,6 +227,28 @@ struct PacketAnswer : SwitchAnswer {
         rule; /* the rule that was hit, in words; empty where none was or it is unreadable */
 };
 
+/* One packet of a capture, and what the switch did with it. */
+struct CaptureRow {
+    uint32_t number = 0; /* in the file, from 1 */
+    uint32_t length = 0; /* bytes */
+    bool sent = false;   /* false: it has no key of the type asked for */
+    PacketKey packet;
+    bool matched = false;
+    uint32_t acl_id = 0;
+    uint32_t offset = 0;
+    uint32_t verdict = 0; /* permit where nothing matched */
+    std::string rule;     /* in words, where it is known */
+};
+
+struct PcapAnswer {
+    PcapRequest asked;
+    std::vector<CaptureRow> rows;
+};
+
+struct PortsAnswer : SwitchAnswer {
+    bool set; /* they were replaced */
+};
+
 struct StateAnswer : SwitchAnswer {
     StateRequest asked;
 };
@@ -175,13 +257,26 @@ struct UsageAnswer : SwitchAnswer {};
 
 struct FaultsAnswer : SwitchAnswer {};
 
+/* A command of the story and what it printed. */
+struct DemoStep {
+    std::string title; /* empty where the step before goes on */
+    std::string command;
+    std::string output;
+    int exit_code = 0;
+};
+
+struct DemoAnswer {
+    bool attached = false;
+    std::vector<DemoStep> steps{};
+};
+
 using Answer =
     std::variant<Failure, OpenAnswer, InitAnswer, AclCreateAnswer, AclDestroyAnswer, AclEditAnswer,
                  AclResizeAnswer, RuleCheckAnswer, RuleLoadAnswer, RuleAddAnswer, RuleDeleteAnswer,
                  RuleGetAnswer, RuleMoveAnswer, BindAnswer, PortSetAnswer, CounterCreateAnswer,
                  CounterDestroyAnswer, CounterReadAnswer, CounterClearAnswer, McCreateAnswer,
-                 McPortsAnswer, McDeleteAnswer, McGetAnswer, DumpAnswer, PacketAnswer, StateAnswer,
-                 UsageAnswer, FaultsAnswer>;
+                 McPortsAnswer, McDeleteAnswer, McGetAnswer, DumpAnswer, ShowAnswer, PacketAnswer,
+                 PcapAnswer, PortsAnswer, StateAnswer, UsageAnswer, FaultsAnswer, DemoAnswer>;
 
 }  // namespace aclrmctl
 

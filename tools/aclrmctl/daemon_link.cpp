@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 #include "exit_codes.h"
 #include "text_table.h"
@@ -89,12 +90,46 @@ std::optional<Failure> call_failure(const Settings &settings, const std::string 
     return std::nullopt;
 }
 
+void add_why(zv_acl_rm_client_t *client, uint32_t command, const void *record, uint32_t record_len,
+             Failure *failure) {
+    char text[ZV_ACL_RM_EXPLANATION_BYTES] = "";
+    uint32_t causes_num = 0;
+    /* Where asking fails the text holds what can be told without. */
+    zv_acl_rm_client_explain(client, command, record, record_len, *failure->status, text,
+                             sizeof(text), &causes_num);
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        failure->why.push_back(line);
+    }
+    failure->why_certain = causes_num == 1 && failure->why.size() == 1;
+    if (!failure->why.empty()) {
+        /* The general hint guesses. Only who has no owner is told what to do about it. */
+        const bool unopened = failure->why.front().find("never opened") != std::string::npos;
+        failure->hint = unopened ? "'aclrmctl open --owner NAME' opens it" : "";
+    }
+}
+
 void replace_hint(std::optional<Failure> *failure,
                   std::initializer_list<zv_acl_rm_status_t> statuses, const std::string &hint) {
-    if (*failure && (*failure)->status &&
-        std::find(statuses.begin(), statuses.end(), *(*failure)->status) != statuses.end()) {
+    if (!*failure || !(*failure)->status ||
+        std::find(statuses.begin(), statuses.end(), *(*failure)->status) == statuses.end()) {
+        return;
+    }
+    /* A hint that asks is a guess, too; beside a reason only those that tell are of use. */
+    if ((*failure)->why.empty() || hint.find('?') == std::string::npos) {
         (*failure)->hint = hint;
     }
+}
+
+void mark_partial(Failure *failure, const std::string &done, const std::vector<uint32_t> &numbers,
+                  size_t first, size_t end) {
+    const auto at = [&](size_t index) { return numbers.begin() + static_cast<ptrdiff_t>(index); };
+    failure->partial = PartialWork{failure->exit_code,
+                                   done,
+                                   {at(0), at(first)},
+                                   {at(first), at(end)},
+                                   {at(end), numbers.end()}};
+    failure->exit_code = kExitPartial;
 }
 
 std::optional<Failure> send_in_pieces(const std::vector<uint32_t> &numbers, size_t piece_size,
@@ -108,6 +143,11 @@ std::optional<Failure> send_in_pieces(const std::vector<uint32_t> &numbers, size
                 failure->details.insert(failure->details.begin(),
                                         done + " before that: " + counted(first, noun) + " (" +
                                             number_runs({numbers.begin(), end}) + ")");
+                /* Reading leaves nothing behind that one would have to know of. */
+                if (done != "read") {
+                    mark_partial(&*failure, done, numbers, first,
+                                 std::min(numbers.size(), first + piece_size));
+                }
             }
             return failure;
         }

@@ -32,13 +32,69 @@ std::string rooted_path(const std::string &path);
 std::optional<Failure> call_failure(const Settings &settings, const std::string &what, int error,
                                     zv_acl_rm_status_t status);
 
+/* Adds why the daemon refused a command, as far as the library can find out: `record` is the
+ * request as it was. Asks the daemon, but changes nothing. */
+void add_why(zv_acl_rm_client_t *client, uint32_t command, const void *record, uint32_t record_len,
+             Failure *failure);
+
+/* The command that a record is of. */
+constexpr uint32_t command_of(const zv_acl_rm_open_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_OPEN;
+}
+constexpr uint32_t command_of(const zv_acl_rm_init_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_INIT;
+}
+constexpr uint32_t command_of(const zv_acl_rm_acl_set_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_ACL_SET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_acl_resize_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_ACL_RESIZE;
+}
+constexpr uint32_t command_of(const zv_acl_rm_acl_rule_set_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_acl_rule_get_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_ACL_RULE_GET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_acl_rule_move_block_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK;
+}
+constexpr uint32_t command_of(const zv_acl_rm_acl_port_bind_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_ACL_BIND_PORT_SET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_acl_rif_bind_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_ACL_BIND_RIF_SET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_counter_set_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_COUNTER_SET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_counter_get_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_COUNTER_GET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_mc_group_set_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_MC_GRP_SET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_mc_group_get_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_MC_GRP_GET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_acl_system_bind_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_ACL_BIND_SYSTEM_SET;
+}
+constexpr uint32_t command_of(const zv_acl_rm_port_set_params_t *) {
+    return ZV_ACL_RM_API_INT_CMD_PORT_SET;
+}
+
 /* One command over an open connection: a function of the client library and its record. */
 template <typename Function, typename Params>
 std::optional<Failure> call_daemon(const Settings &settings, zv_acl_rm_client_t *client,
                                    const std::string &what, Function *function, Params *params) {
     zv_acl_rm_status_t status = 0;
     const int error = function(client, params, &status);
-    return call_failure(settings, what, error, status);
+    auto failure = call_failure(settings, what, error, status);
+    if (failure && failure->status) {
+        add_why(client, command_of(params), params, sizeof(*params), &*failure);
+    }
+    return failure;
 }
 
 /* The same over a connection of its own. */
@@ -55,6 +111,11 @@ std::optional<Failure> call_daemon(const Settings &settings, const std::string &
 /* Gives a failure with one of these statuses another hint than the general one. */
 void replace_hint(std::optional<Failure> *failure,
                   std::initializer_list<zv_acl_rm_status_t> statuses, const std::string &hint);
+
+/* Makes a failure one of a part done: of `numbers` those before `first` are, those from `first` to
+ * `end` were in the failing request, the rest was not sent. */
+void mark_partial(Failure *failure, const std::string &done, const std::vector<uint32_t> &numbers,
+                  size_t first, size_t end);
 
 /* A list cut into pieces that fit into one record. `send` sends one piece, given as the index of
  * its first number and their count. After a piece that fails none is sent, and the failure tells

@@ -12,7 +12,8 @@ enum ExitCode {
     kExitRefused = 4,       /* the daemon answered with a status other than success */
     kExitTimeout = 5,       /* no answer in time; whether the command was carried out is unknown */
     kExitSwitchRefused = 6, /* the switch's control socket answered with an error */
-    kExitFailure = 7        /* anything else: output, memory, an answer of another version */
+    kExitFailure = 7,       /* anything else: output, memory, an answer of another version */
+    kExitPartial = 8        /* a part is done and the rest failed; the report says which part */
 };
 
 }  // namespace aclrmctl

@@ -1,49 +1,82 @@
 /* aclrmctl: words -> request -> answer -> renderer. */
-#include <unistd.h>
-
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <sstream>
 
+#include "complete.h"
+#include "demo.h"
 #include "exit_codes.h"
 #include "perform.h"
 #include "render.h"
+#include "rule_progress.h"
+#include "text_table.h"
 #include "words.h"
 
 namespace {
 
 using namespace aclrmctl;
 
-/* On a terminal only: in a log a line that rewrites itself is noise. */
-Progress terminal_progress(const Settings &settings) {
-    if (settings.json || isatty(STDERR_FILENO) == 0) {
-        return [](uint32_t, uint32_t) {};
-    }
-    return [](uint32_t done, uint32_t total) {
-        std::cerr << "\r" << done << " of " << total << " rules"
-                  << (done == total ? "\r\033[K" : "") << std::flush;
+/* Whole, or none of it: an answer that cannot be rendered is a failure of its own. Only the
+ * switch's answers can have another shape than this version's. */
+void render(const Invocation &invocation, Answer &answer) {
+    const Settings &settings = invocation.settings;
+    std::ostringstream out;
+    std::ostringstream err;
+    const auto write = [&] {
+        if (settings.json) {
+            render_json(answer, invocation.command, out);
+        } else {
+            render_text(answer, {settings.numeric, output_columns()}, out, err);
+        }
     };
+    try {
+        write();
+    } catch (const std::exception &error) {
+        out.str("");
+        err.str("");
+        answer = Failure{kExitFailure, error.what(), {}, {}, ""};
+        write();
+    }
+    std::cout << out.str() << std::flush;
+    std::cerr << err.str() << std::flush;
+}
+
+Answer carry_out(const Invocation &invocation) {
+    try {
+        if (const auto *demo = std::get_if<DemoRequest>(&invocation.request)) {
+            return run_demo(invocation.settings, *demo,
+                            invocation.settings.json ? nullptr : &std::cout);
+        }
+        return perform(invocation.settings, invocation.request,
+                       terminal_progress(invocation.settings));
+    } catch (const std::exception &error) {
+        return Failure{kExitFailure, error.what(), {}, {}, ""};
+    }
 }
 
 int run(int argc, const char *const *argv) {
+    const std::vector<std::string> words(argv + 1, argv + std::max(argc, 1));
+    if (words.size() > 1 && words[0] == "__complete" && words[1] == "--") {
+        complete({words.begin() + 2, words.end()}, std::cout);
+        return kExitOk;
+    }
+    if (words.size() == 1 && words[0] == "__options") {
+        list_options(std::cout);
+        return kExitOk;
+    }
     int exit_code = kExitOk;
     const auto invocation = read_words(argc, argv, std::cout, std::cerr, &exit_code);
     if (!invocation) {
         return exit_code;
     }
-    const Settings &settings = invocation->settings;
-    const Answer answer = perform(settings, invocation->request, terminal_progress(settings));
-    if (settings.json) {
-        render_json(answer, std::cout);
-    } else {
-        render_text(answer, std::cout, std::cerr);
-    }
-    const auto *failure = std::get_if<Failure>(&answer);
-    std::cout.flush();
+    Answer answer = carry_out(*invocation);
+    render(*invocation, answer);
     if (!std::cout) {
         std::cerr << "aclrmctl: standard output cannot be written\n";
         return kExitFailure;
     }
-    return failure == nullptr ? kExitOk : failure->exit_code;
+    return exit_status(answer);
 }
 
 }  // namespace
@@ -51,8 +84,7 @@ int run(int argc, const char *const *argv) {
 int main(int argc, char **argv) {
     try {
         return run(argc, argv);
-    } catch (const std::exception &error) {
-        /* Memory, or an answer of the switch that has not the shape of this version's. */
+    } catch (const std::exception &error) { /* memory */
         std::cerr << "aclrmctl: " << error.what() << "\n";
         return kExitFailure;
     }

@@ -1,11 +1,7 @@
 #include "match_words.h"
 
-#include <arpa/inet.h>
-
-#include <algorithm>
-#include <charconv>
-
 #include "number_list.h"
+#include "text_cursor.h"
 
 namespace aclrmctl {
 
@@ -17,18 +13,34 @@ std::string quoted(const std::string &text) {
     return "'" + text + "'";
 }
 
-/* Hexadecimal with 0x, or decimal, as in rule files. */
-bool read_either(const std::string &text, uint32_t largest, uint32_t *number) {
-    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-    const char *start = text.data() + (hex ? 2 : 0);
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(start, end, *number, hex ? 16 : 10);
-    return error == std::errc() && stop == end && *number <= largest;
+/* A field of a rule file, alone in a word. */
+template <typename Take>
+bool takes_all(const std::string &text, Take take) {
+    TextCursor cursor(text, false);
+    return take(cursor) && cursor.at_end();
+}
+
+bool read_masked(const std::string &text, uint32_t limit, uint32_t *value, uint32_t *mask) {
+    return takes_all(text, [&](TextCursor &cursor) {
+        return take_masked(cursor, limit, "a number", value, mask);
+    });
+}
+
+bool read_masked16(const std::string &text, uint32_t limit, uint16_t *value, uint16_t *mask) {
+    uint32_t wide_value = 0;
+    uint32_t wide_mask = 0;
+    if (text != "any" && !read_masked(text, limit, &wide_value, &wide_mask)) {
+        return false;
+    }
+    *value = static_cast<uint16_t>(wide_value);
+    *mask = static_cast<uint16_t>(wide_mask);
+    return true;
 }
 
 std::string port_run(const PortPrefix &prefix) {
-    const uint32_t last = prefix.value | (0xFFFFu & ~prefix.mask);
-    return std::to_string(prefix.value) + (last == prefix.value ? "" : "-" + std::to_string(last));
+    const PortRange range = port_range(prefix);
+    return std::to_string(range.low) +
+           (range.low == range.high ? "" : "-" + std::to_string(range.high));
 }
 
 /* " (1, 2-3, 4-7)", nothing where they are too many for a line. */
@@ -42,23 +54,21 @@ std::string shown_prefixes(const std::vector<PortPrefix> &prefixes) {
 
 }  // namespace
 
-std::string read_prefix(const std::string &text, Prefix *prefix) {
-    if (text == "any") {
-        *prefix = {};
-        return "";
-    }
-    const size_t slash = text.find('/');
-    in_addr address{};
-    uint32_t length = 32;
-    if (inet_pton(AF_INET, text.substr(0, slash).c_str(), &address) != 1 ||
-        (slash != std::string::npos &&
-         (!read_number(text.substr(slash + 1), &length) || length > 32))) {
-        return quoted(text) + " is no IPv4 address or prefix (10.0.0.0/8)";
-    }
-    /* A shift by 32 is undefined, hence the 64 bits. */
-    const auto mask = static_cast<uint32_t>(~uint64_t{0} << (32 - length));
-    *prefix = {ntohl(address.s_addr) & mask, static_cast<uint8_t>(length)};
-    return "";
+std::string read_prefix(const std::string &text, ReadAddress *address) {
+    const bool taken =
+        takes_all(text, [&](TextCursor &cursor) { return take_address(cursor, address); });
+    return taken && address->family != AddressFamily::kMac
+               ? ""
+               : quoted(text) + " is no IP address or prefix (10.0.0.0/8, 2001:db8::/32)";
+}
+
+std::string read_mac_prefix(const std::string &text, ReadAddress *address) {
+    const bool taken =
+        takes_all(text, [&](TextCursor &cursor) { return take_address(cursor, address); });
+    const bool is_ip =
+        address->family == AddressFamily::kIpv4 || address->family == AddressFamily::kIpv6;
+    return taken && !is_ip ? ""
+                           : quoted(text) + " is no MAC address or prefix (02:00:00:00:00:00/16)";
 }
 
 std::string read_port_prefix(const std::string &text, PortPrefix *prefix) {
@@ -86,41 +96,53 @@ std::string read_port_prefix(const std::string &text, PortPrefix *prefix) {
 }
 
 std::string read_protocol(const std::string &text, uint8_t *protocol, uint8_t *mask) {
-    uint32_t number = 0;
+    struct Word {
+        const char *name;
+        uint8_t number;
+    };
+    constexpr Word kWords[] = {{"tcp", 6}, {"udp", 17}, {"icmp", 1}, {"icmp6", 58}};
+    *protocol = *mask = 0;
     if (text == "any") {
-        *protocol = *mask = 0;
         return "";
     }
-    if (text == "tcp" || text == "udp" || text == "icmp") {
-        number = text == "tcp" ? 6 : text == "udp" ? 17 : 1;
-    } else if (!read_either(text, 0xFF, &number)) {
-        return quoted(text) + " is no protocol: tcp, udp, icmp, any or a number up to 255";
+    *mask = 0xFF;
+    for (const Word &word : kWords) {
+        if (text == word.name) {
+            *protocol = word.number;
+            return "";
+        }
+    }
+    uint32_t number = 0;
+    if (!takes_all(
+            text, [&](TextCursor &cursor) { return cursor.number(0xFF, "a protocol", &number); })) {
+        return quoted(text) + " is no protocol: tcp, udp, icmp, icmp6, any or a number up to 255";
     }
     *protocol = static_cast<uint8_t>(number);
-    *mask = 0xFF;
     return "";
 }
 
 std::string read_flags(const std::string &text, uint16_t *flags, uint16_t *mask) {
-    const size_t slash = text.find('/');
-    uint32_t value = 0;
-    uint32_t bits = 0xFFFF;
-    if (!read_either(text.substr(0, slash), 0xFFFF, &value) ||
-        (slash != std::string::npos && !read_either(text.substr(slash + 1), 0xFFFF, &bits))) {
-        return quoted(text) + " is no FLAGS/MASK (0x02/0x12), each up to 0xffff";
-    }
-    *flags = static_cast<uint16_t>(value & bits);
-    *mask = static_cast<uint16_t>(bits);
-    return "";
+    return text != "any" && read_masked16(text, 0xFFFF, flags, mask)
+               ? ""
+               : quoted(text) + " is no FLAGS/MASK (0x02/0x12), each up to 0xffff";
+}
+
+std::string read_vlan(const std::string &text, uint16_t *vlan, uint16_t *mask) {
+    return read_masked16(text, 0xFFF, vlan, mask)
+               ? ""
+               : quoted(text) + " is no VLAN id: a number up to 4095, or any";
+}
+
+std::string read_ethertype(const std::string &text, uint16_t *ethertype, uint16_t *mask) {
+    return read_masked16(text, 0xFFFF, ethertype, mask)
+               ? ""
+               : quoted(text) + " is no EtherType: a number up to 0xffff (0x86dd), or any";
 }
 
 std::string read_key_bytes(const std::string &text, KeyBytes *bytes) {
-    const size_t digits = bytes->size() * 2;
-    const std::string padded = text + std::string(digits - std::min(text.size(), digits), '0');
-    if (text.empty() || text.size() % 2 != 0 || !key_from_hex(padded, bytes)) {
-        return quoted(text) + " is not 1 to 128 bytes as pairs of hexadecimal digits";
-    }
-    return "";
+    const bool taken =
+        takes_all(text, [&](TextCursor &cursor) { return take_key_bytes(cursor, "a key", bytes); });
+    return taken ? "" : quoted(text) + " is not 1 to 128 bytes as pairs of hexadecimal digits";
 }
 
 }  // namespace aclrmctl

@@ -1,6 +1,8 @@
 #include "perform.h"
 
 #include "daemon_link.h"
+#include "demo.h"
+#include "names.h"
 #include "perform_parts.h"
 #include "rule_load.h"
 #include "switch_control.h"
@@ -16,9 +18,16 @@ Answer perform_open(const Settings &settings, const OpenRequest &request) {
     }
     zv_acl_rm_status_t status = 0;
     const int error = zv_acl_rm_api_open(client.get(), request.owner, &status);
-    const std::string what = "opening as owner " + std::to_string(request.owner);
+    const std::string what =
+        "opening as " +
+        (settings.numeric ? "owner " + std::to_string(request.owner) : owner_name(request.owner));
     if (auto failure = call_failure(settings, what, error, status)) {
-        failure->hint = "the switch could not be opened; the daemon's log says why";
+        if (failure->status) {
+            zv_acl_rm_open_params_t params{};
+            params.owner = request.owner;
+            add_why(client.get(), command_of(&params), &params, sizeof(params), &*failure);
+            failure->hint = "the switch could not be opened; the daemon's log says why";
+        }
         return *failure;
     }
     return OpenAnswer{request.owner, settings.handle};
@@ -33,18 +42,15 @@ Answer perform_init(const Settings &settings, const InitRequest &request) {
     const int error = zv_acl_rm_api_init(client.get(), request.chip, &status);
     const std::string what = "loading the limits of chip type " + std::to_string(request.chip);
     if (auto failure = call_failure(settings, what, error, status)) {
-        failure->hint = "known chip types are 1, 3 and 5 to 11";
+        if (failure->status) {
+            zv_acl_rm_init_params_t params{};
+            params.chip_type = request.chip;
+            add_why(client.get(), command_of(&params), &params, sizeof(params), &*failure);
+            failure->hint = "known chip types are 1, 3 and 5 to 11";
+        }
         return *failure;
     }
     return InitAnswer{request.chip};
-}
-
-Answer perform_rule_check(const RuleCheckRequest &request) {
-    LoadedFile loaded;
-    if (auto failure = read_rule_file(request.file, &loaded)) {
-        return *failure;
-    }
-    return loaded.checked;
 }
 
 /* One slot a command: the compiler misses any that is not there. */
@@ -111,10 +117,18 @@ struct Performer {
         return perform_mc_get(settings, request);
     }
     Answer operator()(const DumpRequest &request) const { return perform_dump(settings, request); }
+    Answer operator()(const ShowRequest &request) const { return perform_show(settings, request); }
     Answer operator()(const PacketRequest &request) const { return send_packet(settings, request); }
+    Answer operator()(const PcapRequest &request) const { return send_capture(settings, request); }
+    Answer operator()(const PortsRequest &request) const {
+        return request.set.empty() ? read_ports(settings) : set_ports(settings, request);
+    }
     Answer operator()(const StateRequest &request) const { return read_state(settings, request); }
     Answer operator()(const UsageRequest &) const { return read_usage(settings); }
     Answer operator()(const FaultsRequest &request) const { return set_faults(settings, request); }
+    Answer operator()(const DemoRequest &request) const {
+        return run_demo(settings, request, nullptr);
+    }
 };
 
 }  // namespace

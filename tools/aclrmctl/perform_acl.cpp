@@ -40,8 +40,8 @@ Answer perform_acl_destroy(const Settings &settings, const AclDestroyRequest &re
         return AclDestroyAnswer{request};
     }
     replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
-                 "is it another owner's? the daemon's log says how far it got: its rules and "
-                 "bindings may be gone ('aclrmctl dump')");
+                 "the daemon's log says how far it got: its rules and bindings may be gone "
+                 "('aclrmctl show')");
     return *failure;
 }
 
@@ -56,8 +56,7 @@ Answer perform_acl_edit(const Settings &settings, const AclEditRequest &request)
         return AclEditAnswer{request, params.acl.acl_id};
     }
     replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
-                 "is it another owner's, or still bound? a bound ACL is refused by the switch and "
-                 "then unknown to the daemon");
+                 "an ACL that is bound is refused by the switch, and then unknown to the daemon");
     return *failure;
 }
 

@@ -72,7 +72,7 @@ Answer dump_to(const Settings &settings, const std::string &path) {
     zv_acl_rm_status_t status = 0;
     const int error = zv_acl_rm_api_dump(client.get(), path.c_str(), &status);
     if (auto failure = call_failure(settings, "dumping to " + path, error, status)) {
-        failure->hint = kDumpHint;
+        failure->hint = failure->status ? kDumpHint : failure->hint;
         return *failure;
     }
     const FileState after(path);
@@ -108,6 +108,15 @@ Answer perform_dump(const Settings &settings, const DumpRequest &request) {
         dumped->text = std::move(text);
     }
     return answer;
+}
+
+std::optional<Failure> read_cache(const Settings &settings, CacheText *cache) {
+    const Answer answer = perform_dump(settings, {});
+    if (const auto *failure = std::get_if<Failure>(&answer)) {
+        return *failure;
+    }
+    *cache = read_cache_text(*std::get<DumpAnswer>(answer).text);
+    return std::nullopt;
 }
 
 }  // namespace aclrmctl

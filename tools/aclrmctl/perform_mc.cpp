@@ -81,6 +81,10 @@ Answer perform_mc_create(const Settings &settings, const McCreateRequest &reques
         failure->details.insert(
             failure->details.begin(),
             group_text(group_id) + " is there with the first " + std::to_string(count) + " ports");
+        const size_t added = failure->partial ? failure->partial->done.size() : 0;
+        failure->exit_code = failure->partial ? failure->partial->cause : failure->exit_code;
+        mark_partial(&*failure, "added", request.ports, count + added,
+                     std::min(request.ports.size(), count + added + ZV_ACL_RM_PORTS_PER_RECORD));
         return *failure;
     }
     return McCreateAnswer{group_id, request.ports};

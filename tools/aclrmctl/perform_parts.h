@@ -34,6 +34,10 @@ Answer perform_mc_ports(const Settings &settings, const McPortsRequest &request)
 Answer perform_mc_delete(const Settings &settings, const McDeleteRequest &request);
 Answer perform_mc_get(const Settings &settings, const McGetRequest &request);
 
+Answer perform_show(const Settings &settings, const ShowRequest &request);
+
+/* The daemon's cache by way of a dump into a file of the tool's own. */
+std::optional<Failure> read_cache(const Settings &settings, CacheText *cache);
 Answer perform_dump(const Settings &settings, const DumpRequest &request);
 
 }  // namespace aclrmctl

@@ -3,7 +3,9 @@
 #include <cstring>
 
 #include "daemon_link.h"
+#include "exit_codes.h"
 #include "perform_parts.h"
+#include "rule_preflight.h"
 #include "text_table.h"
 
 namespace aclrmctl {
@@ -152,11 +154,23 @@ Answer perform_rule_get(const Settings &settings, const RuleGetRequest &request)
         return *failure;
     }
     RuleGetAnswer answer{request, {}};
+    if (request.all) {
+        const auto offsets = recorded_offsets(settings, request.acl_id);
+        if (!offsets) {
+            return Failure{kExitFailure,
+                           "the daemon's dump does not tell all of its rules",
+                           {},
+                           {},
+                           "name the offsets"};
+        }
+        answer.asked.offsets.assign(offsets->begin(), offsets->end());
+    }
+    const RuleGetRequest &asked = answer.asked;
     const auto send = [&](size_t first, size_t count) {
-        return get_some(settings, request, first, count, client.get(), &answer.rules);
+        return get_some(settings, asked, first, count, client.get(), &answer.rules);
     };
     if (auto failure =
-            send_in_pieces(request.offsets, ZV_ACL_RM_RULES_PER_RECORD, "read", "rule", send)) {
+            send_in_pieces(asked.offsets, ZV_ACL_RM_RULES_PER_RECORD, "read", "rule", send)) {
         return *failure;
     }
     return answer;

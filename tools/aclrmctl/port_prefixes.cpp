@@ -27,4 +27,8 @@ std::vector<PortPrefix> split_port_range(const PortRange &range) {
     return blocks;
 }
 
+PortRange port_range(const PortPrefix &prefix) {
+    return {prefix.value, static_cast<uint16_t>(prefix.value | (0xFFFF & ~prefix.mask))};
+}
+
 }  // namespace aclrmctl

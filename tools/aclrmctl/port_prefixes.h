@@ -23,6 +23,9 @@ struct PortPrefix {
 
 std::vector<PortPrefix> split_port_range(const PortRange &range);
 
+/* The ports of one prefix. */
+PortRange port_range(const PortPrefix &prefix);
+
 }  // namespace aclrmctl
 
 #endif

@@ -8,8 +8,10 @@
 #define ACLRMCTL_RENDER_H
 
 #include <iosfwd>
+#include <string>
 
 #include "answer.h"
+#include "names.h"
 
 namespace aclrmctl {
 
@@ -40,27 +42,30 @@ class Renderer {
     virtual void operator()(const McDeleteAnswer &answer) const = 0;
     virtual void operator()(const McGetAnswer &answer) const = 0;
     virtual void operator()(const DumpAnswer &answer) const = 0;
+    virtual void operator()(const ShowAnswer &answer) const = 0;
     virtual void operator()(const PacketAnswer &answer) const = 0;
+    virtual void operator()(const PcapAnswer &answer) const = 0;
+    virtual void operator()(const PortsAnswer &answer) const = 0;
     virtual void operator()(const StateAnswer &answer) const = 0;
     virtual void operator()(const UsageAnswer &answer) const = 0;
     virtual void operator()(const FaultsAnswer &answer) const = 0;
+    virtual void operator()(const DemoAnswer &answer) const = 0;
 };
 
-/* Write one answer; the streams are the caller's. */
-void render_text(const Answer &answer, std::ostream &out, std::ostream &err);
-void render_json(const Answer &answer, std::ostream &out);
+/* How text is to look. */
+struct TextStyle {
+    bool numeric = false; /* numbers where there are names */
+    size_t columns = 0;   /* of the terminal; 0: long lines are nobody's trouble */
+};
 
-/* "open-flow" and so on; "owner N" for a number that is none. */
-std::string owner_name(uint32_t owner);
+/* Write one answer; the streams are the caller's. `command` is the command's words ("acl create"),
+ * as far as they were read. */
+void render_text(const Answer &answer, const TextStyle &style, std::ostream &out,
+                 std::ostream &err);
+void render_json(const Answer &answer, const std::string &command, std::ostream &out);
 
-/* "ingress" and "egress", else "direction N". */
-std::string direction_name(uint32_t direction);
-
-/* "permit", "drop" and "trap"; "verdict N" for a number that is none. */
-std::string verdict_text(uint32_t verdict);
-
-/* "bytes" and "packets". */
-const char *counter_type_name(CounterType type);
+/* The exit status that the answer ends the tool with. */
+int exit_status(const Answer &answer);
 
 }  // namespace aclrmctl
 

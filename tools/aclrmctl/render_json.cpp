@@ -1,12 +1,18 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "exit_codes.h"
 #include "render.h"
+#include "render_json_cache.h"
 #include "zv_acl_rm/zv_acl_rm_client.h"
 
 namespace aclrmctl {
 
 namespace {
+
+/* Raised when a member goes or changes its meaning; new members come without a raise. The schema
+ * of this version is schema/aclrmctl-1.schema.json. */
+constexpr int kJsonSchemaVersion = 1;
 
 /* Members in the order written here: they are also read by people. */
 using nlohmann::ordered_json;
@@ -14,8 +20,18 @@ using nlohmann::ordered_json;
 ordered_json check_object(const RuleCheckAnswer &answer) {
     return {{"file", answer.file},
             {"lines", answer.lines_num},
+            {"format", format_name(answer.format)},
             {"rules", answer.rules_num},
             {"expanded", answer.expanded_num},
+            {"first_offset", answer.first_offset},
+            {"last_offset", answer.last_offset},
+            {"room", uint64_t{answer.last_offset} + 1},
+            {"ip4", answer.kinds_num[0]},
+            {"ip6", answer.kinds_num[1]},
+            {"mac", answer.kinds_num[2]},
+            {"raw", answer.kinds_num[3]},
+            {"forwarding", answer.forwards_num},
+            {"counters", answer.counters},
             {"permit", answer.verdicts_num[0]},
             {"drop", answer.verdicts_num[1]},
             {"trap", answer.verdicts_num[2]},
@@ -23,6 +39,8 @@ ordered_json check_object(const RuleCheckAnswer &answer) {
             {"masked", answer.masked_num},
             {"first_masked_line", answer.first_masked_line}};
 }
+
+}  // namespace
 
 /* A number, as the switch has it, and beside it the word; forwarding as null where there is none.
  */
@@ -50,20 +68,83 @@ ordered_json rule_object(const RuleView &rule) {
     return object;
 }
 
+namespace {
+
+ordered_json capture_object(const CaptureRow &row) {
+    ordered_json object{{"number", row.number}, {"length", row.length}, {"sent", row.sent}};
+    if (!row.sent) {
+        return object;
+    }
+    object["key_type"] = row.packet.key_type;
+    object["packet"] = describe_packet_key(row.packet);
+    object["matched"] = row.matched;
+    object["verdict"] = row.verdict;
+    object["verdict_name"] = verdict_text(row.verdict);
+    if (row.matched) {
+        object["acl_id"] = row.acl_id;
+        object["offset"] = row.offset;
+        object["rule"] = row.rule;
+    }
+    return object;
+}
+
+/* Every rule of the file is in one of the runs. */
+ordered_json load_object(const LoadOutcome &load) {
+    ordered_json runs = ordered_json::array();
+    for (const RuleRun &run : load.runs) {
+        runs.push_back({{"state", state_name(run.state)},
+                        {"rules", run.rules_num},
+                        {"first_priority", run.first_priority},
+                        {"last_priority", run.last_priority},
+                        {"first_line", run.first_line},
+                        {"last_line", run.last_line}});
+    }
+    return {{"cause", load.cause},
+            {"undo", load.undo},
+            {"rules", load.total},
+            {"in_switch", count_rules(load, is_in_switch)},
+            {"unknown", count_rules(load, is_unknown)},
+            {"runs", runs}};
+}
+
 class JsonRenderer final : public Renderer {
   public:
-    explicit JsonRenderer(std::ostream &out) : out_(out) {}
+    JsonRenderer(const std::string &command, std::ostream &out) : command_(command), out_(out) {}
 
     void operator()(const Failure &answer) const override {
-        ordered_json object{{"ok", false}, {"exit", answer.exit_code}, {"error", answer.what}};
+        ordered_json object{{"ok", false}, {"error", answer.what}};
         if (answer.status) {
             object["status"] = *answer.status;
             object["status_name"] = zv_acl_rm_status_name(*answer.status);
             object["status_meaning"] = zv_acl_rm_status_meaning(*answer.status);
+            object["why"] = answer.why;
+            object["why_certain"] = answer.why_certain;
         }
         object["details"] = answer.details;
         object["hint"] = answer.hint;
-        print(object);
+        if (answer.partial) {
+            object["partial"] = {{"cause", answer.partial->cause},
+                                 {"what", answer.partial->done_word},
+                                 {"done", answer.partial->done},
+                                 {"uncertain", answer.partial->uncertain},
+                                 {"not_sent", answer.partial->not_sent}};
+        }
+        if (answer.input) {
+            object["input"] = {{"file", answer.input->file},
+                               {"line", answer.input->error.line},
+                               {"column", answer.input->error.column},
+                               {"path", answer.input->error.path},
+                               {"message", answer.input->error.message},
+                               {"text", answer.input->error.text}};
+        }
+        if (answer.load) {
+            object["load"] = load_object(*answer.load);
+        }
+        if (answer.wrong_word) {
+            object["argument"] = {{"index", answer.wrong_word->index},
+                                  {"word", answer.wrong_word->word}};
+        }
+        print(object, answer.exit_code);
     }
 
     void operator()(const OpenAnswer &answer) const override {
@@ -206,38 +287,85 @@ class JsonRenderer final : public Renderer {
     }
 
     void operator()(const DumpAnswer &answer) const override {
-        ordered_json object{{"ok", true}, {"bytes", answer.bytes}};
-        if (answer.text) {
-            object["text"] = *answer.text;
-        } else {
-            object["file"] = answer.file;
+        if (!answer.text) {
+            print({{"bytes", answer.bytes}, {"file", answer.file}});
+            return;
+        }
+        const CacheText cache = read_cache_text(*answer.text);
+        ordered_json object{{"bytes", answer.bytes}};
+        object.update(cache_head(cache));
+        for (const char *table : {"rules", "groups", "acls", "ports", "forwarding", "mc"}) {
+            object[table] = cache_table(cache, table);
         }
         print(object);
     }
 
+    void operator()(const ShowAnswer &answer) const override {
+        ordered_json object = cache_head(answer.cache);
+        object["whole"] = answer.whole;
+        object.update(shown_tables(answer));
+        object["notes"] = answer.notes;
+        print(object, exit_status(answer));
+    }
+
     void operator()(const PacketAnswer &answer) const override {
         ordered_json object = *answer.json;
+        object["packet"] = describe_packet_key({answer.asked.key_type, answer.asked.key});
         object["rule"] = answer.rule;
         print(object);
+    }
+
+    void operator()(const PcapAnswer &answer) const override {
+        ordered_json packets = ordered_json::array();
+        for (const CaptureRow &row : answer.rows) {
+            packets.push_back(capture_object(row));
+        }
+        print({{"file", answer.asked.file}, {"packets", packets}});
+    }
+
+    void operator()(const PortsAnswer &answer) const override {
+        if (answer.set) {
+            print(*answer.json);
+            return;
+        }
+        print({{"ports", answer.json->at("ports")}});
     }
 
     void operator()(const StateAnswer &answer) const override { print(*answer.json); }
     void operator()(const UsageAnswer &answer) const override { print(*answer.json); }
     void operator()(const FaultsAnswer &answer) const override { print(*answer.json); }
 
+    void operator()(const DemoAnswer &answer) const override {
+        ordered_json steps = ordered_json::array();
+        for (const DemoStep &step : answer.steps) {
+            steps.push_back({{"title", step.title},
+                             {"command", step.command},
+                             {"output", step.output},
+                             {"exit", step.exit_code}});
+        }
+        print({{"attached", answer.attached}, {"steps", steps}});
+    }
+
   private:
-    /* Text of other programs (a path, a port's name) may hold bytes that are no UTF-8. */
-    void print(const ordered_json &object) const {
+    /* What every object begins with, then its own members. Text of other programs (a path, a port's
+     * name) may hold bytes that are no UTF-8. */
+    void print(const ordered_json &members, int exit_code = kExitOk) const {
+        ordered_json object{{"schema_version", kJsonSchemaVersion},
+                            {"command", command_},
+                            {"ok", exit_code == kExitOk},
+                            {"exit", exit_code}};
+        object.update(members);
         out_ << object.dump(-1, ' ', false, ordered_json::error_handler_t::replace) << "\n";
     }
 
+    const std::string &command_;
     std::ostream &out_;
 };
 
 }  // namespace
 
-void render_json(const Answer &answer, std::ostream &out) {
-    const JsonRenderer json(out);
+void render_json(const Answer &answer, const std::string &command, std::ostream &out) {
+    const JsonRenderer json(command, out);
     const Renderer &renderer = json;
     std::visit(renderer, answer);
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ostream>
 
+#include "exit_codes.h"
 #include "text_table.h"
 #include "zv_acl_rm/zv_acl_rm_client.h"
 
@@ -34,13 +35,19 @@ std::string forward_text(const RuleTargets &targets) {
     return targets.forward_mc ? "MC " + std::to_string(*targets.forward_mc) : "";
 }
 
+/* A bare number needs the word for what it is. */
+std::string direction_text(const Names &names, uint32_t direction) {
+    return (names.numeric() ? "direction " : "") + names.direction(direction);
+}
+
 std::string ports_text(const std::vector<uint32_t> &ports) {
     return counted(ports.size(), "port") + ": " + number_runs(ports);
 }
 
 /* Columns that no rule has anything to say in are left out, and the rule's words come last: they
  * are long, and a line should fit a terminal. */
-void print_rule_table(std::ostream &out, const RuleGetAnswer &answer) {
+void print_rule_table(std::ostream &out, const Names &names, size_t columns,
+                      const RuleGetAnswer &answer) {
     bool forwards = false;
     bool counts = false;
     for (const RuleView &rule : answer.rules) {
@@ -59,23 +66,39 @@ void print_rule_table(std::ostream &out, const RuleGetAnswer &answer) {
     for (const RuleView &rule : answer.rules) {
         const std::string forward = forward_text(rule.targets);
         const uint32_t counter = rule.targets.counter_id;
-        table.add(
-            row({std::to_string(rule.offset), rule.valid ? "yes" : "no", verdict_text(rule.verdict),
-                 forward.empty() ? "-" : forward, counter == 0 ? "-" : std::to_string(counter),
-                 rule.active.value_or(false) ? "yes" : "no",
-                 describe_key(rule.key_type, rule.key, rule.mask)}));
+        table.add(row({std::to_string(rule.offset), rule.valid ? "yes" : "no",
+                       names.verdict(rule.verdict), forward.empty() ? "-" : forward,
+                       counter == 0 ? "-" : std::to_string(counter),
+                       rule.active.value_or(false) ? "yes" : "no",
+                       describe_key(rule.key_type, rule.key, rule.mask)}));
     }
-    table.print(out);
+    table.print(out, columns);
 }
 
 }  // namespace
 
 void TextRenderer::operator()(const Failure &answer) const {
     err_ << "aclrmctl: " << answer.what << "\n";
+    if (answer.input) {
+        for (const std::string &line : picture_of(answer.input->error)) {
+            err_ << "    " << line << "\n";
+        }
+    }
+    if (answer.wrong_word) {
+        for (const std::string &line : answer.wrong_word->picture) {
+            err_ << "    " << line << "\n";
+        }
+    }
     if (answer.status) {
-        err_ << wrapped("status " + std::to_string(*answer.status) + ", " +
-                        zv_acl_rm_status_name(*answer.status) + ": " +
-                        zv_acl_rm_status_meaning(*answer.status));
+        const std::string number = "status " + std::to_string(*answer.status);
+        /* What a status can mean is of no use to who knows more of this one. */
+        const bool known = !answer.why.empty();
+        err_ << wrapped(
+            (names_.numeric() ? number : number + ", " + zv_acl_rm_status_name(*answer.status)) +
+            (known ? "" : std::string(": ") + zv_acl_rm_status_meaning(*answer.status)));
+    }
+    for (const std::string &reason : answer.why) {
+        err_ << wrapped((answer.why_certain ? "why: " : "perhaps: ") + reason);
     }
     for (const std::string &detail : answer.details) {
         err_ << "  " << detail << "\n"; /* whole: they name what scripts may look for */
@@ -86,7 +109,8 @@ void TextRenderer::operator()(const Failure &answer) const {
 }
 
 void TextRenderer::operator()(const OpenAnswer &answer) const {
-    out_ << formatted("Opened as %s with handle 0x%" PRIx64 ".\n", owner_name(answer.owner).c_str(),
+    out_ << formatted("Opened as %s%s with handle 0x%" PRIx64 ".\n",
+                      names_.numeric() ? "owner " : "", names_.owner(answer.owner).c_str(),
                       answer.handle);
 }
 
@@ -95,9 +119,10 @@ void TextRenderer::operator()(const InitAnswer &answer) const {
 }
 
 void TextRenderer::operator()(const AclCreateAnswer &answer) const {
-    out_ << "ACL " << answer.acl_id << " created: " << direction_name(answer.asked.direction)
-         << ", room for " << counted(answer.asked.size, "rule") << " of key type "
-         << answer.asked.key_type << ", region " << answer.region_id << ".\n";
+    out_ << "ACL " << answer.acl_id
+         << " created: " << direction_text(names_, answer.asked.direction) << ", room for "
+         << counted(answer.asked.size, "rule") << " of key type " << answer.asked.key_type
+         << ", region " << answer.region_id << ".\n";
 }
 
 void TextRenderer::operator()(const AclDestroyAnswer &answer) const {
@@ -106,7 +131,7 @@ void TextRenderer::operator()(const AclDestroyAnswer &answer) const {
 
 void TextRenderer::operator()(const AclEditAnswer &answer) const {
     out_ << "ACL " << answer.asked.acl_id << " is now ACL " << answer.acl_id << ", "
-         << direction_name(answer.asked.direction) << ".\n";
+         << direction_text(names_, answer.asked.direction) << ".\n";
 }
 
 void TextRenderer::operator()(const AclResizeAnswer &answer) const {
@@ -117,7 +142,14 @@ void TextRenderer::operator()(const AclResizeAnswer &answer) const {
 void TextRenderer::operator()(const RuleCheckAnswer &answer) const {
     out_ << answer.file << ": " << counted(answer.lines_num, "line") << ", "
          << counted(answer.rules_num, "rule") << ", " << answer.expanded_num
-         << " after port ranges became prefixes\n";
+         << " after port ranges became prefixes\n  needs an ACL with room for "
+         << counted(uint64_t{answer.last_offset} + 1, "rule") << ": priority "
+         << block_text(answer.first_offset, answer.last_offset - answer.first_offset + 1) << "\n"
+         << "  " << format_name(answer.format) << " format: " << answer.kinds_num[0] << " IPv4, "
+         << answer.kinds_num[1] << " IPv6, " << answer.kinds_num[2] << " MAC, "
+         << answer.kinds_num[3] << " raw; " << answer.forwards_num << " forward, "
+         << counted(answer.counters.size(), "counter")
+         << (answer.counters.empty() ? "" : ": " + number_runs(answer.counters)) << "\n";
     out_ << "  verdicts: " << answer.verdicts_num[0] << " permit, " << answer.verdicts_num[1]
          << " drop, " << answer.verdicts_num[2] << " trap, " << answer.no_verdict_num
          << " left to --verdict\n";
@@ -127,8 +159,8 @@ void TextRenderer::operator()(const RuleCheckAnswer &answer) const {
 void TextRenderer::operator()(const RuleLoadAnswer &answer) const {
     const RuleCheckAnswer &file = answer.checked;
     out_ << file.file << ": " << counted(file.rules_num, "rule") << " became " << file.expanded_num
-         << " in ACL " << answer.acl_id << ", priority " << answer.first_priority << "-"
-         << answer.first_priority + file.expanded_num - 1 << "\n";
+         << " in ACL " << answer.acl_id << ", priority " << file.first_offset << "-"
+         << file.last_offset << "\n";
     out_ << formatted("  %u commands in %.1f ms, %.0f rules/second\n", answer.commands_num,
                       answer.seconds * 1e3, file.expanded_num / answer.seconds);
     print_masked(out_, file);
@@ -139,7 +171,7 @@ void TextRenderer::operator()(const RuleAddAnswer &answer) const {
     const std::string forward = forward_text(rule.targets);
     out_ << "ACL " << answer.acl_id << ", offset " << rule.offset << ": "
          << describe_key(rule.key_type, rule.key, rule.mask) << "\n  "
-         << verdict_text(rule.verdict);
+         << (names_.numeric() ? "verdict " : "") << names_.verdict(rule.verdict);
     if (rule.targets.counter_id != 0) {
         out_ << ", counted by " << rule.targets.counter_id;
     }
@@ -152,7 +184,11 @@ void TextRenderer::operator()(const RuleDeleteAnswer &answer) const {
 }
 
 void TextRenderer::operator()(const RuleGetAnswer &answer) const {
-    print_rule_table(out_, answer);
+    if (answer.asked.format != RuleFormat::kAuto) {
+        out_ << rule_file_text(answer);
+        return;
+    }
+    print_rule_table(out_, names_, columns_, answer);
 }
 
 void TextRenderer::operator()(const RuleMoveAnswer &answer) const {
@@ -177,13 +213,13 @@ void TextRenderer::operator()(const BindAnswer &answer) const {
 void TextRenderer::operator()(const PortSetAnswer &answer) const {
     const std::vector<uint32_t> &ports = answer.asked.ports;
     out_ << counted(ports.size(), "port") << (answer.asked.add ? " added: " : " deleted: ")
-         << number_runs(ports) << ".\n  ACLs bound to the system "
-         << (answer.asked.add ? "are bound to them, too.\n" : "are bound to them no more.\n");
+         << number_runs(ports) << ".\n  ACLs bound to the system are bound there"
+         << (answer.asked.add ? ", too.\n" : " no more.\n");
 }
 
 void TextRenderer::operator()(const CounterCreateAnswer &answer) const {
     out_ << "Counter " << answer.counter_id << " created, of type "
-         << counter_type_name(answer.type) << ".\n";
+         << names_.counter_type(static_cast<uint32_t>(answer.type)) << ".\n";
 }
 
 void TextRenderer::operator()(const CounterDestroyAnswer &answer) const {
@@ -228,6 +264,12 @@ void TextRenderer::operator()(const DumpAnswer &answer) const {
     out_ << answer.file << ": " << counted(answer.bytes, "byte") << " written by the daemon.\n";
 }
 
+/* The story was told while it happened. */
+void TextRenderer::operator()(const DemoAnswer &answer) const {
+    out_ << "\nAll done" << (answer.attached ? "" : "; switch and daemon are gone again")
+         << ". 'aclrmctl --help' lists the commands.\n";
+}
+
 std::string formatted(const char *format, ...) {
     char text[256];
     va_list arguments;
@@ -237,40 +279,17 @@ std::string formatted(const char *format, ...) {
     return text;
 }
 
-std::string owner_name(uint32_t owner) {
-    switch (owner) {
-        case ZV_ACL_RM_OWNER_OPEN_FLOW:
-            return "open-flow";
-        case ZV_ACL_RM_OWNER_TARN_OS:
-            return "tarn-os";
-        case ZV_ACL_RM_OWNER_PRA:
-            return "PRA";
-        case ZV_ACL_RM_OWNER_OF13:
-            return "OF13";
-        default:
-            return "owner " + std::to_string(owner);
+int exit_status(const Answer &answer) {
+    if (const auto *failure = std::get_if<Failure>(&answer)) {
+        return failure->exit_code;
     }
+    const auto *shown = std::get_if<ShowAnswer>(&answer);
+    return shown != nullptr && !shown->whole ? kExitPartial : kExitOk;
 }
 
-std::string direction_name(uint32_t direction) {
-    if (direction == kDirectionIngress) {
-        return "ingress";
-    }
-    return direction == kDirectionEgress ? "egress" : "direction " + std::to_string(direction);
-}
-
-std::string verdict_text(uint32_t verdict) {
-    return verdict <= static_cast<uint32_t>(Verdict::kTrap)
-               ? verdict_name(static_cast<Verdict>(verdict))
-               : "verdict " + std::to_string(verdict);
-}
-
-const char *counter_type_name(CounterType type) {
-    return type == CounterType::kBytes ? "bytes" : "packets";
-}
-
-void render_text(const Answer &answer, std::ostream &out, std::ostream &err) {
-    const TextRenderer text(out, err);
+void render_text(const Answer &answer, const TextStyle &style, std::ostream &out,
+                 std::ostream &err) {
+    const TextRenderer text(style, out, err);
     const Renderer &renderer = text;
     std::visit(renderer, answer);
 }

@@ -9,7 +9,8 @@ namespace aclrmctl {
 
 class TextRenderer final : public Renderer {
   public:
-    TextRenderer(std::ostream &out, std::ostream &err) : out_(out), err_(err) {}
+    TextRenderer(const TextStyle &style, std::ostream &out, std::ostream &err)
+        : out_(out), err_(err), names_(style.numeric), columns_(style.columns) {}
 
     void operator()(const Failure &answer) const override;
     void operator()(const OpenAnswer &answer) const override;
@@ -35,15 +36,24 @@ class TextRenderer final : public Renderer {
     void operator()(const McDeleteAnswer &answer) const override;
     void operator()(const McGetAnswer &answer) const override;
     void operator()(const DumpAnswer &answer) const override;
+    void operator()(const ShowAnswer &answer) const override;
     void operator()(const PacketAnswer &answer) const override;
+    void operator()(const PcapAnswer &answer) const override;
+    void operator()(const PortsAnswer &answer) const override;
     void operator()(const StateAnswer &answer) const override;
     void operator()(const UsageAnswer &answer) const override;
     void operator()(const FaultsAnswer &answer) const override;
+    void operator()(const DemoAnswer &answer) const override;
 
   private:
     std::ostream &out_;
     std::ostream &err_;
+    Names names_;
+    size_t columns_;
 };
+
+/* The rules as a rule file in the format asked for. */
+std::string rule_file_text(const RuleGetAnswer &answer);
 
 /* printf into a string of at most 255 bytes. */
 [[gnu::format(printf, 1, 2)]] std::string formatted(const char *format, ...);

@@ -40,32 +40,31 @@ uint64_t active_rules(const json &region) {
     return active;
 }
 
-std::string verdict_of(const json &answer) {
-    const auto found = answer.find("verdict");
-    if (found != answer.end() && found->is_number_unsigned()) {
-        return verdict_name(static_cast<Verdict>(found->get<uint32_t>()));
-    }
-    return cell(answer, "verdict");
-}
-
-/* The verdict's word in a rule's action block, little-endian at byte 12. */
-std::string rule_verdict(const json &rule) {
+/* The verdict in a rule's action block, little-endian at byte 12. */
+std::string rule_verdict(const Names &names, const json &rule) {
     const std::string action = rule.value("action", std::string());
     return action.size() < 26 || action[25] < '0' || action[25] > '2'
                ? "-"
-               : verdict_name(static_cast<Verdict>(action[25] - '0'));
+               : names.verdict(static_cast<uint32_t>(action[25] - '0'));
 }
 
-void print_section(std::ostream &out, const char *title, const TextTable &table) {
+/* Where and how an answer is printed. */
+struct Page {
+    std::ostream &out;
+    const Names &names;
+    size_t columns;
+};
+
+void print_section(const Page &page, const char *title, const TextTable &table) {
     if (table.empty()) {
-        out << title << ": none\n";
+        page.out << title << ": none\n";
         return;
     }
-    out << title << "\n";
-    table.print(out);
+    page.out << title << "\n";
+    table.print(page.out, page.columns);
 }
 
-void print_acls(std::ostream &out, const json &state) {
+void print_acls(const Page &page, const json &state) {
     TextTable regions({">region", ">size", ">rules", ">hit", ">key type", ">action type"});
     for (const json &region : state.at("regions")) {
         regions.add({cell(region, "region_id"), cell(region, "region_size"),
@@ -73,49 +72,50 @@ void print_acls(std::ostream &out, const json &state) {
                      std::to_string(active_rules(region)), cell(region, "key_type"),
                      cell(region, "action_type")});
     }
-    print_section(out, "Regions", regions);
+    print_section(page, "Regions", regions);
     TextTable acls({">ACL", ">region", "direction", ">type"});
     for (const json &acl : state.at("acls")) {
         acls.add({cell(acl, "acl_id"), cell(acl, "region_id"),
-                  direction_name(static_cast<uint32_t>(number(acl, "direction"))),
+                  page.names.direction(static_cast<uint32_t>(number(acl, "direction"))),
                   cell(acl, "acl_type")});
     }
-    print_section(out, "ACLs", acls);
+    print_section(page, "ACLs", acls);
     TextTable groups({">group", "direction", "ACLs in order"});
     for (const json &group : state.at("groups")) {
         groups.add({cell(group, "group_id"),
-                    direction_name(static_cast<uint32_t>(number(group, "direction"))),
+                    page.names.direction(static_cast<uint32_t>(number(group, "direction"))),
                     id_list(group.at("acl_ids"))});
     }
-    print_section(out, "Groups", groups);
+    print_section(page, "Groups", groups);
 }
 
-void print_attachments(std::ostream &out, const json &state) {
+void print_attachments(const Page &page, const json &state) {
     TextTable bindings({"bound to", ">number", ">group"});
     for (const json &binding : state.at("bindings")) {
         const bool port = binding.contains("log_port");
         bindings.add({port ? "logical port" : "router interface",
                       cell(binding, port ? "log_port" : "rif_id"), cell(binding, "group_id")});
     }
-    print_section(out, "Bindings", bindings);
-    TextTable pbs({">PBS", ">type", "ports"});
+    print_section(page, "Bindings", bindings);
+    TextTable pbs({">PBS", "takes", "ports"});
     for (const json &entry : state.at("pbs")) {
-        pbs.add({cell(entry, "pbs_id"), cell(entry, "entry_type"), id_list(entry.at("ports"))});
+        pbs.add({cell(entry, "pbs_id"),
+                 page.names.forward_type(static_cast<uint32_t>(number(entry, "entry_type"))),
+                 id_list(entry.at("ports"))});
     }
-    print_section(out, "Forwarding entries", pbs);
+    print_section(page, "Forwarding entries", pbs);
     /* The type is what the daemon reads back; the switch counts both. */
     TextTable counters({">counter", "type", ">packets", ">bytes"});
     for (const json &counter : state.at("counters")) {
-        const uint64_t type = number(counter, "counter_type");
-        counters.add({cell(counter, "counter_id"),
-                      type <= 1 ? counter_type_name(static_cast<CounterType>(type))
-                                : cell(counter, "counter_type"),
-                      counter.at("values").at(0).dump(), counter.at("values").at(1).dump()});
+        counters.add(
+            {cell(counter, "counter_id"),
+             page.names.counter_type(static_cast<uint32_t>(number(counter, "counter_type"))),
+             counter.at("values").at(0).dump(), counter.at("values").at(1).dump()});
     }
-    print_section(out, "Flow counters", counters);
+    print_section(page, "Flow counters", counters);
 }
 
-void print_rules(std::ostream &out, const json &state, bool only_active) {
+void print_rules(const Page &page, const json &state, bool only_active) {
     TextTable table({">region", ">offset", "hit", "verdict", "rule"});
     for (const json &region : state.at("regions")) {
         for (const json &rule : region.at("rules")) {
@@ -125,46 +125,43 @@ void print_rules(std::ostream &out, const json &state, bool only_active) {
             }
             const std::string text = describe_switch_rule(rule);
             table.add({cell(region, "region_id"), cell(rule, "offset"), active ? "yes" : "no",
-                       rule_verdict(rule),
+                       rule_verdict(page.names, rule),
                        text.empty() ? "key type " + cell(rule, "key_type") : text});
         }
     }
-    print_section(out, only_active ? "Rules that were hit" : "Rules", table);
+    print_section(page, only_active ? "Rules that were hit" : "Rules", table);
 }
 
 }  // namespace
 
-void TextRenderer::operator()(const PacketAnswer &answer) const {
-    const PacketRequest &asked = answer.asked;
-    const std::string packet = asked.key_type == 0 ? describe_packet(asked.key)
-                                                   : "key type " + std::to_string(asked.key_type);
-    out_ << "packet  " << packet << "\n"
-         << "at      " << (asked.router_interface ? "router interface " : "port ")
-         << asked.ingress_point << ", " << direction_name(asked.direction) << ", " << asked.length
-         << " bytes\n";
-    const json &hit = *answer.json;
-    if (!hit.value("matched", false)) {
-        out_ << "verdict permit (no rule matched)\n";
-        return;
+void TextRenderer::operator()(const StateAnswer &answer) const {
+    const Page page{out_, names_, columns_};
+    print_acls(page, *answer.json);
+    print_attachments(page, *answer.json);
+    if (answer.asked.rules || answer.asked.active) {
+        print_rules(page, *answer.json, answer.asked.active);
     }
-    out_ << "hit     ACL " << cell(hit, "acl_id") << ", rule at offset " << cell(hit, "offset")
-         << (answer.rule.empty() ? "" : ": " + answer.rule) << "\n";
-    out_ << "verdict " << verdict_of(hit);
-    if (hit.value("counter_id", 0) != 0) {
-        out_ << ", counted by " << cell(hit, "counter_id");
-    }
-    if (!hit.value("ports", json::array()).empty()) {
-        out_ << ", forwarded to port " << id_list(hit["ports"]);
-    }
-    out_ << "\n";
 }
 
-void TextRenderer::operator()(const StateAnswer &answer) const {
-    print_acls(out_, *answer.json);
-    print_attachments(out_, *answer.json);
-    if (answer.asked.rules || answer.asked.active) {
-        print_rules(out_, *answer.json, answer.asked.active);
+void TextRenderer::operator()(const PortsAnswer &answer) const {
+    if (answer.set) {
+        out_ << "The switch has " << counted(number(*answer.json, "count"), "port") << " now.\n";
+        return;
     }
+    TextTable table({">port", "kind", "name"});
+    for (const json &port : answer.json->at("ports")) {
+        const uint64_t kind = number(port, "kind");
+        table.add({cell(port, "log_port"),
+                   names_.numeric() ? std::to_string(kind)
+                   : kind == 0      ? "front panel"
+                                    : "kind " + std::to_string(kind),
+                   cell(port, "name")});
+    }
+    if (table.empty()) {
+        out_ << "Ports: none\n";
+        return;
+    }
+    table.print(out_, columns_);
 }
 
 void TextRenderer::operator()(const UsageAnswer &answer) const {

@@ -30,6 +30,7 @@ struct Settings {
     uint64_t handle = kDefaultHandle;
     int timeout_ms = 5000;
     bool json = false;
+    bool numeric = false; /* numbers in text where there are names */
 };
 
 struct OpenRequest {
@@ -67,6 +68,8 @@ struct AclResizeRequest {
 
 struct RuleCheckRequest {
     std::string file;
+    RuleFormat format = RuleFormat::kAuto;
+    uint32_t first_priority = 0;
 };
 
 struct RuleLoadRequest {
@@ -74,6 +77,9 @@ struct RuleLoadRequest {
     uint32_t acl_id = 0;
     uint32_t batch = 20;    /* rules in a command, 1 to 20 */
     uint32_t in_flight = 8; /* commands under way, 1 to 32 */
+    RuleFormat format = RuleFormat::kAuto;
+    bool undo = false;  /* take back what a load that fails has put there */
+    bool quiet = false; /* no progress */
     RuleOptions options;
 };
 
@@ -91,8 +97,10 @@ enum class Activity : uint32_t { kNone = 0, kRead = 1, kReadAndClear = 2 }; /* a
 
 struct RuleGetRequest {
     uint32_t acl_id = 0;
-    std::vector<uint32_t> offsets; /* in the order given, at least one */
+    std::vector<uint32_t> offsets; /* in the order given, at least one unless `all` */
     Activity activity = Activity::kNone;
+    bool all = false;                      /* every rule of the ACL */
+    RuleFormat format = RuleFormat::kAuto; /* kPolicy, kJson: as a rule file; else a table */
 };
 
 struct RuleMoveRequest {
@@ -158,6 +166,14 @@ struct DumpRequest {
     std::string file; /* empty: print the dump */
 };
 
+/* The tables of `show`. */
+enum class Table { kAll, kAcls, kRules, kGroups, kCounters, kPorts, kOwners, kMc, kForwarding };
+
+struct ShowRequest {
+    Table table = Table::kAll;
+    std::optional<uint32_t> acl_id; /* rules of this ACL only */
+};
+
 struct PacketRequest {
     bool router_interface = false; /* `ingress_point` is one, not a port */
     uint32_t ingress_point = 0;
@@ -165,6 +181,19 @@ struct PacketRequest {
     uint32_t key_type = 0;
     uint32_t length = 64; /* bytes */
     KeyBytes key{};
+};
+
+/* The packets of a capture, one after the other. */
+struct PcapRequest {
+    PacketRequest where; /* but for key type, key and length */
+    std::string file;
+    std::optional<uint32_t> key_type; /* of every packet; nothing: IPv4, IPv6, else MAC */
+    uint32_t most = 100000;           /* packets */
+};
+
+/* Of the simulated switch itself. */
+struct PortsRequest {
+    std::string set; /* a JSON list; empty: only look */
 };
 
 struct StateRequest {
@@ -178,12 +207,22 @@ struct FaultsRequest {
     std::string set; /* a JSON list; empty list: clear */
 };
 
-using Request = std::variant<
-    OpenRequest, InitRequest, AclCreateRequest, AclDestroyRequest, AclEditRequest, AclResizeRequest,
-    RuleCheckRequest, RuleLoadRequest, RuleAddRequest, RuleDeleteRequest, RuleGetRequest,
-    RuleMoveRequest, BindRequest, PortSetRequest, CounterCreateRequest, CounterDestroyRequest,
-    CounterReadRequest, CounterClearRequest, McCreateRequest, McPortsRequest, McDeleteRequest,
-    McGetRequest, DumpRequest, PacketRequest, StateRequest, UsageRequest, FaultsRequest>;
+/* The tool's own story, on a switch of its own. */
+struct DemoRequest {
+    bool attach = false;  /* on the daemon that is running */
+    bool fast = false;    /* no pauses on a terminal */
+    uint32_t owner = 0;   /* to open as */
+    std::string daemon{}; /* the program; empty: look for it */
+};
+
+using Request =
+    std::variant<OpenRequest, InitRequest, AclCreateRequest, AclDestroyRequest, AclEditRequest,
+                 AclResizeRequest, RuleCheckRequest, RuleLoadRequest, RuleAddRequest,
+                 RuleDeleteRequest, RuleGetRequest, RuleMoveRequest, BindRequest, PortSetRequest,
+                 CounterCreateRequest, CounterDestroyRequest, CounterReadRequest,
+                 CounterClearRequest, McCreateRequest, McPortsRequest, McDeleteRequest,
+                 McGetRequest, DumpRequest, ShowRequest, PacketRequest, PcapRequest, PortsRequest,
+                 StateRequest, UsageRequest, FaultsRequest, DemoRequest>;
 
 }  // namespace aclrmctl
 

@@ -3,126 +3,253 @@
 #include <algorithm>
 #include <cstring>
 
+#include "text_cursor.h"
+
 namespace aclrmctl {
 
 namespace {
-
-constexpr size_t kSourceAt = 0;
-constexpr size_t kDestinationAt = 4;
-constexpr size_t kProtocolAt = 8;
-constexpr size_t kSourcePortAt = 10;
-constexpr size_t kDestinationPortAt = 12;
-constexpr size_t kFlagsAt = 14;
 
 constexpr size_t kVerdictAt = 12; /* in the action block */
 constexpr uint32_t kForwardToPort = 1;
 constexpr uint32_t kForwardToMcGroup = 2;
 
-constexpr size_t kShownKeyBytes = 12; /* of a key that is no 5-tuple: keeps a table's row short */
+/* Where the fields of a key type lie; 16-bit fields that it does not have are at kNowhere. */
+constexpr size_t kNowhere = SIZE_MAX;
 
-void put16(uint8_t *place, uint16_t value) {
-    place[0] = static_cast<uint8_t>(value >> 8);
-    place[1] = static_cast<uint8_t>(value);
+struct Layout {
+    size_t address_bytes;
+    size_t source_at;
+    size_t destination_at;
+    size_t protocol_at;
+    size_t source_port_at;
+    size_t destination_port_at;
+    size_t flags_at;
+    size_t vlan_at;
+    size_t ethertype_at;
+};
+
+constexpr Layout kLayouts[] = {{4, 0, 4, 8, 10, 12, 14, kNowhere, kNowhere},
+                               {16, 0, 16, 32, 34, 36, 38, kNowhere, kNowhere},
+                               {6, 6, 0, kNowhere, kNowhere, kNowhere, kNowhere, 12, 14}};
+
+void put16(KeyBytes *bytes, size_t at, uint16_t value) {
+    if (at != kNowhere) {
+        (*bytes)[at] = static_cast<uint8_t>(value >> 8);
+        (*bytes)[at + 1] = static_cast<uint8_t>(value);
+    }
 }
 
-void put32(uint8_t *place, uint32_t value) {
-    put16(place, static_cast<uint16_t>(value >> 16));
-    put16(place + 2, static_cast<uint16_t>(value));
+uint16_t get16(const KeyBytes &bytes, size_t at) {
+    return at == kNowhere ? uint16_t{0} : static_cast<uint16_t>(bytes[at] << 8 | bytes[at + 1]);
 }
 
-uint16_t get16(const uint8_t *place) {
-    return static_cast<uint16_t>(place[0] << 8 | place[1]);
+void put_address(const AddressPrefix &prefix, size_t at, size_t bytes_num, KeyBytes *key,
+                 KeyBytes *mask) {
+    for (size_t i = 0; i < bytes_num; i++) {
+        const size_t bits = std::min<size_t>(8, prefix.length > i * 8 ? prefix.length - i * 8 : 0);
+        (*key)[at + i] = prefix.bytes[i];
+        (*mask)[at + i] = static_cast<uint8_t>(0xFF00 >> bits);
+    }
 }
 
-uint32_t get32(const uint8_t *place) {
-    return static_cast<uint32_t>(get16(place)) << 16 | get16(place + 2);
+/* The ones a mask begins with. One that goes on after its first zero gives another mask when it is
+ * made from the length again, by which decode_match finds it out. */
+uint8_t leading_ones(const KeyBytes &mask, size_t at, size_t bytes_num) {
+    uint8_t length = 0;
+    while (length < bytes_num * 8 && (mask[at + length / 8] & (0x80 >> length % 8)) != 0) {
+        length++;
+    }
+    return length;
 }
 
-uint32_t prefix_mask(uint8_t length) {
-    return static_cast<uint32_t>(~uint64_t{0} << (32 - length));
+AddressPrefix get_address(const KeyBytes &key, const KeyBytes &mask, size_t at, size_t bytes_num) {
+    AddressPrefix prefix;
+    std::copy_n(key.begin() + static_cast<ptrdiff_t>(at), bytes_num, prefix.bytes.begin());
+    prefix.length = leading_ones(mask, at, bytes_num);
+    return prefix;
 }
 
-void put_fields(uint8_t *key, const PacketFields &fields) {
-    put32(key + kSourceAt, fields.source);
-    put32(key + kDestinationAt, fields.destination);
-    key[kProtocolAt] = fields.protocol;
-    put16(key + kSourcePortAt, fields.source_port);
-    put16(key + kDestinationPortAt, fields.destination_port);
-    put16(key + kFlagsAt, fields.flags);
+FilterRule decode_fields(const Layout &layout, const KeyBytes &key, const KeyBytes &mask,
+                         ExpandedRule *ports) {
+    FilterRule rule;
+    rule.source = get_address(key, mask, layout.source_at, layout.address_bytes);
+    rule.destination = get_address(key, mask, layout.destination_at, layout.address_bytes);
+    if (layout.protocol_at != kNowhere) {
+        rule.protocol = key[layout.protocol_at];
+        rule.protocol_mask = mask[layout.protocol_at];
+    }
+    ports->source_port = {get16(key, layout.source_port_at), get16(mask, layout.source_port_at)};
+    ports->destination_port = {get16(key, layout.destination_port_at),
+                               get16(mask, layout.destination_port_at)};
+    rule.flags = get16(key, layout.flags_at);
+    rule.flags_mask = get16(mask, layout.flags_at);
+    rule.vlan = get16(key, layout.vlan_at);
+    rule.vlan_mask = get16(mask, layout.vlan_at);
+    rule.ethertype = get16(key, layout.ethertype_at);
+    rule.ethertype_mask = get16(mask, layout.ethertype_at);
+    return rule;
 }
 
-/* Length of a prefix mask of `bits` bits, -1 for a mask that is none. */
-int prefix_length(uint32_t mask, int bits) {
-    const uint64_t full = (uint64_t{1} << bits) - 1;
-    for (int length = 0; length <= bits; length++) {
-        if (mask == (full & ~((uint64_t{1} << (bits - length)) - 1))) {
-            return length;
+/* Whether the mask can be written as a range, and value and mask as the words of a file. */
+bool is_port_prefix(const PortPrefix &prefix) {
+    const auto host_bits = static_cast<uint16_t>(~prefix.mask);
+    return (host_bits & (host_bits + 1)) == 0 && (prefix.value & host_bits) == 0;
+}
+
+bool has_values_outside_masks(const FilterRule &rule) {
+    return (rule.protocol & ~rule.protocol_mask) != 0 || (rule.flags & ~rule.flags_mask) != 0 ||
+           (rule.vlan & ~rule.vlan_mask) != 0 || (rule.ethertype & ~rule.ethertype_mask) != 0 ||
+           rule.vlan_mask > 0xFFF;
+}
+
+bool has_host_bits(const AddressPrefix &prefix, size_t bytes_num) {
+    for (size_t i = prefix.length; i < bytes_num * 8; i++) {
+        if ((prefix.bytes[i / 8] & (0x80 >> i % 8)) != 0) {
+            return true;
         }
     }
-    return -1;
+    return false;
 }
 
-std::string hex_number(uint32_t value, int digits) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%0*x", digits, value);
-    return text;
-}
-
-std::string describe_address(uint32_t address, uint32_t mask) {
-    const int length = prefix_length(mask, 32);
-    if (length == 0) {
-        return "any";
+std::optional<LayoutError> find_clash(const RuleFile &file,
+                                      const std::vector<ExpandedRule> &expanded) {
+    std::vector<uint32_t> order(expanded.size());
+    for (uint32_t i = 0; i < order.size(); i++) {
+        order[i] = i;
     }
-    if (length < 0) {
-        return dotted(address) + "&" + dotted(mask);
+    const auto before = [&](uint32_t a, uint32_t b) {
+        return expanded[a].priority != expanded[b].priority
+                   ? expanded[a].priority < expanded[b].priority
+                   : a < b;
+    };
+    if (!std::is_sorted(order.begin(), order.end(), before)) {
+        std::sort(order.begin(), order.end(), before);
     }
-    return length == 32 ? dotted(address) : dotted(address) + "/" + std::to_string(length);
-}
-
-/* Empty for any port. */
-std::string describe_port(uint16_t port, uint16_t mask) {
-    const int length = prefix_length(mask, 16);
-    if (length == 0) {
-        return "";
+    for (size_t i = 1; i < order.size(); i++) {
+        const ExpandedRule &first = expanded[order[i - 1]];
+        const ExpandedRule &second = expanded[order[i]];
+        if (first.priority == second.priority) {
+            const FilterRule &rule = file.rules[second.rule_index];
+            const bool named = rule.priority.has_value();
+            return LayoutError{second.rule_index, named ? rule.priority_at : rule.at,
+                               "priority " + std::to_string(second.priority) +
+                                   " is taken by the rule of line " +
+                                   std::to_string(file.rules[first.rule_index].at.line),
+                               named ? "priority" : ""};
+        }
     }
-    if (length < 0) {
-        return " port " + std::to_string(port) + "&" + hex_number(mask, 4);
-    }
-    std::string text = " port " + std::to_string(port);
-    if (length < 16) {
-        text += "-" + std::to_string(port + (0xFFFF & ~mask));
-    }
-    return text;
+    return std::nullopt;
 }
 
 }  // namespace
 
-bool expand_rules(const RuleFile &file, std::vector<ExpandedRule> *expanded) {
+std::optional<LayoutError> expand_rules(const RuleFile &file, std::vector<ExpandedRule> *expanded) {
+    bool ascending = true;
+    uint64_t next = 0;
     for (uint32_t index = 0; index < file.rules.size(); index++) {
-        const auto sources = split_port_range(file.rules[index].source_ports);
-        const auto destinations = split_port_range(file.rules[index].destination_ports);
+        const FilterRule &rule = file.rules[index];
+        const auto sources = split_port_range(rule.source_ports);
+        const auto destinations = split_port_range(rule.destination_ports);
         if (expanded->size() + sources.size() * destinations.size() > kLargestExpansion) {
-            return false;
+            return LayoutError{index, rule.at,
+                               "the file makes more than " + std::to_string(kLargestExpansion) +
+                                   " rules of the switch",
+                               ""};
+        }
+        ascending = ascending && (!rule.priority || *rule.priority >= next);
+        next = rule.priority ? *rule.priority : next;
+        if (next + sources.size() * destinations.size() > uint64_t{UINT32_MAX} + 1) {
+            return LayoutError{
+                index, rule.priority ? rule.priority_at : rule.at,
+                "the rule needs priorities past the largest, " + std::to_string(UINT32_MAX),
+                rule.priority ? "priority" : ""};
         }
         for (const PortPrefix &source : sources) {
             for (const PortPrefix &destination : destinations) {
-                expanded->push_back({index, source, destination});
+                expanded->push_back({index, static_cast<uint32_t>(next++), source, destination});
             }
         }
     }
-    return true;
+    return ascending ? std::nullopt : find_clash(file, *expanded);
 }
 
 void encode_match(const FilterRule &rule, const ExpandedRule &expanded, KeyBytes *key,
                   KeyBytes *mask) {
+    if (rule.kind == RuleKind::kRaw) {
+        *key = rule.raw->key;
+        *mask = rule.raw->mask;
+        return;
+    }
+    const Layout &layout = kLayouts[static_cast<uint32_t>(rule.kind)];
     key->fill(0);
     mask->fill(0);
-    put_fields(key->data(),
-               {rule.source.address, rule.destination.address, rule.protocol,
-                expanded.source_port.value, expanded.destination_port.value, rule.flags});
-    put_fields(mask->data(), {prefix_mask(rule.source.length), prefix_mask(rule.destination.length),
-                              rule.protocol_mask, expanded.source_port.mask,
-                              expanded.destination_port.mask, rule.flags_mask});
+    put_address(rule.source, layout.source_at, layout.address_bytes, key, mask);
+    put_address(rule.destination, layout.destination_at, layout.address_bytes, key, mask);
+    if (layout.protocol_at != kNowhere) {
+        (*key)[layout.protocol_at] = rule.protocol;
+        (*mask)[layout.protocol_at] = rule.protocol_mask;
+    }
+    struct {
+        size_t at;
+        uint16_t value;
+        uint16_t mask;
+    } const fields[] = {
+        {layout.source_port_at, expanded.source_port.value, expanded.source_port.mask},
+        {layout.destination_port_at, expanded.destination_port.value,
+         expanded.destination_port.mask},
+        {layout.flags_at, rule.flags, rule.flags_mask},
+        {layout.vlan_at, rule.vlan, rule.vlan_mask},
+        {layout.ethertype_at, rule.ethertype, rule.ethertype_mask}};
+    for (const auto &field : fields) {
+        put16(key, field.at, field.value);
+        put16(mask, field.at, field.mask);
+    }
+}
+
+uint32_t key_type_of(const FilterRule &rule) {
+    return rule.kind == RuleKind::kRaw ? rule.raw->key_type : static_cast<uint32_t>(rule.kind);
+}
+
+FilterRule decode_match(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask) {
+    if (key_type <= kKeyTypeMac) {
+        const Layout &layout = kLayouts[key_type];
+        ExpandedRule ports{};
+        FilterRule rule = decode_fields(layout, key, mask, &ports);
+        rule.kind = static_cast<RuleKind>(key_type);
+        KeyBytes same_key;
+        KeyBytes same_mask;
+        encode_match(rule, ports, &same_key, &same_mask);
+        if (same_key == key && same_mask == mask && !has_values_outside_masks(rule) &&
+            is_port_prefix(ports.source_port) && is_port_prefix(ports.destination_port) &&
+            !has_host_bits(rule.source, layout.address_bytes) &&
+            !has_host_bits(rule.destination, layout.address_bytes)) {
+            rule.source_ports = port_range(ports.source_port);
+            rule.destination_ports = port_range(ports.destination_port);
+            return rule;
+        }
+    }
+    FilterRule rule;
+    rule.kind = RuleKind::kRaw;
+    rule.raw = std::make_shared<RawMatch>(RawMatch{key_type, key, mask});
+    return rule;
+}
+
+WholeRule whole_rule(const FilterRule &rule, const ExpandedRule &expanded,
+                     const RuleOptions &options) {
+    WholeRule whole;
+    whole.priority = options.first_priority + expanded.priority;
+    whole.key_type = key_type_of(rule);
+    encode_match(rule, expanded, &whole.key, &whole.mask);
+    whole.verdict = rule.verdict.value_or(options.verdict);
+    whole.targets = options.targets;
+    if (rule.targets.forward_port || rule.targets.forward_mc) {
+        whole.targets.forward_port = rule.targets.forward_port;
+        whole.targets.forward_mc = rule.targets.forward_mc;
+    }
+    if (rule.targets.counter_id != 0) {
+        whole.targets.counter_id = rule.targets.counter_id;
+    }
+    return whole;
 }
 
 void encode_whole_rule(const WholeRule &rule, acl_rm_rule *record) {
@@ -146,16 +273,6 @@ void encode_whole_rule(const WholeRule &rule, acl_rm_rule *record) {
     }
 }
 
-void encode_rule(const FilterRule &rule, const ExpandedRule &expanded, uint32_t priority,
-                 const RuleOptions &options, acl_rm_rule *record) {
-    WholeRule whole;
-    whole.priority = priority;
-    encode_match(rule, expanded, &whole.key, &whole.mask);
-    whole.verdict = rule.verdict.value_or(options.verdict);
-    whole.targets = options.targets;
-    encode_whole_rule(whole, record);
-}
-
 uint32_t verdict_of_action(const uint8_t *action) {
     uint32_t verdict = 0;
     std::memcpy(&verdict, action + kVerdictAt, sizeof(verdict));
@@ -163,102 +280,30 @@ uint32_t verdict_of_action(const uint8_t *action) {
 }
 
 KeyBytes encode_packet(const PacketFields &fields) {
+    const Layout &layout = kLayouts[kKeyTypeIpv4];
     KeyBytes key{};
-    put_fields(key.data(), fields);
+    for (size_t i = 0; i < 4; i++) {
+        key[layout.source_at + i] = static_cast<uint8_t>(fields.source >> (24 - 8 * i));
+        key[layout.destination_at + i] = static_cast<uint8_t>(fields.destination >> (24 - 8 * i));
+    }
+    key[layout.protocol_at] = fields.protocol;
+    put16(&key, layout.source_port_at, fields.source_port);
+    put16(&key, layout.destination_port_at, fields.destination_port);
+    put16(&key, layout.flags_at, fields.flags);
     return key;
-}
-
-std::string describe_match(const KeyBytes &key, const KeyBytes &mask) {
-    std::string text;
-    if (mask[kProtocolAt] == 0) {
-        text = "ip";
-    } else if (mask[kProtocolAt] == 0xFF) {
-        text = protocol_name(key[kProtocolAt]);
-    } else {
-        text =
-            "protocol " + hex_number(key[kProtocolAt], 2) + "&" + hex_number(mask[kProtocolAt], 2);
-    }
-    text += " " + describe_address(get32(&key[kSourceAt]), get32(&mask[kSourceAt]));
-    text += describe_port(get16(&key[kSourcePortAt]), get16(&mask[kSourcePortAt]));
-    text += " > " + describe_address(get32(&key[kDestinationAt]), get32(&mask[kDestinationAt]));
-    text += describe_port(get16(&key[kDestinationPortAt]), get16(&mask[kDestinationPortAt]));
-    const uint16_t flags_mask = get16(&mask[kFlagsAt]);
-    if (flags_mask != 0) {
-        text += " flags " + hex_number(get16(&key[kFlagsAt]), 4) + "/" + hex_number(flags_mask, 4);
-    }
-    return text;
-}
-
-bool is_five_tuple(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask) {
-    const auto fieldless = [](const KeyBytes &bytes) {
-        return bytes[kProtocolAt + 1] == 0 && std::all_of(bytes.begin() + kFlagsAt + 2, bytes.end(),
-                                                          [](uint8_t byte) { return byte == 0; });
-    };
-    return key_type == 0 && fieldless(key) && fieldless(mask);
-}
-
-std::string describe_key(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask) {
-    if (is_five_tuple(key_type, key, mask)) {
-        return describe_match(key, mask);
-    }
-    size_t used = key.size();
-    while (used > 0 && key[used - 1] == 0 && mask[used - 1] == 0) {
-        used--;
-    }
-    const std::string prefix = "key type " + std::to_string(key_type) + ": ";
-    if (used == 0) {
-        return prefix + "any";
-    }
-    const size_t digits = std::min(used, kShownKeyBytes) * 2;
-    const char *rest = used > kShownKeyBytes ? ".." : "";
-    return prefix + key_to_hex(key).substr(0, digits) + rest + "/" +
-           key_to_hex(mask).substr(0, digits) + rest;
-}
-
-std::string describe_packet(const KeyBytes &key) {
-    std::string text = protocol_name(key[kProtocolAt]) + " " + dotted(get32(&key[kSourceAt])) +
-                       ":" + std::to_string(get16(&key[kSourcePortAt])) + " > " +
-                       dotted(get32(&key[kDestinationAt])) + ":" +
-                       std::to_string(get16(&key[kDestinationPortAt]));
-    const uint16_t flags = get16(&key[kFlagsAt]);
-    return flags == 0 ? text : text + " flags " + hex_number(flags, 4);
-}
-
-std::string dotted(uint32_t address) {
-    return std::to_string(address >> 24) + "." + std::to_string(address >> 16 & 0xFF) + "." +
-           std::to_string(address >> 8 & 0xFF) + "." + std::to_string(address & 0xFF);
-}
-
-std::string protocol_name(uint8_t protocol) {
-    switch (protocol) {
-        case 1:
-            return "icmp";
-        case 6:
-            return "tcp";
-        case 17:
-            return "udp";
-        default:
-            return "protocol " + std::to_string(protocol);
-    }
 }
 
 bool key_from_hex(const std::string &hex, KeyBytes *key) {
     if (hex.size() != key->size() * 2) {
         return false;
     }
-    const auto digit = [](char c) {
-        const char *found = c == '\0' ? nullptr : std::strchr("0123456789abcdef", c | 0x20);
-        return found == nullptr ? -1 : static_cast<int>(found - "0123456789abcdef");
-    };
-    /* Setting bit 5 makes letters lower case and leaves digits alone, but would also turn control
-     * characters into digits: those are told apart by the range check. */
-    for (size_t i = 0; i < hex.size(); i++) {
-        if (hex[i] < '0' || digit(hex[i]) < 0) {
+    for (size_t i = 0; i < key->size(); i++) {
+        const int high = digit_value(hex[i * 2], 16);
+        const int low = digit_value(hex[i * 2 + 1], 16);
+        if (high < 0 || low < 0) {
             return false;
         }
-        const int high = i % 2 == 0 ? 16 : 1;
-        const uint8_t before = i % 2 == 0 ? 0 : (*key)[i / 2];
-        (*key)[i / 2] = static_cast<uint8_t>(before + digit(hex[i]) * high);
+        (*key)[i] = static_cast<uint8_t>(high << 4 | low);
     }
     return true;
 }

@@ -1,9 +1,13 @@
-/* Filter rules and packets as the 128 key bytes of key type 0, and back into words.
+/* Rules and packets as the 128 key bytes of their key types, and back into fields and words.
  *
- * Key type 0, in network byte order, as the simulated switch reads it:
+ * In network byte order, as the simulated switch reads them; all other bytes are 0:
  *
- *     bytes 0-3 source address   4-7 destination address   8 protocol   9 zero
- *     10-11 source port   12-13 destination port   14-15 TCP flags   16-127 zero
+ *     key type 0, IPv4: 0-3 source   4-7 destination   8 protocol   10-11 source port
+ *                       12-13 destination port   14-15 TCP flags
+ *     key type 1, IPv6: 0-15 source   16-31 destination   32 next header   34-35 source port
+ *                       36-37 destination port   38-39 TCP flags
+ *     key type 2, MAC:  0-5 destination   6-11 source   12-13 VLAN id   14-15 EtherType
+ *     key type 3 is free.
  *
  * The mask has the same layout. A rule whose port ranges need several prefixes becomes one rule for
  * each pair of a source and a destination prefix; they follow each other in priority, so that the
@@ -24,29 +28,22 @@
 
 namespace aclrmctl {
 
-using KeyBytes = std::array<uint8_t, ZV_ACL_RM_KEY_BYTES>;
+inline constexpr uint32_t kKeyTypeIpv4 = 0;
+inline constexpr uint32_t kKeyTypeIpv6 = 1;
+inline constexpr uint32_t kKeyTypeMac = 2;
 
-/* Rules one file may expand to: sixteen times what the simulated switch holds by default. */
-inline constexpr uint64_t kLargestExpansion = uint64_t{1} << 20;
-
-/* One rule of the switch, made from a line of the file. */
+/* One rule of the switch, made from a rule of the file. */
 struct ExpandedRule {
     uint32_t rule_index; /* into RuleFile::rules */
+    uint32_t priority;   /* counted from the load's first priority */
     PortPrefix source_port;
     PortPrefix destination_port;
 };
 
-/* Where a rule's packets go, and what counts them; at most one of the targets is there. */
-struct RuleTargets {
-    uint32_t counter_id = 0; /* 0: none */
-    std::optional<uint32_t> forward_port;
-    std::optional<uint32_t> forward_mc; /* MC group */
-};
-
-/* What the words of the command line add to every rule of a file. */
+/* What the words of the command line add to every rule of a file that does not say itself. */
 struct RuleOptions {
     uint32_t first_priority = 0;
-    Verdict verdict = Verdict::kPermit; /* of rules whose line gives none */
+    Verdict verdict = Verdict::kPermit;
     RuleTargets targets;
 };
 
@@ -70,20 +67,36 @@ struct PacketFields {
     uint16_t flags = 0;
 };
 
-/* Expands the rules in file order. False when there would be more than kLargestExpansion; *expanded
- * then holds those before the rule that was too much. */
-bool expand_rules(const RuleFile &file, std::vector<ExpandedRule> *expanded);
+/* What keeps a file's rules from being laid out: the rule, the place in the file and the words. */
+struct LayoutError {
+    uint32_t rule_index = 0;
+    FilePlace at;
+    std::string message;
+    std::string member; /* of the rule's JSON object, empty for the rule itself */
+};
+
+/* Expands the rules in file order and gives each its priority: the one its rule names, or the one
+ * behind the rule before it. An error where there would be more than kLargestExpansion, a priority
+ * past the largest, or two rules at one; *expanded then holds what came before. */
+std::optional<LayoutError> expand_rules(const RuleFile &file, std::vector<ExpandedRule> *expanded);
 
 /* Key and mask of one expanded rule, every byte of them set. */
 void encode_match(const FilterRule &rule, const ExpandedRule &expanded, KeyBytes *key,
                   KeyBytes *mask);
 
+/* 0 to 2, or what a raw rule names. */
+uint32_t key_type_of(const FilterRule &rule);
+
+/* The fields of a key and its mask, or, where they have bits that no field holds, the raw bytes.
+ * encode_match gives the same bytes again. Line, verdict and the rest are left as in a new rule. */
+FilterRule decode_match(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask);
+
+/* One expanded rule in full, with what the options add. */
+WholeRule whole_rule(const FilterRule &rule, const ExpandedRule &expanded,
+                     const RuleOptions &options);
+
 /* The client's record of one rule, every byte of it set. */
 void encode_whole_rule(const WholeRule &rule, acl_rm_rule *record);
-
-/* The same for one expanded rule of a file. */
-void encode_rule(const FilterRule &rule, const ExpandedRule &expanded, uint32_t priority,
-                 const RuleOptions &options, acl_rm_rule *record);
 
 /* The verdict in a rule's action block; not a Verdict, since a client may have written anything. */
 uint32_t verdict_of_action(const uint8_t *action);
@@ -97,8 +110,8 @@ std::string describe_match(const KeyBytes &key, const KeyBytes &mask);
 /* Whether those words tell the whole rule: key type 0, and nothing in the bytes without a field. */
 bool is_five_tuple(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask);
 
-/* The words for any key: describe_match's for a 5-tuple, else the key type and the first bytes of
- * key and mask in hex: "key type 2: 0a000001/ff0000ff". */
+/* The words for any key: describe_match's for a 5-tuple, the like for IPv6 and MAC rules, else the
+ * key type and the first bytes of key and mask in hex: "key type 2: 0a000001/ff0000ff". */
 std::string describe_key(uint32_t key_type, const KeyBytes &key, const KeyBytes &mask);
 
 /* "tcp 10.0.0.1:1024 > 192.0.2.1:53"; flags follow where there are any. */

@@ -1,13 +1,8 @@
-/* Rule files in the classic filter-set text format: reading them, and saying where they are wrong.
+/* Files of rules: what is in them, which formats there are, and saying where one is wrong.
  *
- * One rule a line, fields separated by spaces or tabs:
- *
- *     @source/len  destination/len  low : high  low : high  protocol/mask  flags/mask  [verdict]
- *
- * the two port ranges being source and destination. Protocol and flags are hexadecimal with 0x, or
- * decimal. The optional last word (permit, drop, trap) is this tool's extension: files without it
- * mean what they mean everywhere. Blank lines and lines beginning with # are skipped, a # after a
- * rule begins a comment, lines may end in CR LF, the last one may lack its end.
+ * Three formats fill the same records: the classic filter-set lines (rule_classic.cpp), the policy
+ * format of readable lines (rule_policy.cpp) and the same as JSON (rule_json.cpp).
+ * docs/rule-files.md is their manual.
  *
  * Bits of an address beyond its prefix are cleared, not refused: existing files have them. How many
  * rules had any is counted, so that a slip of the pen does not pass in silence.
@@ -17,44 +12,97 @@
 #ifndef ACLRMCTL_RULE_FILE_H
 #define ACLRMCTL_RULE_FILE_H
 
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "zv_acl_rm/zv_acl_rm_records.h"
+
 namespace aclrmctl {
 
-struct Prefix {
-    uint32_t address = 0; /* host byte order, bits beyond the length are 0 */
-    uint8_t length = 0;   /* 0 to 32 */
+using KeyBytes = std::array<uint8_t, ZV_ACL_RM_KEY_BYTES>;
+
+/* What a rule matches on; the number of the first three is their key type. */
+enum class RuleKind : uint32_t { kIpv4 = 0, kIpv6 = 1, kMac = 2, kRaw = 3 };
+
+/* Rules one file may hold, and expand to: sixteen times what the simulated switch holds. */
+inline constexpr uint64_t kLargestExpansion = uint64_t{1} << 20;
+
+/* 4, 16 or 6 bytes are used, as the rule's kind says. */
+struct AddressPrefix {
+    std::array<uint8_t, 16> bytes{}; /* network order, bits beyond the length are 0 */
+    uint8_t length = 0;              /* in bits; 0: any address */
+
+    bool operator==(const AddressPrefix &) const = default;
 };
 
 struct PortRange {
     uint16_t low = 0; /* low <= high, both belong to the range */
     uint16_t high = 0xFFFF;
+
+    bool operator==(const PortRange &) const = default;
 };
 
-/* What the switch does with a packet; the numbers are the switch's. */
+/* What the switch does with a packet; the numbers are the switch's. Others travel unchanged. */
 enum class Verdict : uint32_t { kPermit = 0, kDrop = 1, kTrap = 2 };
 
-struct FilterRule {
-    uint32_t line = 0; /* in its file, from 1 */
-    Prefix source;
-    Prefix destination;
-    PortRange source_ports;
-    PortRange destination_ports;
-    uint8_t protocol = 0; /* meaningful where protocol_mask has bits; the others are 0 */
-    uint8_t protocol_mask = 0;
-    uint16_t flags = 0; /* TCP flags, likewise */
-    uint16_t flags_mask = 0;
-    std::optional<Verdict> verdict; /* only where the file gives one */
+/* Where a rule's packets go, and what counts them; at most one of the targets is there. */
+struct RuleTargets {
+    uint32_t counter_id = 0; /* 0: none */
+    std::optional<uint32_t> forward_port{};
+    std::optional<uint32_t> forward_mc{}; /* MC group */
+
+    bool operator==(const RuleTargets &) const = default;
 };
 
+/* Key and mask in full, for what has no fields. */
+struct RawMatch {
+    uint32_t key_type = 0;
+    KeyBytes key{};
+    KeyBytes mask{};
+};
+
+/* A place in a file, both from 1; the column counts bytes. Line 0: none. */
+struct FilePlace {
+    uint32_t line = 0;
+    uint32_t column = 0;
+};
+
+/* A rule as it is written. Bits of a value outside its mask are 0. */
+struct FilterRule {
+    FilePlace at;
+    FilePlace priority_at;
+    FilePlace counter_at;
+    RuleKind kind = RuleKind::kIpv4;
+    AddressPrefix source;
+    AddressPrefix destination;
+    PortRange source_ports; /* IP only, as are the next five */
+    PortRange destination_ports;
+    uint8_t protocol = 0;
+    uint8_t protocol_mask = 0;
+    uint16_t flags = 0; /* TCP flags */
+    uint16_t flags_mask = 0;
+    uint16_t vlan = 0; /* MAC only, as are the next three */
+    uint16_t vlan_mask = 0;
+    uint16_t ethertype = 0;
+    uint16_t ethertype_mask = 0;
+    std::shared_ptr<const RawMatch> raw{}; /* where the kind is kRaw */
+    std::optional<Verdict> verdict{};      /* only where the file gives one, as below */
+    RuleTargets targets{};
+    std::optional<uint32_t> priority{};
+};
+
+enum class RuleFormat { kAuto, kClassic, kPolicy, kJson };
+
 struct RuleFile {
-    std::vector<FilterRule> rules; /* in file order */
-    uint32_t lines_num = 0;        /* lines of the file, blank ones and comments included */
-    uint32_t masked_num = 0;       /* rules with address bits beyond a prefix */
+    RuleFormat format = RuleFormat::kAuto; /* as found */
+    std::vector<FilterRule> rules;         /* in file order */
+    uint32_t lines_num = 0;                /* blank ones and comments included */
+    uint32_t masked_num = 0;               /* rules with address bits beyond a prefix */
     uint32_t first_masked_line = 0;
 };
 
@@ -62,21 +110,48 @@ struct RuleFileError {
     uint32_t line = 0;   /* from 1 */
     uint32_t column = 0; /* from 1, in bytes */
     std::string message;
-    std::string text; /* the whole line, without its end */
+    std::string text;   /* the whole line, without its end */
+    std::string path{}; /* of a JSON file: pointer to the value that is wrong; else empty */
 };
 
-/* Reads a file's text. Stops at the first bad line and returns where and why; *file then holds the
+/* The format that the text's first character outside comments tells: '@' is the classic one's, '{'
+ * and '[' JSON's. */
+RuleFormat detect_format(std::string_view text);
+
+/* Reads a file's text. Stops at the first error and returns where and why; *file then holds the
  * rules before it. A text without rules is no error here. */
-std::optional<RuleFileError> parse_rule_text(std::string_view text, RuleFile *file);
+std::optional<RuleFileError> parse_rule_text(std::string_view text, RuleFormat format,
+                                             RuleFile *file);
 
-/* "FILE:LINE:COLUMN: message", the line's text and a caret under the column, ended by a newline.
- * Of a very long line the part around the column is shown; bytes that do not print become '?'. */
-std::string describe_rule_error(const std::string &file_name, const RuleFileError &error);
+/* One line of either line format; empty ones add nothing. Adds to *file, whose lines_num counts it
+ * already. */
+std::optional<RuleFileError> parse_classic_line(std::string_view line, RuleFile *file);
+std::optional<RuleFileError> parse_policy_line(std::string_view line, RuleFile *file);
 
-/* Reads a whole file into *text. Returns 0 or an errno value (EFBIG above 64 MiB). */
+std::optional<RuleFileError> parse_json_rules(std::string_view text, RuleFile *file);
+
+/* An error at a place of the text, with its line. */
+RuleFileError error_at(std::string_view text, const FilePlace &place, std::string message);
+
+/* Adds a rule that has been read; `masked`: it had address bits beyond a prefix. */
+void add_rule(FilterRule rule, bool masked, RuleFile *file);
+
+/* "FILE:LINE:COLUMN: message", with the pointer before the message where there is one. */
+std::string describe_place(const std::string &file_name, const RuleFileError &error);
+
+/* The line's text, and a caret under the column. Of a very long line the part around the column is
+ * shown; bytes that do not print become '?'. */
+std::array<std::string, 2> picture_of(const RuleFileError &error);
+
+/* Reads a whole file into *text; "-" is standard input. Returns 0 or an errno value (EFBIG above
+ * 64 MiB). */
 int read_text_file(const std::string &file_name, std::string *text);
 
-const char *verdict_name(Verdict verdict);
+/* "classic", "policy" and "json"; nothing for another name. */
+const char *format_name(RuleFormat format);
+std::optional<RuleFormat> format_from_name(std::string_view name);
+
+const char *verdict_name(Verdict verdict); /* null for a number without a name */
 std::optional<Verdict> verdict_from_name(std::string_view name);
 
 }  // namespace aclrmctl

@@ -187,6 +187,24 @@ std::string find_rule(const Settings &settings, const json &hit) {
     return "";
 }
 
+/* What the switch wants a list of; it checks the members itself. */
+std::optional<Failure> read_json_list(const std::string &text, const char *example, json *list) {
+    *list = json::parse(text, nullptr, false);
+    if (list->is_array()) {
+        return std::nullopt;
+    }
+    return Failure{kExitUsage, "--set: not a JSON list: " + text, {}, {}, example};
+}
+
+json packet_question(const PacketRequest &request) {
+    return {{"cmd", "packet"},
+            {request.router_interface ? "rif_id" : "log_port", request.ingress_point},
+            {"direction", request.direction},
+            {"key_type", request.key_type},
+            {"key", key_to_hex(request.key)},
+            {"length", request.length}};
+}
+
 }  // namespace
 
 std::optional<Failure> ask_switch(const Settings &settings, const json &question, json *answer) {
@@ -217,16 +235,32 @@ std::optional<Failure> ask_switch(const Settings &settings, const json &question
     return std::nullopt;
 }
 
+Answer read_ports(const Settings &settings) {
+    PortsAnswer asked;
+    asked.set = false;
+    return ask_for(settings, {{"cmd", "state"}}, asked);
+}
+
+Answer set_ports(const Settings &settings, const PortsRequest &request) {
+    json list;
+    if (auto failure = read_json_list(request.set,
+                                      "[{\"log_port\":65537,\"kind\":0,\"name\":\"p1\"}]", &list)) {
+        return *failure;
+    }
+    PortsAnswer asked;
+    asked.set = true;
+    return ask_for(settings, {{"cmd", "ports"}, {"set", list}}, asked);
+}
+
+std::optional<Failure> ask_packet(const Settings &settings, const PacketRequest &request,
+                                  json *hit) {
+    return ask_switch(settings, packet_question(request), hit);
+}
+
 Answer send_packet(const Settings &settings, const PacketRequest &request) {
-    const json question{{"cmd", "packet"},
-                        {request.router_interface ? "rif_id" : "log_port", request.ingress_point},
-                        {"direction", request.direction},
-                        {"key_type", request.key_type},
-                        {"key", key_to_hex(request.key)},
-                        {"length", request.length}};
     PacketAnswer asked;
     asked.asked = request;
-    Answer answer = ask_for(settings, question, asked);
+    Answer answer = ask_for(settings, packet_question(request), asked);
     if (auto *hit = std::get_if<PacketAnswer>(&answer)) {
         hit->rule = find_rule(settings, *hit->json);
     }
@@ -244,13 +278,10 @@ Answer read_usage(const Settings &settings) {
 }
 
 Answer set_faults(const Settings &settings, const FaultsRequest &request) {
-    const json list = json::parse(request.set, nullptr, false);
-    if (!list.is_array()) {
-        return Failure{kExitUsage,
-                       "--set: not a JSON list: " + request.set,
-                       {},
-                       {},
-                       "[{\"call\":\"zv_api_acl_rules_set\",\"nth\":1,\"status\":5}]"};
+    json list;
+    if (auto failure = read_json_list(
+            request.set, "[{\"call\":\"zv_api_acl_rules_set\",\"nth\":1,\"status\":5}]", &list)) {
+        return *failure;
     }
     return ask_for(settings, {{"cmd", "faults"}, {"set", list}}, FaultsAnswer{});
 }
@@ -258,13 +289,13 @@ Answer set_faults(const Settings &settings, const FaultsRequest &request) {
 std::string describe_switch_rule(const json &rule) {
     KeyBytes key;
     KeyBytes mask;
-    if (!rule.is_object() || rule.value("key_type", json()) != 0 ||
+    if (!rule.is_object() || !rule.value("key_type", json()).is_number_unsigned() ||
         !rule.value("key", json()).is_string() || !rule.value("mask", json()).is_string() ||
         !key_from_hex(rule["key"].get<std::string>(), &key) ||
         !key_from_hex(rule["mask"].get<std::string>(), &mask)) {
         return "";
     }
-    return describe_match(key, mask);
+    return describe_key(rule["key_type"].get<uint32_t>(), key, mask);
 }
 
 }  // namespace aclrmctl

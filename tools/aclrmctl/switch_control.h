@@ -15,7 +15,14 @@ namespace aclrmctl {
 std::optional<Failure> ask_switch(const Settings &settings, const nlohmann::json &question,
                                   nlohmann::json *answer);
 
+/* One packet, whatever its kind; `hit` is what became of it. */
+std::optional<Failure> ask_packet(const Settings &settings, const PacketRequest &request,
+                                  nlohmann::json *hit);
+
 Answer send_packet(const Settings &settings, const PacketRequest &request);
+Answer send_capture(const Settings &settings, const PcapRequest &request);
+Answer read_ports(const Settings &settings);
+Answer set_ports(const Settings &settings, const PortsRequest &request);
 Answer read_state(const Settings &settings, const StateRequest &request);
 Answer read_usage(const Settings &settings);
 Answer set_faults(const Settings &settings, const FaultsRequest &request);

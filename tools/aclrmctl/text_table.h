@@ -2,6 +2,8 @@
 #ifndef ACLRMCTL_TEXT_TABLE_H
 #define ACLRMCTL_TEXT_TABLE_H
 
+#include <cstddef>
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -17,10 +19,14 @@ class TextTable {
     void add(std::vector<std::string> cells);
     bool empty() const { return rows_.size() == 1; }
 
-    /* Two spaces before each line and between columns, none at a line's end. */
-    void print(std::ostream &out) const;
+    /* Two spaces before each line and between columns, none at a line's end. Where `columns` is not
+     * 0 the last column is broken between words so that a line fits, as far as the others let it.
+     */
+    void print(std::ostream &out, size_t columns = 0) const;
 
   private:
+    static std::vector<std::string> pieces(const std::string &cell, size_t width);
+
     std::vector<bool> right_;
     std::vector<std::vector<std::string>> rows_; /* the headings first */
 };
@@ -31,6 +37,9 @@ std::string number_runs(const std::vector<uint32_t> &numbers);
 /* A line of text for a terminal of 80 columns: broken between words, ended by a newline, two spaces
  * before it and four before what goes on from it. */
 std::string wrapped(const std::string &text);
+
+/* Columns of the terminal behind standard output: COLUMNS where it is exported, 0 for none. */
+size_t output_columns();
 
 /* "12 rules", "1 rule". */
 std::string counted(uint64_t count, const std::string &noun);

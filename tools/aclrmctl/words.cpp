@@ -1,9 +1,14 @@
 #include "words.h"
 
-#include <map>
+#include <strings.h>
+
+#include <algorithm>
 #include <ostream>
 
 #include "exit_codes.h"
+#include "names.h"
+#include "render.h"
+#include "usage_error.h"
 #include "words_parts.h"
 #include "zv_acl_rm/zv_acl_rm_records.h"
 
@@ -35,8 +40,29 @@ constexpr const char *kFooter =
     "  5  no answer in time; whether the command was carried out is unknown\n"
     "  6  the switch's control socket refused\n"
     "  7  anything else (output, memory, an answer of another version)\n"
+    "  8  a part is done and the rest failed; the report says which part\n"
     "\nEnvironment:\n"
     "  ZV_PLATFORM_ROOT=DIR  is put before the path of either socket\n";
+
+/* "5s", "500ms", "500": the last as milliseconds, which the option took first. */
+std::string read_duration_ms(const std::string &text, int *ms) {
+    size_t digits = 0;
+    while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9') {
+        digits++;
+    }
+    const std::string unit = text.substr(digits);
+    if (digits == 0 || (!unit.empty() && unit != "ms" && unit != "s")) {
+        return "'" + text + "' is no time: 5s, 500ms or 500";
+    }
+    constexpr int64_t kLargestMs = 3600000;
+    const int64_t number = digits > 7 ? kLargestMs + 1 : std::stoll(text.substr(0, digits));
+    const int64_t found = unit == "s" ? number * 1000 : number;
+    if (found < 1 || found > kLargestMs) {
+        return "'" + text + "' is not between 1 ms and an hour";
+    }
+    *ms = static_cast<int>(found);
+    return "";
+}
 
 void add_settings(CLI::App &app, Settings &settings) {
     app.add_option("--socket", settings.socket, "the daemon's socket")->capture_default_str();
@@ -47,10 +73,18 @@ void add_settings(CLI::App &app, Settings &settings) {
                    "the number the daemon knows this client by; the\n"
                    "same in every invocation makes them one client\n"
                    "(default 0xac1)");
-    app.add_option("--timeout", settings.timeout_ms, "time for an answer, in ms, up to an hour")
-        ->check(quiet(CLI::Range(1, 3600000)))
-        ->capture_default_str();
-    app.add_flag("--json", settings.json, "print one JSON object instead of text");
+    app.add_option_function<std::string>(
+           "--timeout",
+           [&settings](const std::string &text) {
+               demand("--timeout", read_duration_ms(text, &settings.timeout_ms));
+           },
+           "time for an answer: 5s, 500ms or a number\n"
+           "of milliseconds, up to an hour (default 5s)")
+        ->type_name("TIME");
+    app.add_flag("-j,--json", settings.json, "print one JSON object instead of text");
+    app.add_flag("-n,--numeric", settings.numeric,
+                 "print numbers, not names: owners, directions,\n"
+                 "verdicts, types, statuses");
 }
 
 void add_open(CLI::App &app, Words &words) {
@@ -58,13 +92,9 @@ void add_open(CLI::App &app, Words &words) {
         app, words, "open", "become an owner's client, in place of the former",
         "Whoever was the owner's client loses access to its ACLs.\n"
         "\nExample:\n  aclrmctl open --owner open-flow\n");
-    const std::map<std::string, uint32_t> owners{{"open-flow", ZV_ACL_RM_OWNER_OPEN_FLOW},
-                                                 {"tarn-os", ZV_ACL_RM_OWNER_TARN_OS},
-                                                 {"PRA", ZV_ACL_RM_OWNER_PRA},
-                                                 {"OF13", ZV_ACL_RM_OWNER_OF13}};
     command->add_option("--owner", request->owner, "open-flow, tarn-os, PRA or OF13")
         ->required()
-        ->transform(quiet(CLI::CheckedTransformer(owners, CLI::ignore_case)))
+        ->transform(one_of(owner_names(), owner_names().size()))
         ->type_name("NAME");
 }
 
@@ -84,6 +114,15 @@ void add_dump(CLI::App &app, Words &words) {
     command->add_option("FILE", request->file, "file the daemon writes; without it: print");
 }
 
+/* Looked for by itself: the parser may have given up before it came to the option. */
+bool asks_for_json(const std::vector<std::string> &words) {
+    return std::any_of(words.begin(), words.end(), [](const std::string &word) {
+        return word == "--json" || (word.size() > 1 && word[0] == '-' && word[1] != '-' &&
+                                    word.find_first_not_of("-jn") == std::string::npos &&
+                                    word.find('j') != std::string::npos);
+    });
+}
+
 }  // namespace
 
 CLI::App *add_group(CLI::App &app, const std::string &name, const std::string &does) {
@@ -96,9 +135,29 @@ CLI::Validator quiet(CLI::Validator validator) {
     return validator.description("");
 }
 
+CLI::Validator one_of(const NameList &names, uint64_t numbers_below) {
+    return CLI::Validator(
+        [&names, numbers_below](std::string &text) -> std::string {
+            std::string list;
+            for (const auto &[name, number] : names) {
+                if (strcasecmp(text.c_str(), name) == 0) {
+                    text = std::to_string(number);
+                    return "";
+                }
+                list += (list.empty() ? "" : ", ") + std::string(name);
+            }
+            uint32_t number = 0;
+            if (read_number(text, &number) && number < numbers_below) {
+                return "";
+            }
+            return "'" + text + "' is none of " + list +
+                   (numbers_below > names.size() ? ", and no number" : "");
+        },
+        "");
+}
+
 CLI::Validator direction_names() {
-    return quiet(CLI::Transformer(
-        std::map<std::string, std::string>{{"ingress", "0"}, {"egress", "1"}}, CLI::ignore_case));
+    return one_of(direction_name_list(), uint64_t{UINT32_MAX} + 1);
 }
 
 void add_acl_id(CLI::App &command, uint32_t *acl_id) {
@@ -125,14 +184,14 @@ void demand(const std::string &option, const std::string &error) {
     }
 }
 
-std::optional<Invocation> read_words(int argc, const char *const *argv, std::ostream &out,
-                                     std::ostream &err, int *exit_code) {
-    CLI::App app(kDescription, "aclrmctl");
-    Words words;
+void build_parser(CLI::App &app, Words &words) {
+    app.description(kDescription);
+    app.name("aclrmctl");
     words.result.settings.socket = ZV_ACL_RM_SOCKET_PATH;
     words.result.settings.switch_socket = "/var/run/zv_switch.sock";
     app.footer(kFooter);
     app.fallthrough(); /* settings may stand behind the command, too */
+    app.set_version_flag("--version", "aclrmctl " ZV_ACLRMCTL_VERSION);
     add_settings(app, words.result.settings);
     add_open(app, words);
     add_init(app, words);
@@ -142,7 +201,17 @@ std::optional<Invocation> read_words(int argc, const char *const *argv, std::ost
     add_counter_words(app, words);
     add_mc_words(app, words);
     add_dump(app, words);
+    add_show_words(app, words);
     add_switch_words(app, words);
+    add_demo_words(app, words);
+}
+
+std::optional<Invocation> read_words(int argc, const char *const *argv, std::ostream &out,
+                                     std::ostream &err, int *exit_code) {
+    CLI::App app;
+    Words words;
+    const std::vector<std::string> given(argv + 1, argv + argc);
+    build_parser(app, words);
     try {
         app.parse(argc, argv);
         /* Asked for here and not of the parser, which would complain of a missing command where
@@ -151,10 +220,21 @@ std::optional<Invocation> read_words(int argc, const char *const *argv, std::ost
             throw CLI::RequiredError("A command");
         }
     } catch (const CLI::ParseError &error) {
-        *exit_code = app.exit(error, out, err) == 0 ? kExitOk : kExitUsage;
+        if (error.get_exit_code() == 0) { /* help or version, which the parser prints */
+            *exit_code = app.exit(error, out, err);
+            return std::nullopt;
+        }
+        const Failure failure = usage_failure(app, given, error);
+        if (asks_for_json(given)) {
+            render_json(failure, command_read(app), out);
+        } else {
+            render_text(failure, {}, out, err);
+        }
+        *exit_code = kExitUsage;
         return std::nullopt;
     }
     *exit_code = kExitOk;
+    words.result.command = command_read(app);
     return words.result;
 }
 

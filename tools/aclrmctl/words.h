@@ -4,6 +4,7 @@
 
 #include <iosfwd>
 #include <optional>
+#include <string>
 
 #include "request.h"
 
@@ -11,11 +12,13 @@ namespace aclrmctl {
 
 struct Invocation {
     Settings settings;
+    std::string command; /* "acl create" */
     Request request;
 };
 
 /* Reads the command line. Nothing is returned where there is nothing (more) to carry out: help was
- * printed on `out` (*exit_code 0), or the words are wrong, which `err` says (*exit_code 1). */
+ * printed on `out` (*exit_code 0), or the words are wrong (*exit_code 1), which `err` says, or an
+ * object on `out` where --json is among them. */
 std::optional<Invocation> read_words(int argc, const char *const *argv, std::ostream &out,
                                      std::ostream &err, int *exit_code);
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "names.h"
 #include "number_list.h"
 #include "words.h"
 
@@ -54,6 +55,11 @@ CLI::App *add_group(CLI::App &app, const std::string &name, const std::string &d
 /* The help text says in words what is allowed; the parser's own notation for it stays out. */
 CLI::Validator quiet(CLI::Validator validator);
 
+/* Accepts a name of the list, whatever its case, or a number below the bound, and makes either the
+ * number. The list must outlive the parser. */
+CLI::Validator one_of(const NameList &names, uint64_t numbers_below);
+
+/* Any number is a direction of some switch. */
 CLI::Validator direction_names();
 
 void add_acl_id(CLI::App &command, uint32_t *acl_id);
@@ -65,12 +71,18 @@ CLI::Option *add_numbers(CLI::App &command, const std::string &name, const std::
 /* Throws the parser's error for an option unless `error` is empty. */
 void demand(const std::string &option, const std::string &error);
 
+/* All of the commands. `words` lives as long as `app`. */
+void build_parser(CLI::App &app, Words &words);
+
+void add_demo_words(CLI::App &app, Words &words);
 void add_acl_words(CLI::App &app, Words &words);
 void add_rule_words(CLI::App &app, Words &words);
 void add_bind_words(CLI::App &app, Words &words);
 void add_counter_words(CLI::App &app, Words &words);
 void add_mc_words(CLI::App &app, Words &words);
+void add_show_words(CLI::App &app, Words &words);
 void add_switch_words(CLI::App &app, Words &words);
+void add_packet_words(CLI::App &group, Words &words);
 
 }  // namespace aclrmctl
 

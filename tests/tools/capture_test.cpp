@@ -1,0 +1,179 @@
+/* Captures sent through the simulated switch: each packet's verdict, and files that are none. */
+#include <fstream>
+
+#include "tests/tools/tool_session.h"
+
+namespace {
+
+using nlohmann::json;
+using zv_test::ToolRun;
+
+/* A capture file, packet by packet; little-endian, microseconds. */
+class Capture {
+  public:
+    explicit Capture(uint32_t link_type) {
+        put32(0xa1b2c3d4);
+        put32(2 | 4 << 16);
+        put32(0);
+        put32(0);
+        put32(65535);
+        put32(link_type);
+    }
+    void add(const std::string &hex, uint32_t length = 0) {
+        const auto bytes = static_cast<uint32_t>(hex.size() / 2);
+        put32(1);
+        put32(0);
+        put32(bytes);
+        put32(length == 0 ? bytes : length);
+        for (size_t i = 0; i < hex.size(); i += 2) {
+            text_ += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+        }
+    }
+    const std::string &text() const { return text_; }
+
+  private:
+    void put32(uint32_t value) {
+        for (int i = 0; i < 4; i++) {
+            text_ += static_cast<char>(value >> (8 * i));
+        }
+    }
+    std::string text_;
+};
+
+const std::string kMacs = "020000000002020000000001";
+const std::string kTelnet = kMacs + "0800" +
+                            "450000280000400040060000"
+                            "0a000001"
+                            "c6336450"
+                            "c73d001700000000000000005002ffff00000000";
+const std::string kWeb = kMacs + "0800" +
+                         "450000280000400040060000"
+                         "0a000001"
+                         "c6336450"
+                         "c73d005000000000000000005002ffff00000000";
+const std::string kIpv6 = kMacs + "86dd" + "6000000000081140" +
+                          "20010db8000000000000000000000007"
+                          "20010db8000000000000000000000053" +
+                          "0400003500080000";
+const std::string kArp = kMacs + "0806" + "0001080006040001";
+
+class CaptureFile : public testing::Test {
+  protected:
+    void SetUp() override {
+        session_.text({"open", "--owner", "open-flow"});
+        session_.text({"init"});
+        session_.text({"acl", "create", "--size", "8"});
+        session_.text({"rule", "add", "--acl", "1", "--priority", "0", "--dst", "198.51.100.80",
+                       "--proto", "tcp", "--dport", "23", "--verdict", "drop"});
+        session_.text({"rule", "add", "--acl", "1", "--priority", "1", "--src", "2001:db8::/32",
+                       "--verdict", "trap"});
+        session_.text({"bind", "port", "--acl", "1", "65537"});
+    }
+    std::string file(const std::string &text) {
+        const std::string path = session_.daemon().root().file("capture.pcap");
+        std::ofstream(path, std::ios::binary) << text;
+        return path;
+    }
+    ToolRun send(const std::string &path, const std::vector<std::string> &more = {}) {
+        std::vector<std::string> words{"switch", "packet", "--port", "65537", "--pcap", path};
+        words.insert(words.end(), more.begin(), more.end());
+        return session_.run(words);
+    }
+    static Capture mixed() {
+        Capture capture(1);
+        capture.add(kTelnet);
+        capture.add(kWeb, 1500);
+        capture.add(kIpv6);
+        capture.add(kArp);
+        return capture;
+    }
+    zv_test::ToolSession session_;
+};
+
+TEST_F(CaptureFile, IsSentPacketByPacketWithASummary) {
+    const std::string path = file(mixed().text());
+    const ToolRun run = send(path);
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out,
+              path +
+                  " at port 65537, ingress\n"
+                  "  packet  bytes  verdict  ACL  offset  what\n"
+                  "       1     54  drop       1       0  tcp 10.0.0.1:51005 > 198.51.100.80:23 "
+                  "flags 0x0002\n"
+                  "       2   1500  permit     -       -  tcp 10.0.0.1:51005 > 198.51.100.80:80 "
+                  "flags 0x0002\n"
+                  "       3     62  trap       1       1  udp [2001:db8::7]:1024 > "
+                  "[2001:db8::53]:53\n"
+                  "       4     22  permit     -       -  mac 02:00:00:00:00:01 > "
+                  "02:00:00:00:00:02 type 0x0806\n"
+                  "4 packets sent: 2 permit, 1 drop, 1 trap (2 of them matched no rule).\n");
+}
+
+TEST_F(CaptureFile, IsAListInJson) {
+    const json answer = zv_test::own_members(send(file(mixed().text()), {"-j"}).out);
+    ASSERT_EQ(answer.at("packets").size(), 4u);
+    const json &telnet = answer.at("packets").at(0);
+    EXPECT_EQ(telnet.at("verdict_name"), "drop");
+    EXPECT_EQ(telnet.at("offset"), 0);
+    EXPECT_EQ(telnet.at("rule"), "tcp any > 198.51.100.80 port 23");
+    EXPECT_EQ(answer.at("packets").at(2).at("key_type"), 1);
+    EXPECT_EQ(answer.at("packets").at(3).at("matched"), false);
+}
+
+TEST_F(CaptureFile, IsSentByTheKeyTypeAskedFor) {
+    const std::string path = file(mixed().text());
+    const json macs = zv_test::own_members(send(path, {"-j", "--key-type", "mac"}).out);
+    EXPECT_EQ(macs.at("packets").at(0).at("key_type"), 2);
+    const ToolRun ipv6 = send(path, {"--key-type", "ipv6"});
+    EXPECT_NE(ipv6.out.find("1 packet sent: 1 trap; 3 not sent: they have no key of the type "),
+              std::string::npos)
+        << ipv6.out;
+}
+
+TEST_F(CaptureFile, IsSentAsFarAsItIsAskedFor) {
+    const json answer =
+        zv_test::own_members(send(file(mixed().text()), {"-j", "--count", "2"}).out);
+    EXPECT_EQ(answer.at("packets").size(), 2u);
+}
+
+TEST_F(CaptureFile, OfRawIpIsSent) {
+    Capture capture(101);
+    capture.add(kTelnet.substr(28));
+    capture.add(kIpv6.substr(28));
+    const json answer = zv_test::own_members(send(file(capture.text()), {"-j"}).out);
+    EXPECT_EQ(answer.at("packets").at(0).at("verdict_name"), "drop");
+    EXPECT_EQ(answer.at("packets").at(1).at("verdict_name"), "trap");
+}
+
+TEST_F(CaptureFile, WithoutAPacketIsNoFailure) {
+    const ToolRun run = send(file(Capture(1).text()));
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_NE(run.out.find("0 packets sent.\n"), std::string::npos) << run.out;
+}
+
+TEST_F(CaptureFile, ThatIsWrongIsRefusedBeforeAnythingIsSent) {
+    const std::string whole = mixed().text();
+    const size_t mark = session_.daemon().trace_mark();
+    const std::vector<std::pair<std::string, std::string>> rows{
+        {"no capture at all", "no capture: "},
+        {"", "no capture: "},
+        {whole.substr(0, 20), "no capture: "},
+        {whole.substr(0, whole.size() - 1), "packet 4: "},
+        {whole.substr(0, 30), "packet 1: "},
+        {Capture(105).text(), "a capture of link type IEEE802_11; only Ethernet and raw IP"}};
+    for (const auto &[text, part] : rows) {
+        const std::string path = file(text);
+        const ToolRun run = send(path);
+        EXPECT_EQ(run.exit_code, 2) << run.out;
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err.rfind("aclrmctl: " + path + ": " + part, 0), 0u) << run.err;
+    }
+    const ToolRun missing = send("/nonexistent.pcap");
+    EXPECT_EQ(missing.exit_code, 2);
+    EXPECT_EQ(missing.err, "aclrmctl: /nonexistent.pcap: No such file or directory\n");
+    EXPECT_TRUE(session_.daemon().trace_since(mark).empty());
+    const json state = session_.object({"switch", "state"});
+    EXPECT_EQ(state.at("regions").at(0).at("rules").at(0).at("activity"), 0);
+}
+
+}  // namespace

@@ -1,0 +1,150 @@
+/* Completion as bash has it: the script is sourced, a line set up, its function called. */
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "tests/tools/tool_session.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+std::string quoted(const std::string &text) {
+    return "'" + text + "'"; /* no word of a test has a quote in it */
+}
+
+/* What bash offers for the last of `words`, whose pieces are those that bash would have made. */
+Words offered(const std::string &root, const Words &words) {
+    std::string line;
+    for (const std::string &word : words) {
+        line += " " + quoted(word);
+    }
+    const std::string script =
+        "export ZV_PLATFORM_ROOT=" + quoted(root) +
+        "; source " ZV_TEST_COMPLETION_SCRIPT "; COMP_WORDS=(" ZV_TEST_ACLRMCTL_PATH + line +
+        "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1));" +
+        " _aclrmctl; ((${#COMPREPLY[@]})) && printf '%s\\n' \"${COMPREPLY[@]}\"; true";
+    FILE *pipe = popen(("bash --norc -c \"" +
+                        [&] {
+                            std::string escaped;
+                            for (const char c : script) {
+                                escaped += c == '"' || c == '$' || c == '\\' ? std::string("\\") + c
+                                                                             : std::string(1, c);
+                            }
+                            return escaped;
+                        }() +
+                        "\" 2>&1")
+                           .c_str(),
+                       "r");
+    std::string text;
+    char buffer[4096];
+    while (fgets(buffer, sizeof(buffer), pipe) != nullptr) {
+        text += buffer;
+    }
+    EXPECT_EQ(pclose(pipe), 0) << text;
+    std::istringstream lines(text);
+    Words result;
+    for (std::string word; std::getline(lines, word);) {
+        result.push_back(word);
+    }
+    std::sort(result.begin(), result.end());
+    return result;
+}
+
+Words without_daemon(const Words &words) {
+    return offered("/nonexistent", words);
+}
+
+TEST(Completion, OffersCommands) {
+    EXPECT_EQ(without_daemon({""}), (Words{"acl", "bind", "counter", "demo", "dump", "init", "mc",
+                                           "open", "port", "rule", "show", "switch", "unbind"}));
+    EXPECT_EQ(without_daemon({"acl", ""}), (Words{"create", "destroy", "edit", "resize"}));
+    EXPECT_EQ(without_daemon({"-j", "sh"}), (Words{"show"}));
+    EXPECT_EQ(without_daemon({"--timeout", "1s", "mc", "de"}), (Words{"del", "delete"}));
+    EXPECT_EQ(without_daemon({"frobnicate", "x"}), Words{});
+}
+
+TEST(Completion, OffersOptionsThatAreNotThereYet) {
+    EXPECT_EQ(without_daemon({"acl", "resize", "--"}),
+              (Words{"--acl", "--handle", "--help", "--json", "--numeric", "--size", "--socket",
+                     "--switch-socket", "--timeout", "--version"}));
+    EXPECT_EQ(without_daemon({"acl", "resize", "--acl", "1", "--si"}), (Words{"--size"}));
+    EXPECT_EQ(without_daemon({"acl", "resize", "--acl", "1", "--ac"}), Words{});
+}
+
+TEST(Completion, OffersNames) {
+    EXPECT_EQ(without_daemon({"open", "--owner", ""}),
+              (Words{"OF13", "PRA", "open-flow", "tarn-os"}));
+    EXPECT_EQ(without_daemon({"acl", "create", "--direction", "e"}), (Words{"egress"}));
+    EXPECT_EQ(without_daemon({"counter", "create", "--type", ""}), (Words{"bytes", "packets"}));
+    EXPECT_EQ(without_daemon({"switch", "packet", "--key-type", "i"}), (Words{"ipv4", "ipv6"}));
+    EXPECT_EQ(without_daemon({"rule", "add", "--verdict", "d"}), (Words{"drop"}));
+}
+
+TEST(Completion, OffersNamesBehindAnEqualsSign) {
+    EXPECT_EQ(without_daemon({"acl", "create", "--direction", "=", "in"}), (Words{"ingress"}));
+    EXPECT_EQ(without_daemon({"acl", "create", "--direction", "="}), (Words{"egress", "ingress"}));
+}
+
+TEST(Completion, OffersFiles) {
+    const zv_test::TempDir directory;
+    std::ofstream(directory.file("edge.rules")) << "\n";
+    EXPECT_EQ(without_daemon({"rule", "check", directory.file("ed")}),
+              (Words{directory.file("edge.rules")}));
+}
+
+TEST(Completion, IsSilentAboutIdsWithoutADaemon) {
+    EXPECT_EQ(without_daemon({"acl", "destroy", "--acl", ""}), Words{});
+    EXPECT_EQ(without_daemon({"counter", "read", ""}), Words{});
+    EXPECT_EQ(without_daemon({"bind", "port", "--acl", "1", ""}), Words{});
+}
+
+TEST(Completion, IsSilentAndQuickWhereTheDaemonDoesNotAnswer) {
+    zv_test::ToolSession session;
+    const std::string root = session.daemon().root().path().string();
+    session.daemon().signal(SIGSTOP);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(offered(root, {"acl", "destroy", "--acl", ""}), Words{});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    session.daemon().signal(SIGCONT);
+}
+
+TEST(Completion, OffersIdsThatAreThere) {
+    zv_test::ToolSession session;
+    const std::string root = session.daemon().root().path().string();
+    session.text({"open", "--owner", "open-flow"});
+    session.text({"init"});
+    session.text({"acl", "create", "--size", "16"});
+    session.text({"acl", "create", "--size", "16"});
+    session.text({"counter", "create", "--type", "packets"});
+    session.text({"mc", "create", "65540"});
+    session.text({"rule", "add", "--acl", "2", "--priority", "3", "--counter", "1"});
+    session.text({"rule", "add", "--acl", "2", "--priority", "4"});
+    session.text({"bind", "port", "--acl", "1", "65539,65541"});
+    session.text({"bind", "rif", "--acl", "1", "7"});
+    EXPECT_EQ(offered(root, {"acl", "destroy", "--acl", ""}), (Words{"1", "2"}));
+    EXPECT_EQ(offered(root, {"counter", "read", ""}), (Words{"1"}));
+    EXPECT_EQ(offered(root, {"rule", "add", "--counter", ""}), (Words{"1"}));
+    EXPECT_EQ(offered(root, {"mc", "get", ""}), (Words{"1"}));
+    EXPECT_EQ(offered(root, {"mc", "add", "1", ""}).size(), 32u);
+    EXPECT_EQ(offered(root, {"rule", "get", "--acl", "2", ""}), (Words{"3-4"}));
+    EXPECT_EQ(offered(root, {"unbind", "port", "--acl", "1", ""}), (Words{"65539", "65541"}));
+    EXPECT_EQ(offered(root, {"unbind", "port", "--acl", "1", "65539,"}),
+              (Words{"65539,65539", "65539,65541"}));
+    EXPECT_EQ(offered(root, {"unbind", "rif", "--acl", "1", ""}), (Words{"7"}));
+    EXPECT_EQ(offered(root, {"switch", "packet", "--port", "655"}).size(), 32u);
+}
+
+TEST(Options, AreListedOneALine) {
+    const zv_test::ToolRun run = zv_test::run_tool("", {"__options"});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_NE(run.out.find("acl create\t--size\tUINT\trequired\n"), std::string::npos);
+    EXPECT_NE(run.out.find("\t-j,--json\t-\toptional\n"), std::string::npos);
+    std::istringstream lines(run.out);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_EQ(std::count(line.begin(), line.end(), '\t'), 3) << line;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,359 @@
+/* Every command against the real daemon on the simulated switch, in text and in JSON, compared with
+ * what stands in golden/. ZV_UPDATE_GOLDEN=1 in the environment writes the files anew; read the
+ * difference before it is committed. */
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+
+#include "tests/tools/tool_session.h"
+
+namespace {
+
+using nlohmann::json;
+using nlohmann::ordered_json;
+using zv_test::ToolRun;
+using Words = std::vector<std::string>;
+
+const std::string kGolden = ZV_TEST_GOLDEN_DIR;
+
+/* A command of a scenario, and what is done before it. */
+struct Step {
+    Words words;
+    void (*before)(zv_test::ToolSession &session) = nullptr;
+};
+
+struct Scenario {
+    std::string name;
+    std::vector<Step> steps;
+    std::string columns = ""; /* of the terminal; "" for none */
+};
+
+std::vector<Step> steps_of(const std::vector<std::string> &lines) {
+    std::vector<Step> steps;
+    for (const std::string &line : lines) {
+        std::istringstream stream(line);
+        Words words;
+        for (std::string word; stream >> word;) {
+            words.push_back(word);
+        }
+        steps.push_back({words});
+    }
+    return steps;
+}
+
+/* A small world that the tables have something to show of. */
+const std::vector<std::string> kWorld{
+    "open --owner open-flow",
+    "init",
+    "acl create --size 64",
+    "acl create --size 16 --direction egress",
+    "counter create --type packets",
+    "counter create --type bytes",
+    "mc create 65545-65547",
+    "rule add --acl 1 --priority 7 --proto tcp --dst 198.51.100.0/24 --dport 23 --verdict drop "
+    "--counter 1",
+    "rule add --acl 1 --priority 8 --dst 198.51.100.80 --forward-port 65540",
+    "rule add --acl 1 --priority 9 --src 2001:db8::/32 --verdict trap --counter 2",
+    "rule add --acl 1 --priority 10 --forward-mc 1",
+    "bind port --acl 1 65537-65538,65541",
+    "bind rif --acl 2 3",
+    "--handle 7 open --owner PRA",
+    "--handle 7 acl create --size 8",
+    "--handle 7 bind system --acl 3",
+};
+
+std::vector<Step> in_the_world(const std::vector<std::string> &lines) {
+    std::vector<std::string> all = kWorld;
+    all.insert(all.end(), lines.begin(), lines.end());
+    return steps_of(all);
+}
+
+void stop_daemon(zv_test::ToolSession &session) {
+    session.daemon().signal(SIGSTOP);
+}
+
+void go_on(zv_test::ToolSession &session) {
+    session.daemon().signal(SIGCONT);
+}
+
+Scenario exit_codes() {
+    Scenario scenario{"exit-codes", in_the_world({})};
+    const auto add = [&](const std::string &line,
+                         void (*before)(zv_test::ToolSession &) = nullptr) {
+        Step step = steps_of({line}).front();
+        step.before = before;
+        scenario.steps.push_back(step);
+    };
+    add("acl create --size many");
+    add("acl crate");
+    add("acl create --siez 5");
+    add("rule check /nonexistent.rules");
+    add("--socket /nonexistent.sock init");
+    add("--switch-socket /nonexistent.sock switch usage");
+    add("acl destroy --acl 99");
+    add("-n acl destroy --acl 99");
+    add("bind port --acl 3 65537");
+    add("init --timeout 50ms", stop_daemon);
+    add("switch faults --set [{}]", go_on);
+    add("dump /nonexistent/dump.txt");
+    add("rule del --acl 1 7-10,0-20");
+    add("--handle 7 unbind system --acl 3");
+    add("bind rif --acl 2 100-300");
+    add("mc add 9 65537");
+    add("rule add --acl 1 --priority 99");
+    return scenario;
+}
+
+std::vector<Scenario> scenarios() {
+    return {
+        {"acl", steps_of({"open --owner open-flow", "init --chip 3", "acl create --size 64",
+                          "acl create --size 0 --direction egress --acl-type 4",
+                          "acl edit --acl 1 --direction egress", "acl resize --acl 2 --size 16",
+                          "acl destroy --acl 2 --acl-type 4 --direction egress",
+                          "-n acl create --size 1", "-n open --owner PRA"})},
+        {"rule", in_the_world({"rule get --acl 1 7-10 --activity", "-n rule get --acl 1 7-8",
+                               "rule move --acl 1 --from 7 --count 2 --to 20",
+                               "rule get --acl 1 20,21 --clear-activity", "rule del --acl 1 20-21",
+                               "rule check SAMPLES/campus-edge.rules"})},
+        {"bind", in_the_world({"unbind port --acl 1 65541", "bind port --acl 2 65545",
+                               "unbind rif --acl 2 3", "port add 65600", "port del 65600",
+                               "--handle 7 unbind system --acl 3"})},
+        {"counter", in_the_world({"switch packet --port 65537 --dst 198.51.100.1 --proto tcp "
+                                  "--dport 23 --length 100",
+                                  "counter read 1", "counter read 2", "counter clear 1",
+                                  "counter read 1", "counter destroy 1"})},
+        {"mc", in_the_world({"mc create", "mc add 3 65537,65538", "mc del 3 65537", "mc get 3",
+                             "mc get 1", "mc delete 3", "mc get 3"})},
+        {"show",
+         in_the_world({"show", "show acls", "show rules", "show rules --acl 1", "show groups",
+                       "show counters", "show ports", "show owners", "show mc", "show forwarding",
+                       "-n show acls", "-n show rules", "dump", "dump ROOT/dump.txt"})},
+        {"show-empty", steps_of({"show", "show acls", "show rules", "dump"})},
+        {"show-80-columns",
+         in_the_world({"show", "show rules", "switch state --rules",
+                       "rule get --acl 1 7-10 --activity", "bind port --acl 3 65537"}),
+         "80"},
+        {"show-200-columns",
+         in_the_world({"show", "show rules", "switch state --rules",
+                       "rule get --acl 1 7-10 --activity", "bind port --acl 3 65537"}),
+         "200"},
+        {"switch",
+         in_the_world(
+             {"switch packet --port 65537 --dst 198.51.100.1 --proto tcp --dport 23 --flags 2",
+              "switch packet --port 65537 --src 2001:db8::7 --dst 2001:db8:1::9 --proto udp "
+              "--sport 5 --dport 53",
+              "switch packet --port 65537 --dst 198.51.100.80",
+              "switch packet --rif 3 --direction egress",
+              "switch packet --port 65537 --mac-src 02:00:00:00:00:01 --mac-dst "
+              "02:00:00:00:00:02 --vlan 7 --ethertype 0x0806",
+              "switch packet --port 65537 --frame "
+              "02000000000202000000000108004500002800004000400600000a000001c63364010400001700000000"
+              "000000005002ffff00000000",
+              "-n switch packet --port 65537 --dst 198.51.100.80", "switch state",
+              "switch state --active", "-n switch state", "switch usage", "switch ports",
+              "switch faults --call zv_api_acl_rules_set --status 5",
+              "rule add --acl 1 --priority 30", "switch faults --clear",
+              "switch ports --set [{\"log_port\":65537,\"kind\":0,\"name\":\"p1\"}]",
+              "switch ports"})},
+        exit_codes(),
+    };
+}
+
+/* What differs from one run to the next, or from one machine to the next. */
+std::string normalised(std::string text, const std::string &root) {
+    const auto replace = [&text](const std::string &from, const std::string &to) {
+        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+            text.replace(at, from.size(), to);
+        }
+    };
+    replace(root, "ROOT");
+    replace(ZV_TEST_SAMPLES_DIR, "SAMPLES");
+    text = std::regex_replace(text,
+                              std::regex("[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] "
+                                         "[0-9:]{8} [0-9]{4}"),
+                              "DATE");
+    return text;
+}
+
+std::string line_of(const Words &words) {
+    std::string line = "aclrmctl";
+    for (const std::string &word : words) {
+        line += " " + word;
+    }
+    return line;
+}
+
+/* The steps as they are run: the marks for places replaced by the places. */
+Words placed(Words words, const std::string &root) {
+    for (std::string &word : words) {
+        word = std::regex_replace(word, std::regex("^SAMPLES"), ZV_TEST_SAMPLES_DIR);
+        word = std::regex_replace(word, std::regex("^ROOT"), root);
+    }
+    return words;
+}
+
+std::string text_of(const Scenario &scenario) {
+    zv_test::ToolSession session;
+    const std::string root = session.daemon().root().path().string();
+    std::string text;
+    for (const Step &step : scenario.steps) {
+        if (step.before != nullptr) {
+            step.before(session);
+        }
+        const ToolRun run = session.run(placed(step.words, root));
+        text += "$ " + line_of(step.words) + "\n" + run.out;
+        if (!run.err.empty()) {
+            text += "[standard error]\n" + run.err;
+        }
+        if (run.exit_code != 0) {
+            text += "[exit status " + std::to_string(run.exit_code) + "]\n";
+        }
+    }
+    session.daemon().allow_error_lines();
+    return normalised(text, root);
+}
+
+std::string json_of(const Scenario &scenario) {
+    zv_test::ToolSession session;
+    const std::string root = session.daemon().root().path().string();
+    ordered_json list = ordered_json::array();
+    for (const Step &step : scenario.steps) {
+        if (step.before != nullptr) {
+            step.before(session);
+        }
+        Words words = placed(step.words, root);
+        words.insert(words.begin(), "-j");
+        const ToolRun run = session.run(words);
+        ordered_json object = ordered_json::parse(run.out, nullptr, false);
+        EXPECT_FALSE(object.is_discarded()) << line_of(words) << ": " << run.out;
+        EXPECT_EQ(object.value("exit", -1), run.exit_code) << line_of(words);
+        if (object.contains("bytes")) {
+            object["bytes"] = 0; /* the root's length is in it, by way of no path of ours */
+        }
+        list.push_back({{"line", line_of(step.words)}, {"object", object}});
+    }
+    session.daemon().allow_error_lines();
+    return normalised(list.dump(1), root) + "\n";
+}
+
+void compare(const std::string &file, const std::string &text) {
+    if (std::getenv("ZV_UPDATE_GOLDEN") != nullptr) {
+        std::ofstream(file) << text;
+        return;
+    }
+    std::ifstream stream(file);
+    const std::string expected{std::istreambuf_iterator<char>(stream), {}};
+    EXPECT_EQ(text, expected) << file << ": ZV_UPDATE_GOLDEN=1 writes it anew";
+}
+
+class Golden : public testing::TestWithParam<Scenario> {
+  protected:
+    void SetUp() override {
+        if (GetParam().columns.empty()) {
+            unsetenv("COLUMNS");
+        } else {
+            setenv("COLUMNS", GetParam().columns.c_str(), 1);
+        }
+    }
+};
+
+TEST_P(Golden, TextIsAsItStands) {
+    const std::string text = text_of(GetParam());
+    compare(kGolden + "/" + GetParam().name + ".txt", text);
+}
+
+TEST_P(Golden, ObjectsAreAsTheyStand) {
+    if (!GetParam().columns.empty()) {
+        GTEST_SKIP() << "an object has no columns";
+    }
+    compare(kGolden + "/" + GetParam().name + ".json", json_of(GetParam()));
+}
+
+TEST_P(Golden, TextFitsTheTerminalItIsFor) {
+    if (GetParam().columns.empty()) {
+        GTEST_SKIP() << "no terminal";
+    }
+    const size_t columns = std::stoul(GetParam().columns);
+    std::ifstream stream(kGolden + "/" + GetParam().name + ".txt");
+    for (std::string line; std::getline(stream, line);) {
+        const bool prompt = line.rfind("$ ", 0) == 0;
+        if (!prompt) {
+            EXPECT_LE(line.size(), columns) << line;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, Golden, testing::ValuesIn(scenarios()), [](const auto &row) {
+    std::string name = row.param.name;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+});
+
+/* --- the schema ---------------------------------------------------------------------------------
+ */
+
+const char *const kPython = "/usr/bin/python3";
+
+bool has_jsonschema() {
+    return std::system((std::string(kPython) + " -c 'import jsonschema' 2>/dev/null").c_str()) == 0;
+}
+
+/* True where every object of a list in `file` satisfies the schema. */
+bool valid(const std::string &file, std::string *complaint) {
+    const std::string command = std::string(kPython) + " " ZV_TEST_TOOLS_DIR "/check_schema.py " +
+                                ZV_TEST_SCHEMA " " + file + " 2>&1";
+    FILE *pipe = popen(command.c_str(), "r");
+    char buffer[4096];
+    complaint->clear();
+    while (fgets(buffer, sizeof(buffer), pipe) != nullptr) {
+        *complaint += buffer;
+    }
+    return pclose(pipe) == 0;
+}
+
+TEST(Schema, IsSatisfiedByEveryObjectOfTheGoldenFiles) {
+    if (!has_jsonschema()) {
+        GTEST_SKIP() << "python3-jsonschema is not installed";
+    }
+    for (const Scenario &scenario : scenarios()) {
+        if (scenario.columns.empty()) {
+            std::string complaint;
+            EXPECT_TRUE(valid(kGolden + "/" + scenario.name + ".json", &complaint)) << complaint;
+        }
+    }
+}
+
+TEST(Schema, RefusesObjectsThatLackAMemberOrHaveAnotherType) {
+    if (!has_jsonschema()) {
+        GTEST_SKIP() << "python3-jsonschema is not installed";
+    }
+    const zv_test::TempDir directory;
+    const json good{
+        {"schema_version", 1}, {"command", "init"}, {"ok", true}, {"exit", 0}, {"chip", 3}};
+    const auto is_valid = [&](const json &object) {
+        const std::string file = directory.file("objects.json");
+        std::ofstream(file) << json::array({{{"line", "x"}, {"object", object}}});
+        std::string complaint;
+        return valid(file, &complaint);
+    };
+    EXPECT_TRUE(is_valid(good));
+    for (const auto &[key, value] : good.items()) {
+        json bad = good;
+        bad.erase(key);
+        EXPECT_FALSE(is_valid(bad)) << "without " << key;
+        bad = good;
+        bad[key] = json::array();
+        EXPECT_FALSE(is_valid(bad)) << "another type of " << key;
+    }
+    json unknown = good;
+    unknown["command"] = "innit";
+    EXPECT_FALSE(is_valid(unknown));
+    json failed = good;
+    failed["ok"] = false;
+    EXPECT_FALSE(is_valid(failed));
+}
+
+}  // namespace

@@ -1,0 +1,375 @@
+/* The words of rule files against a stub of the daemon that holds one ACL: what is sent, printed
+ * and exited with. */
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "rule_progress.h"
+#include "tests/client/stub_daemon.h"
+#include "tests/tools/run_tool.h"
+#include "zv_acl_rm/zv_acl_rm_records.h"
+#include "zv_acl_rm/zv_acl_rm_status.h"
+
+namespace {
+
+using nlohmann::json;
+using zv_test::echo_reply;
+using zv_test::run_tool;
+using zv_test::StubDaemon;
+using zv_test::StubReply;
+using zv_test::StubRequest;
+using zv_test::ToolRun;
+using Words = std::vector<std::string>;
+
+constexpr const char *kRule = "@10.0.0.0/8 192.0.2.0/24 0:65535 80:80 6/255 0/0\n";
+
+std::string rules(int count) {
+    std::string text;
+    for (int i = 0; i < count; i++) {
+        text += kRule;
+    }
+    return text;
+}
+
+template <typename Params>
+Params record(const StubRequest &request) {
+    Params params{};
+    EXPECT_EQ(request.body.size(), sizeof(params));
+    std::memcpy(&params, request.body.data(), std::min(request.body.size(), sizeof(params)));
+    return params;
+}
+
+/* Answers as the daemon does for an ACL without an end, but for the writes: of those the test says
+ * what becomes of the one whose first rule has that priority. */
+class AclStub {
+  public:
+    using Write = std::function<StubReply(StubReply good, uint32_t priority)>;
+
+    explicit AclStub(Write write = [](StubReply good, uint32_t) { return good; })
+        : write_(std::move(write)),
+          daemon_([this](const StubRequest &request) { return answer(request); }) {}
+
+    ToolRun run(Words words) {
+        words.insert(words.begin(),
+                     {"--socket", daemon_.socket_path(), "--switch-socket", "/none"});
+        return run_tool("", words);
+    }
+    std::string file(const std::string &text) {
+        const std::string path = daemon_.directory() + "/test.rules";
+        std::ofstream(path) << text;
+        return path;
+    }
+    /* The commands that carry rules. */
+    std::vector<zv_acl_rm_acl_rule_set_params_t> writes() const {
+        std::vector<zv_acl_rm_acl_rule_set_params_t> found;
+        for (const StubRequest &request : daemon_.requests()) {
+            if (request.command == ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET) {
+                const auto params = record<zv_acl_rm_acl_rule_set_params_t>(request);
+                if (params.rules_num > 0) {
+                    found.push_back(params);
+                }
+            }
+        }
+        return found;
+    }
+    bool was_asked() const { return !daemon_.requests().empty(); }
+
+  private:
+    StubReply answer(const StubRequest &request) {
+        switch (request.command) {
+            case ZV_ACL_RM_API_INT_CMD_DUMP:
+                std::ofstream(std::string(request.attachment.begin(), request.attachment.end() - 1))
+                    << "no dump";
+                return echo_reply(request);
+            case ZV_ACL_RM_API_INT_CMD_ACL_RULE_GET:
+                return read(request);
+            case ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET:
+                return write(request);
+            case ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK: {
+                StubReply reply;
+                return reply;
+            }
+            default:
+                return echo_reply(request);
+        }
+    }
+
+    StubReply write(const StubRequest &request) {
+        const auto params = record<zv_acl_rm_acl_rule_set_params_t>(request);
+        const StubReply reply = params.rules_num == 0
+                                    ? echo_reply(request)
+                                    : write_(echo_reply(request), params.rules[0].priority);
+        for (uint32_t i = 0; reply.status == 0 && !reply.silent && i < params.rules_num; i++) {
+            held_[params.rules[i].offset] = params.rules[i];
+        }
+        return reply;
+    }
+
+    StubReply read(const StubRequest &request) {
+        auto params = record<zv_acl_rm_acl_rule_get_params_t>(request);
+        StubReply reply = echo_reply(request);
+        for (uint32_t i = 0; i < params.rules_num; i++) {
+            const auto found = held_.find(params.rules[i].offset);
+            if (found == held_.end()) {
+                return StubReply{.status = ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND};
+            }
+            params.rules[i] = found->second;
+            params.rules[i].readout = {};
+        }
+        std::memcpy(reply.body.data(), &params, sizeof(params));
+        return reply;
+    }
+
+    Write write_;
+    std::map<uint32_t, acl_rm_rule> held_;
+    StubDaemon daemon_; /* last: its thread uses the others */
+};
+
+void expect_part(const std::string &text, const std::string &part) {
+    EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
+}
+
+TEST(RuleCheckWord, CountsLinesRulesAndExpandedRulesWithoutADaemon) {
+    AclStub stub;
+    const std::string file =
+        stub.file("# two\n@10.0.0.1/8 0.0.0.0/0 1:2 1:6 6/255 0/0 drop\n" + std::string(kRule));
+    const ToolRun result = run_tool("/nonexistent", {"rule", "check", file});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.out, file +
+                              ": 3 lines, 2 rules, 9 after port ranges became prefixes\n"
+                              "  needs an ACL with room for 9 rules: priority 0-8\n"
+                              "  classic format: 2 IPv4, 0 IPv6, 0 MAC, 0 raw; 0 forward, 0 "
+                              "counters\n"
+                              "  verdicts: 0 permit, 1 drop, 0 trap, 1 left to --verdict\n"
+                              "  note: 1 rule had address bits beyond the prefix, which were "
+                              "cleared (first: line 2)\n");
+}
+
+TEST(RuleCheckWord, CountsTheRoomThatPrioritiesNeed) {
+    AclStub stub;
+    const std::string file = stub.file(
+        "priority 90 drop ip4 from any to any count 4\nforward mc 1 mac from any to any count 4\n");
+    const ToolRun result = run_tool("", {"-j", "rule", "check", file, "--first-priority", "10"});
+    const json answer = json::parse(result.out);
+    EXPECT_EQ(answer.at("room"), 102);
+    EXPECT_EQ(answer.at("first_offset"), 100);
+    EXPECT_EQ(answer.at("last_offset"), 101);
+    EXPECT_EQ(answer.at("format"), "policy");
+    EXPECT_EQ(answer.at("ip4"), 1);
+    EXPECT_EQ(answer.at("mac"), 1);
+    EXPECT_EQ(answer.at("forwarding"), 1);
+    EXPECT_EQ(answer.at("counters"), json::array({4}));
+}
+
+TEST(RuleCheckWord, FindsTheSamplesGood) {
+    for (const auto &[name, least] : {std::pair{"campus-edge.rules", 300},
+                                      {"branch-office.policy", 15},
+                                      {"branch-office.json", 15}}) {
+        const ToolRun result =
+            run_tool("", {"--json", "rule", "check", std::string(ZV_TEST_SAMPLES_DIR "/") + name});
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        const json answer = json::parse(result.out);
+        EXPECT_GE(answer.at("rules"), least);
+        EXPECT_EQ(answer.at("no_verdict"), 0);
+    }
+}
+
+TEST(RuleCheckWord, ReadsTheFormatItIsTold) {
+    AclStub stub;
+    const std::string file = stub.file(kRule);
+    EXPECT_EQ(run_tool("", {"rule", "check", file, "--format", "classic"}).exit_code, 0);
+    const ToolRun other = run_tool("", {"rule", "check", file, "--format", "policy"});
+    EXPECT_EQ(other.exit_code, 2);
+    expect_part(other.err, ":1:1: expected an action: permit, drop, trap or forward\n");
+    const ToolRun unknown = run_tool("", {"rule", "check", file, "--format", "yaml"});
+    EXPECT_EQ(unknown.exit_code, 1);
+    expect_part(unknown.err, "'yaml' is no format: auto, classic, policy, json");
+}
+
+TEST(RuleLoadWord, SendsNothingOfABadFileAndShowsTheLine) {
+    AclStub stub;
+    const std::string file = stub.file(std::string(kRule) + "@10.0.0.0/8 oops\n");
+    const ToolRun result = stub.run({"rule", "load", file, "--acl", "1"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.err, "aclrmctl: " + file +
+                              ":2:13: expected an octet of an address\n"
+                              "    @10.0.0.0/8 oops\n"
+                              "                ^\n");
+    const json answer = json::parse(stub.run({"-j", "rule", "load", file, "--acl", "1"}).out);
+    EXPECT_EQ(answer.at("exit"), 2);
+    EXPECT_EQ(answer.at("input"), (json{{"file", file},
+                                        {"line", 2},
+                                        {"column", 13},
+                                        {"path", ""},
+                                        {"message", "expected an octet of an address"},
+                                        {"text", "@10.0.0.0/8 oops"}}));
+    EXPECT_FALSE(stub.was_asked());
+}
+
+TEST(RuleLoadWord, PointsIntoJsonByPlaceAndPointer) {
+    AclStub stub;
+    const std::string file =
+        stub.file("{\"rules\": [\n  {\"match\": {\"src\": \"10.0.0.0/33\"}}]}\n");
+    const ToolRun result = stub.run({"rule", "load", file, "--acl", "1"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.err, "aclrmctl: " + file +
+                              ":2:31: /rules/0/match/src: a prefix length is at most 32\n"
+                              "      {\"match\": {\"src\": \"10.0.0.0/33\"}}]}\n" +
+                              std::string(34, ' ') + "^\n");
+    const json answer = json::parse(stub.run({"-j", "rule", "load", file, "--acl", "1"}).out);
+    EXPECT_EQ(answer.at("input").at("path"), "/rules/0/match/src");
+}
+
+TEST(RuleLoadWord, SaysThatAFileIsMissingOrWithoutRules) {
+    AclStub stub;
+    const ToolRun missing = stub.run({"rule", "load", "/nonexistent", "--acl", "1"});
+    EXPECT_EQ(missing.exit_code, 2);
+    EXPECT_EQ(missing.err, "aclrmctl: /nonexistent: No such file or directory\n");
+    const ToolRun without = stub.run({"rule", "load", stub.file("# nothing\n"), "--acl", "1"});
+    EXPECT_EQ(without.exit_code, 2);
+    expect_part(without.err, "there is no rule in the file");
+    EXPECT_FALSE(stub.was_asked());
+}
+
+TEST(RuleLoadWord, LeavesRoomForTheLastPriority) {
+    AclStub stub;
+    const std::string file = stub.file(rules(2));
+    EXPECT_EQ(
+        stub.run({"rule", "load", file, "--acl", "1", "--first-priority", "4294967294"}).exit_code,
+        0);
+    EXPECT_EQ(
+        stub.run({"rule", "load", file, "--acl", "1", "--first-priority", "4294967295"}).exit_code,
+        1);
+}
+
+TEST(RuleLoadWord, SendsTheRulesInBatchesInFileOrder) {
+    AclStub stub;
+    const std::string file = stub.file(rules(45));
+    const ToolRun result = stub.run({"rule", "load", file, "--acl", "6", "--first-priority", "100",
+                                     "--verdict", "drop", "--forward-port", "65540"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.err, "") << "no progress where no terminal is";
+    expect_part(result.out, "45 rules became 45 in ACL 6, priority 100-144\n  3 commands in ");
+    expect_part(result.out, " rules/second\n");
+    const auto writes = stub.writes();
+    ASSERT_EQ(writes.size(), 3u);
+    uint32_t next = 100;
+    for (const auto &params : writes) {
+        EXPECT_EQ(params.cmd, 6u);
+        EXPECT_EQ(params.acl_id, 6u);
+        EXPECT_EQ(params.rules_num, next == 140 ? 5u : 20u);
+        for (uint32_t i = 0; i < params.rules_num; i++) {
+            EXPECT_EQ(params.rules[i].priority, next++);
+            EXPECT_EQ(params.rules[i].action[12], 1);
+            EXPECT_EQ(params.rules[i].forwarding.log_port, 65540u);
+        }
+    }
+    EXPECT_EQ(next, 145u);
+}
+
+TEST(RuleLoadWord, GivesRulesTheirOwnTargetsBeforeThoseOfTheCommandLine) {
+    AclStub stub;
+    const std::string file =
+        stub.file("forward port 7 ip4 from any to any\ndrop ip4 from any to any count 3\n");
+    const ToolRun result = stub.run({"rule", "load", file, "--acl", "1", "--counter", "9",
+                                     "--forward-mc", "5", "--verdict", "trap"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    ASSERT_EQ(stub.writes().size(), 1u);
+    const auto &sent = stub.writes()[0].rules;
+    EXPECT_EQ(sent[0].forwarding.type, 1u);
+    EXPECT_EQ(sent[0].forwarding.log_port, 7u);
+    EXPECT_EQ(sent[0].forwarding.counter_id, 9u);
+    EXPECT_EQ(sent[1].forwarding.type, 2u);
+    EXPECT_EQ(sent[1].forwarding.mc_group_id, 5u);
+    EXPECT_EQ(sent[1].forwarding.counter_id, 3u);
+    EXPECT_EQ(sent[1].action[12], 1);
+}
+
+TEST(RuleLoadWord, TellsOfARefusedBatchWhatIsInTheSwitchAndWhatIsNot) {
+    AclStub stub([](StubReply good, uint32_t priority) {
+        good.status = priority == 20 ? uint32_t{ZV_ACL_RM_STATUS_NO_HW_RESOURCES} : 0;
+        return good;
+    });
+    const std::string file = stub.file("# title\n" + rules(60));
+    const ToolRun result =
+        stub.run({"rule", "load", file, "--acl", "6", "--batch", "10", "--in-flight", "1"});
+    EXPECT_EQ(result.exit_code, 8);
+    expect_part(result.err,
+                "aclrmctl: loading " + file + " lines 22-31 (priority 20-29 of ACL 6): refused\n");
+    expect_part(result.err,
+                "  20 of 60 rules are in the switch\n"
+                "  in the switch: 20 rules, priority 0-19 (lines 2-21)\n"
+                "  not in the switch: 10 rules, priority 20-29 (lines 22-31)\n"
+                "  not sent: 30 rules, priority 30-59 (lines 32-61)\n");
+    EXPECT_EQ(stub.writes().size(), 3u);
+}
+
+TEST(RuleLoadWord, ReadsBackWhatWasAcknowledged) {
+    AclStub stub([](StubReply good, uint32_t priority) {
+        good.status = priority == 0 ? uint32_t{ZV_ACL_RM_STATUS_NO_HW_RESOURCES} : 0;
+        return good;
+    });
+    const std::string file = stub.file(rules(400));
+    const ToolRun result = stub.run({"-j", "rule", "load", file, "--acl", "6", "--in-flight", "4"});
+    EXPECT_EQ(result.exit_code, 8);
+    const json runs = json::parse(result.out).at("load").at("runs");
+    ASSERT_EQ(runs.size(), 3u);
+    EXPECT_EQ(runs[0].at("state"), "not_in_switch");
+    EXPECT_EQ(runs[1], (json{{"state", "in_switch"},
+                             {"rules", 60},
+                             {"first_priority", 20},
+                             {"last_priority", 79},
+                             {"first_line", 21},
+                             {"last_line", 80}}));
+    EXPECT_EQ(runs[2].at("state"), "not_sent");
+    EXPECT_EQ(stub.writes().size(), 4u);
+}
+
+TEST(RuleLoadWord, SaysWhatIsUnknownAfterATimeout) {
+    AclStub stub([](StubReply good, uint32_t priority) {
+        good.silent = priority >= 40;
+        return good;
+    });
+    const std::string file = stub.file(rules(400));
+    const ToolRun result = stub.run(
+        {"rule", "load", file, "--acl", "6", "--in-flight", "4", "--timeout", "300", "--undo"});
+    EXPECT_EQ(result.exit_code, 8) << "what was acknowledged is in the switch";
+    expect_part(result.err,
+                "  40 of 400 rules are in the switch, of 80 it is unknown\n"
+                "  in the switch: 40 rules, priority 0-39 (lines 1-40)\n"
+                "  unknown, the daemon did not answer: 80 rules, priority 40-119 (lines "
+                "41-120)\n"
+                "  not sent: 280 rules, priority 120-399 (lines 121-400)\n");
+    expect_part(result.err, "nothing was taken back: the daemon does not answer\n");
+}
+
+TEST(RuleLoadWord, GetsThroughWithAnyWindow) {
+    for (const char *in_flight : {"1", "2", "31", "32"}) {
+        AclStub stub;
+        const std::string file = stub.file(rules(1000));
+        const ToolRun result =
+            stub.run({"rule", "load", file, "--acl", "6", "--in-flight", in_flight});
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        EXPECT_EQ(stub.writes().size(), 50u);
+    }
+}
+
+TEST(ProgressLine, FitsTheTerminal) {
+    using aclrmctl::progress_line;
+    EXPECT_EQ(progress_line(3200, 6400, 79),
+              "3200 of 6400 rules  50% [#########################" + std::string(25, ' ') + "]");
+    EXPECT_EQ(progress_line(3200, 6400, 40), "3200 of 6400 rules  50% [#######       ]");
+    EXPECT_EQ(progress_line(3200, 6400, 30), "3200 of 6400 rules  50%");
+    EXPECT_EQ(progress_line(3200, 6400, 20), "3200 of 6400 rules");
+    EXPECT_EQ(progress_line(3200, 6400, 10), "3200 of 64");
+    for (size_t columns = 0; columns < 200; columns++) {
+        EXPECT_LE(progress_line(6400, 6400, columns).size(), columns);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,530 @@
+/* The policy format and its JSON twin: what they read, print, and refuse, with the exact place. */
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ostream>
+
+#include "rule_encode.h"
+#include "rule_file.h"
+#include "rule_print.h"
+
+namespace {
+
+using namespace aclrmctl;
+
+RuleFile parsed(const std::string &text) {
+    RuleFile file;
+    const auto error = parse_rule_text(text, RuleFormat::kAuto, &file);
+    EXPECT_FALSE(error) << describe_place("text", *error);
+    return file;
+}
+
+FilterRule only_rule(const std::string &text) {
+    const RuleFile file = parsed(text);
+    EXPECT_EQ(file.rules.size(), 1u) << text;
+    return file.rules.empty() ? FilterRule{} : file.rules[0];
+}
+
+/* The first bytes of key or mask in hex. */
+std::string match_hex(const FilterRule &rule, bool mask, size_t bytes_num) {
+    RuleFile file;
+    file.rules.push_back(rule);
+    std::vector<ExpandedRule> expanded;
+    EXPECT_FALSE(expand_rules(file, &expanded));
+    KeyBytes key_bytes;
+    KeyBytes mask_bytes;
+    encode_match(rule, expanded.at(0), &key_bytes, &mask_bytes);
+    return key_to_hex(mask ? mask_bytes : key_bytes).substr(0, bytes_num * 2);
+}
+
+TEST(Policy, ReadsAnIpv4Rule) {
+    const FilterRule rule = only_rule(
+        "drop tcp from 10.20.0.0/16 port 80 to 198.51.100.1 port 1024-2047 flags 0x02/0x12 count "
+        "7");
+    EXPECT_EQ(match_hex(rule, false, 16),
+              "0a140000c633640106000050040000"
+              "02");
+    EXPECT_EQ(match_hex(rule, true, 16), "ffff0000ffffffffff00fffffc000012");
+    EXPECT_EQ(key_type_of(rule), 0u);
+    EXPECT_EQ(rule.verdict, Verdict::kDrop);
+    EXPECT_EQ(rule.targets.counter_id, 7u);
+    EXPECT_FALSE(rule.priority);
+}
+
+TEST(Policy, ReadsAnIpv6Rule) {
+    const FilterRule rule = only_rule("permit udp from 2001:db8::/32 to any port 53");
+    EXPECT_EQ(key_type_of(rule), 1u);
+    EXPECT_EQ(match_hex(rule, false, 40), "20010db8" + std::string(56, '0') +
+                                              "1100"
+                                              "0000"
+                                              "0035"
+                                              "0000");
+    EXPECT_EQ(match_hex(rule, true, 40), "ffffffff" + std::string(56, '0') +
+                                             "ff00"
+                                             "0000"
+                                             "ffff"
+                                             "0000");
+}
+
+TEST(Policy, ReadsAMacRule) {
+    const FilterRule rule =
+        only_rule("trap mac from 02:00:00:00:00:00/16 to 01:80:c2:00:00:0e vlan 100 type 0x88cc");
+    EXPECT_EQ(key_type_of(rule), 2u);
+    EXPECT_EQ(match_hex(rule, false, 16),
+              "0180c200000e"
+              "020000000000"
+              "0064"
+              "88cc");
+    EXPECT_EQ(match_hex(rule, true, 16),
+              "ffffffffffff"
+              "ffff00000000"
+              "0fff"
+              "ffff");
+}
+
+TEST(Policy, ReadsARawRuleOfAnyKeyType) {
+    for (uint32_t type = 0; type < 4; type++) {
+        const FilterRule rule = only_rule("permit key 0a14:Ffff00 type " + std::to_string(type));
+        EXPECT_EQ(key_type_of(rule), type);
+        EXPECT_EQ(match_hex(rule, false, 4), "0a140000");
+        EXPECT_EQ(match_hex(rule, true, 4), "ffff0000");
+    }
+}
+
+TEST(Policy, ReadsActionsTargetsAndPriorities) {
+    EXPECT_EQ(only_rule("forward port 65537 ip4 from any to any").targets.forward_port, 65537u);
+    EXPECT_EQ(only_rule("forward port 65537 ip4 from any to any").verdict, Verdict::kPermit);
+    EXPECT_EQ(only_rule("trap forward mc 3 ip4 from any to any").targets.forward_mc, 3u);
+    EXPECT_EQ(only_rule("trap forward mc 3 ip4 from any to any").verdict, Verdict::kTrap);
+    EXPECT_EQ(only_rule("verdict 9 ip4 from any to any").verdict, static_cast<Verdict>(9));
+    EXPECT_EQ(only_rule("priority 12 permit ip4 from any to any").priority, 12u);
+}
+
+TEST(Policy, TakesTheVersionOfIpFromAddressesOrWords) {
+    for (const char *text :
+         {"permit ip4 from any to any", "permit ip4 tcp from any to any",
+          "permit icmp from any to any", "permit ip from 10.0.0.0/8 to any",
+          "permit proto 47 from any to 10.0.0.1", "permit ip from 0.0.0.0/0 to any"}) {
+        EXPECT_EQ(only_rule(text).kind, RuleKind::kIpv4) << text;
+    }
+    for (const char *text : {"permit ip6 from any to any", "permit ip6 tcp from any to any",
+                             "permit icmp6 from any to any", "permit ip from ::/0 to any",
+                             "permit proto 0x2f/0xff from any to ::1"}) {
+        EXPECT_EQ(only_rule(text).kind, RuleKind::kIpv6) << text;
+    }
+}
+
+TEST(Policy, SkipsBlankLinesAndCommentsAndTakesCarriageReturns) {
+    const RuleFile file = parsed(
+        "# a title\r\n\r\n  \t\r\n\tdrop ip4 from any to any # why\r\npermit ip6 from any to any");
+    ASSERT_EQ(file.rules.size(), 2u);
+    EXPECT_EQ(file.rules[0].at.line, 4u);
+    EXPECT_EQ(file.rules[0].at.column, 2u);
+    EXPECT_EQ(file.lines_num, 5u);
+    EXPECT_EQ(file.format, RuleFormat::kPolicy);
+}
+
+TEST(Policy, ClearsBitsBeyondAPrefixAndCountsTheRules) {
+    const RuleFile file = parsed(
+        "drop ip from 2001:db8::1/64 to any\ndrop mac from 02:00:00:00:00:01/16 to any\n"
+        "drop ip from 10.0.0.0/8 to any\n");
+    EXPECT_EQ(file.masked_num, 2u);
+    EXPECT_EQ(file.first_masked_line, 1u);
+    EXPECT_EQ(policy_line(file.rules[0]), "drop ip from 2001:db8::/64 to any");
+    EXPECT_EQ(policy_line(file.rules[1]), "drop mac from 02:00:00:00:00:00/16 to any");
+}
+
+TEST(FormatDetection, LooksAtTheFirstCharacterOutsideComments) {
+    EXPECT_EQ(detect_format("# x\n\n  @1.2.3.4/5"), RuleFormat::kClassic);
+    EXPECT_EQ(detect_format(" \n{"), RuleFormat::kJson);
+    EXPECT_EQ(detect_format("["), RuleFormat::kJson);
+    EXPECT_EQ(detect_format("permit"), RuleFormat::kPolicy);
+    EXPECT_EQ(detect_format("# nothing\n"), RuleFormat::kPolicy);
+    EXPECT_EQ(format_from_name("json"), RuleFormat::kJson);
+    EXPECT_FALSE(format_from_name("yaml"));
+}
+
+/* Lines that are printed as they were read. */
+const char *const kCanonicalLines[] = {
+    "permit tcp from 10.20.0.0/16 to 198.51.100.0/24 port 443 count 7",
+    "priority 4294967295 drop ip4 from any to any",
+    "drop ip6 tcp from any port 80 to any port 1024-65535 flags 0x0002/0x0012",
+    "trap icmp from any to any",
+    "trap icmp6 from fe80::/10 to any",
+    "permit ip6 proto 1 from any to any",
+    "permit proto 0x2c/0xfc from ::1 to any flags 0x0010",
+    "forward port 65537 udp from 2001:db8::/32 to any port 53",
+    "drop forward mc 12 ip from 10.0.0.1 to any",
+    "verdict 9 ip4 from any to any",
+    "drop mac from 02:00:00:00:00:00/16 to any vlan 100 type 0x86dd",
+    "drop mac from any to 01:80:c2:00:00:0e vlan 0x001/0x00f type 0x0600/0xff00",
+    "drop mac from any to any",
+    "trap key 0a14:ffff type 3",
+    "trap key 00:00 type 3"};
+
+TEST(RuleFilePrint, GivesThePolicyLineThatWasRead) {
+    for (const char *line : kCanonicalLines) {
+        EXPECT_EQ(policy_line(only_rule(line)), line);
+    }
+}
+
+TEST(RuleFilePrint, GivesJsonThatIsReadAsTheSameRule) {
+    for (const char *line : kCanonicalLines) {
+        const std::string json = "{\"rules\": [" + json_rule(only_rule(line)) + "]}";
+        EXPECT_EQ(policy_line(only_rule(json)), line) << json;
+    }
+}
+
+TEST(RuleFilePrint, GivesBackEveryKeyThatIsDecoded) {
+    for (const char *line : kCanonicalLines) {
+        const FilterRule rule = only_rule(line);
+        RuleFile file = parsed(line);
+        std::vector<ExpandedRule> expanded;
+        ASSERT_FALSE(expand_rules(file, &expanded));
+        for (const ExpandedRule &one : expanded) {
+            KeyBytes key;
+            KeyBytes mask;
+            encode_match(rule, one, &key, &mask);
+            const FilterRule decoded = decode_match(key_type_of(rule), key, mask);
+            EXPECT_EQ(decoded.kind, rule.kind) << line;
+            const FilterRule again = only_rule("permit" + policy_line(decoded).substr(6));
+            KeyBytes key_again;
+            KeyBytes mask_again;
+            RuleFile file_again;
+            file_again.rules.push_back(again);
+            std::vector<ExpandedRule> one_again;
+            ASSERT_FALSE(expand_rules(file_again, &one_again));
+            ASSERT_EQ(one_again.size(), 1u) << line;
+            encode_match(again, one_again[0], &key_again, &mask_again);
+            EXPECT_EQ(key_again, key) << line;
+            EXPECT_EQ(mask_again, mask) << line;
+        }
+    }
+}
+
+/* A bit of key or mask that no field holds must not get lost on the way through the words. */
+TEST(KeyDecoding, LeavesRawWhatNoFieldHolds) {
+    struct {
+        const char *name;
+        uint32_t key_type;
+        size_t byte;
+        uint8_t key;
+        uint8_t mask;
+    } const rows[] = {{"mask that is no prefix", 0, 3, 0, 1},
+                      {"key bit outside the mask", 0, 3, 1, 0},
+                      {"byte 9", 0, 9, 0, 1},
+                      {"byte 16", 0, 16, 0, 1},
+                      {"port mask that is no prefix", 0, 11, 1, 1},
+                      {"flag outside the mask", 0, 15, 1, 0},
+                      {"byte 33", 1, 33, 0, 1},
+                      {"byte 40", 1, 40, 1, 0},
+                      {"VLAN priority", 2, 12, 0x10, 0x10},
+                      {"last byte", 2, 127, 1, 1},
+                      {"free key type", 3, 0, 1, 1}};
+    for (const auto &row : rows) {
+        KeyBytes key{};
+        KeyBytes mask{};
+        key[row.byte] = row.key;
+        mask[row.byte] = row.mask;
+        const FilterRule rule = decode_match(row.key_type, key, mask);
+        ASSERT_EQ(rule.kind, RuleKind::kRaw) << row.name;
+        const FilterRule again = only_rule(policy_line(rule));
+        ASSERT_EQ(again.kind, RuleKind::kRaw) << row.name;
+        EXPECT_EQ(again.raw->key_type, row.key_type) << row.name;
+        EXPECT_EQ(again.raw->key, key) << row.name;
+        EXPECT_EQ(again.raw->mask, mask) << row.name;
+    }
+}
+
+TEST(KeyWordsOfOtherTypes, ReadLikeARule) {
+    const auto words = [](const char *line) {
+        const FilterRule rule = only_rule(line);
+        RuleFile file;
+        file.rules.push_back(rule);
+        std::vector<ExpandedRule> expanded;
+        EXPECT_FALSE(expand_rules(file, &expanded));
+        KeyBytes key;
+        KeyBytes mask;
+        encode_match(rule, expanded.at(0), &key, &mask);
+        return describe_key(key_type_of(rule), key, mask);
+    };
+    EXPECT_EQ(words("drop udp from 2001:db8::/32 to any port 53"),
+              "udp 2001:db8::/32 > any port 53");
+    EXPECT_EQ(words("drop ip6 from any to any"), "ip6 any > any");
+    EXPECT_EQ(words("drop ip6 tcp from any to any"), "ip6 tcp any > any");
+    EXPECT_EQ(words("drop mac from any to 02:00:00:00:00:01 vlan 7 type 0x86dd"),
+              "mac any > 02:00:00:00:00:01 vlan 7 type 0x86dd");
+}
+
+TEST(Priorities, FollowTheFileUntilARuleNamesItsOwn) {
+    const RuleFile file = parsed(
+        "permit tcp from any to 10.0.0.1 port 1-2\npriority 10 drop ip4 from any to any\n"
+        "drop ip6 from any to any\npriority 5 trap ip6 from any to any\n");
+    std::vector<ExpandedRule> expanded;
+    ASSERT_FALSE(expand_rules(file, &expanded));
+    std::vector<uint32_t> priorities;
+    for (const ExpandedRule &rule : expanded) {
+        priorities.push_back(rule.priority);
+    }
+    EXPECT_EQ(priorities, (std::vector<uint32_t>{0, 1, 10, 11, 5}));
+}
+
+TEST(Priorities, OfTwoRulesMayNotBeTheSame) {
+    std::vector<ExpandedRule> expanded;
+    const auto named = expand_rules(parsed("drop ip4 from any to any\ndrop ip4 from any to "
+                                           "any\npriority 1 trap ip4 from any to any"),
+                                    &expanded);
+    ASSERT_TRUE(named);
+    EXPECT_EQ(named->message, "priority 1 is taken by the rule of line 2");
+    EXPECT_EQ(named->at.line, 3u);
+    EXPECT_EQ(named->member, "priority");
+    expanded.clear();
+    const auto run_into = expand_rules(parsed("priority 7 drop ip4 from any to any\npriority 6 "
+                                              "drop tcp from any to 10.0.0.1 port 1-2"),
+                                       &expanded);
+    ASSERT_TRUE(run_into);
+    EXPECT_EQ(run_into->message, "priority 7 is taken by the rule of line 1");
+}
+
+TEST(Priorities, EndAtTheLargest) {
+    std::vector<ExpandedRule> expanded;
+    EXPECT_FALSE(expand_rules(parsed("priority 4294967295 drop ip4 from any to any"), &expanded));
+    const auto error = expand_rules(
+        parsed("priority 4294967295 drop ip4 from any to any\ndrop ip6 from any to any"),
+        &expanded);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->message, "the rule needs priorities past the largest, 4294967295");
+    EXPECT_EQ(error->at.line, 2u);
+}
+
+/* A bad text, where in it the error is, and what it says. */
+struct BadText {
+    const char *name;
+    const char *text;
+    uint32_t column; /* of its last line */
+    const char *message;
+    const char *path = "";
+};
+
+void PrintTo(const BadText &each, std::ostream *out) {
+    *out << each.name;
+}
+
+class BadTexts : public testing::TestWithParam<BadText> {};
+
+TEST_P(BadTexts, AreReportedAtTheirPlace) {
+    const BadText &each = GetParam();
+    RuleFile file;
+    const auto error = parse_rule_text(each.text, RuleFormat::kAuto, &file);
+    ASSERT_TRUE(error);
+    const std::string text = each.text;
+    EXPECT_EQ(error->column, each.column);
+    EXPECT_EQ(error->message, each.message);
+    EXPECT_EQ(error->path, each.path);
+    EXPECT_EQ(error->line, std::count(text.begin(), text.end(), '\n') + 1);
+    EXPECT_EQ(error->text, text.substr(text.rfind('\n') + 1));
+}
+
+const BadText kBadPolicyLines[] = {
+    {"NoAction", "10.0.0.0/8", 1, "expected an action: permit, drop, trap or forward"},
+    {"UpperCaseAction", "# x\n  Drop ip4 from any to any", 3,
+     "expected an action: permit, drop, trap or forward"},
+    {"NoPriority", "priority drop", 10, "expected a priority"},
+    {"PriorityTooLarge", "priority 4294967296 drop ip4 from any to any", 10,
+     "a priority is at most 4294967295"},
+    {"LettersInPriority", "priority 1x drop", 11, "unexpected text in a priority"},
+    {"PriorityAlone", "priority 1", 11, "the line ends before the action"},
+    {"ActionAlone", "drop", 5, "the line ends before what to match"},
+    {"NoMatch", "drop this", 6,
+     "expected what to match: ip, tcp, udp, icmp, icmp6, proto N, mac or key"},
+    {"ForwardWhere", "forward 3 tcp", 9, "expected 'port' or 'mc': where to forward to"},
+    {"ForwardNoPort", "forward port tcp", 14, "expected a logical port"},
+    {"NoFrom", "drop tcp 10.0.0.0/8", 10, "expected 'from'"},
+    {"NoTo", "drop tcp from 10.0.0.0/8", 25, "expected 'to'"},
+    {"ProtocolBehindIp", "drop ip tcp from any to any", 9, "expected 'from'"},
+    {"NoAddress", "drop tcp from", 14, "the line ends before an address"},
+    {"WordForAddress", "drop tcp from host to any", 15, "expected an address, a prefix or any"},
+    {"OctetTooLarge", "drop tcp from 10.256.0.0/8 to any", 18,
+     "an octet of an address is at most 255"},
+    {"LengthTooLarge", "drop tcp from 10.0.0.0/33 to any", 24, "a prefix length is at most 32"},
+    {"Ipv6LengthTooLarge", "drop tcp from 2001:db8::/129 to any", 26,
+     "a prefix length is at most 128"},
+    {"BadIpv6", "drop tcp from 2001::db8::1 to any", 15,
+     "expected an IPv6 address, such as 2001:db8::/32"},
+    {"TextBehindAddress", "drop tcp from 10.0.0.0/8, to any", 25, "unexpected text in an address"},
+    {"MixedVersions", "drop tcp from 10.0.0.1 to ::1", 27, "an IPv6 address in an IPv4 rule"},
+    {"MixedWithWord", "drop ip6 from 10.0.0.1 to any", 15, "an IPv4 address in an IPv6 rule"},
+    {"IcmpInIpv6", "drop ip6 icmp from any to any", 10, "icmp belongs to the other version of IP"},
+    {"NoVersion", "drop tcp from any to any", 6,
+     "both ends are 'any': say ip4 or ip6 before the protocol"},
+    {"NoPort", "drop tcp from 10.0.0.1 port http to any", 29, "expected a port"},
+    {"PortTooLarge", "drop tcp from 10.0.0.1 to any port 65536", 36, "a port is at most 65535"},
+    {"BackwardPorts", "drop tcp from 10.0.0.1 to any port 9-8", 36,
+     "the port range begins at 9, above its end 8"},
+    {"PortList", "drop tcp from 10.0.0.1 to any port 80,443", 38, "unexpected text in a port"},
+    {"FlagsTooLarge", "drop tcp from 10.0.0.1 to any flags 0x10000", 37,
+     "a flags field is at most 65535"},
+    {"FlagLetters", "drop tcp from 10.0.0.1 to any flags S", 37, "expected a flags field"},
+    {"ProtocolTooLarge", "drop proto 256 from 10.0.0.1 to any", 12, "a protocol is at most 255"},
+    {"MacInIpRule", "drop ip from 02:00:00:00:00:01 to any", 14,
+     "a MAC address needs a 'mac' rule"},
+    {"IpInMacRule", "drop mac from 10.0.0.1 to any", 15, "a 'mac' rule matches MAC addresses"},
+    {"MacByte", "drop mac from 02:00:00:00:xx:01 to any", 27,
+     "expected a byte of a MAC address, as one or two hexadecimal digits"},
+    {"MacByteTooLong", "drop mac from 02:00:00:000:00:01 to any", 26,
+     "expected ':': a MAC address has six bytes"},
+    {"MacLength", "drop mac from 02:00:00:00:00:00/49 to any", 33, "a prefix length is at most 48"},
+    {"VlanTooLarge", "drop mac from any to any vlan 4096", 31, "a VLAN id is at most 4095"},
+    {"NoEtherType", "drop mac from any to any type ipv6", 31, "expected an EtherType"},
+    {"OddKey", "drop key 0a1:ffff type 3", 13, "the last byte of a key has one digit"},
+    {"NoKey", "drop key :ff type 3", 10, "expected a key in hexadecimal digits, two a byte"},
+    {"NoMask", "drop key 0a14 type 3", 14, "expected ':' and a mask"},
+    {"NoKeyType", "drop key 0a:ff", 15, "the line ends before 'type'"},
+    {"KeyTypeTooLarge", "drop key 0a:ff type 4", 21, "a key type is at most 3"},
+    {"CounterZero", "drop ip4 from any to any count 0", 32, "there is no counter 0"},
+    {"CounterLetters", "drop ip4 from any to any count 7x", 33, "unexpected text in a counter"},
+    {"TextBehindRule", "drop ip4 from any to any log", 26, "unexpected text after the rule"},
+    {"OptionTwice", "drop ip4 from any to any count 1 count 2", 34,
+     "unexpected text after the rule"}};
+
+INSTANTIATE_TEST_SUITE_P(Policy, BadTexts, testing::ValuesIn(kBadPolicyLines),
+                         [](const auto &each) { return each.param.name; });
+
+/* Rules after the first line of a good frame; the line's own text is the last. */
+const BadText kBadJsonRules[] = {
+    {"NoObject", "{\"rules\": [\n5", 1, "expected an object, not a number", "/rules/0"},
+    {"SecondRule", "{\"rules\": [{\"match\":{\"family\":\"ip4\"}},\n[]", 1,
+     "expected an object, not an array", "/rules/1"},
+    {"OctetInAString", "{\"rules\": [\n{\"match\": {\"src\": \"10.256.0.0/8\"}}", 23,
+     "an octet of an address is at most 255", "/rules/0/match/src"},
+    {"EscapedString", "{\"rules\": [\n{\"match\": {\"src\": \"10\\u002e256.0.0/8\"}}", 19,
+     "an octet of an address is at most 255", "/rules/0/match/src"},
+    {"UnknownMember", "{\"rules\": [\n{\"match\": {\"source\": \"10.0.0.1\"}}", 12,
+     "unknown member here; there may be family, protocol, src, src_port, dst, dst_port, flags",
+     "/rules/0/match/source"},
+    {"MacMemberInIpRule", "{\"rules\": [\n{\"match\": {\"family\": \"ip4\", \"vlan\": 1}}", 29,
+     "unknown member here; there may be family, protocol, src, src_port, dst, dst_port, flags",
+     "/rules/0/match/vlan"},
+    {"UnknownAction", "{\"rules\": [\n{\"action\": \"deny\", \"match\": {\"family\": \"ip4\"}}", 12,
+     "unknown action: expected permit, drop, trap or forward", "/rules/0/action"},
+    {"ForwardWithoutWhere",
+     "{\"rules\": [\n{\"action\": \"forward\", \"match\": {\"family\": \"ip4\"}}", 12,
+     "the action is forward, and there is no member forward", "/rules/0"},
+    {"TwoTargets",
+     "{\"rules\": [\n{\"forward\": {\"port\": 1, \"mc\": 2}, \"match\": {\"family\": \"ip4\"}}", 13,
+     "expected one member, port or mc", "/rules/0/forward"},
+    {"NoMatch", "{\"rules\": [\n{\"action\": \"drop\"}", 1, "the rule has no match", "/rules/0"},
+    {"NoFamily", "{\"rules\": [\n{\"match\": {}}", 11,
+     "neither end has an address: say \"family\": \"ip4\" or \"ip6\"", "/rules/0/match"},
+    {"OtherFamily", "{\"rules\": [\n{\"match\": {\"src\": \"10.0.0.1\", \"dst\": \"::1\"}}", 38,
+     "the address is of another family than the rule", "/rules/0/match/dst"},
+    {"KeyAlone", "{\"rules\": [\n{\"match\": {\"key\": \"00\", \"key_type\": 3}}", 11,
+     "key, mask and key_type belong together; there is no mask", "/rules/0/match"},
+    {"NegativePort", "{\"rules\": [\n{\"match\": {\"src\": \"10.0.0.1\", \"dst_port\": -1}}", 43,
+     "expected a port", "/rules/0/match/dst_port"},
+    {"FractionalPort", "{\"rules\": [\n{\"match\": {\"src\": \"10.0.0.1\", \"dst_port\": 1.5}}", 43,
+     "unexpected text in the value", "/rules/0/match/dst_port"},
+    {"BooleanPort", "{\"rules\": [\n{\"match\": {\"src\": \"10.0.0.1\", \"dst_port\": true}}", 43,
+     "expected a string or a number, not a boolean", "/rules/0/match/dst_port"},
+    {"CounterZero", "{\"rules\": [\n{\"counter\": 0, \"match\": {\"family\": \"ip4\"}}", 13,
+     "there is no counter 0", "/rules/0/counter"}};
+
+/* Those are complete but for the end of the frame. */
+class BadJsonRules : public testing::TestWithParam<BadText> {};
+
+TEST_P(BadJsonRules, AreReportedAtTheirPlaceAndPointer) {
+    const BadText &each = GetParam();
+    RuleFile file;
+    const auto error = parse_rule_text(std::string(each.text) + "\n]}\n", RuleFormat::kAuto, &file);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->line, 2u);
+    EXPECT_EQ(error->column, each.column);
+    EXPECT_EQ(error->message, each.message);
+    EXPECT_EQ(error->path, each.path);
+}
+
+INSTANTIATE_TEST_SUITE_P(Json, BadJsonRules, testing::ValuesIn(kBadJsonRules),
+                         [](const auto &each) { return each.param.name; });
+
+const BadText kBadJsonTexts[] = {
+    {"Array", "[]", 1, "expected an object with a member rules"},
+    {"NoRules", "{}", 1, "expected an object with a member rules"},
+    {"OtherMember", "{\"rule\": []}", 2, "unknown member here; there may be rules", "/rule"},
+    {"RulesOfAnotherKind", "{\"rules\": {}}", 11, "expected an array, not an object", "/rules"},
+    {"NoEnd", "{\"rules\": [", 12, "the text ends before a JSON value", "/rules/0"},
+    {"ArrayWithoutEnd", "{\"rules\": [{}", 11, "the array has no end", "/rules"},
+    {"TrailingComma", "{\"rules\": [{},]}", 15, "expected a JSON value", "/rules/1"},
+    {"MemberTwice", "{\"rules\": [], \"rules\": []}", 15, "the object has this member twice"},
+    {"NoColon", "{\"rules\" []}", 10, "expected ':' behind a member's name"},
+    {"NoName", "{rules: []}", 2, "expected the name of a member, in quotes"},
+    {"StringWithoutEnd", "{\"rules\": [\"a]}", 12, "the string has no end", "/rules/0"},
+    {"UnknownEscape", "{\"rules\": [\"a\\x\"]}", 14, "unknown escape in a string", "/rules/0"},
+    {"HalfCharacter", "{\"rules\": [\"\\ud800\"]}", 13, "half of a character", "/rules/0"},
+    {"LeadingZero", "{\"rules\": [01]}", 12, "a number has no zeros in front", "/rules/0"},
+    {"Word", "{\"rules\": [nul]}", 12, "expected a JSON value", "/rules/0"},
+    {"TextBehind", "{\"rules\": []} x", 15, "unexpected text behind the JSON value"},
+    {"TooDeep", "[[[[[[[[[[[[[[[[[", 17, "more than 16 values inside each other",
+     "/0/0/0/0/0/0/0/0/0/0/0/0/0/0/0/0"}};
+
+INSTANTIATE_TEST_SUITE_P(Json, BadTexts, testing::ValuesIn(kBadJsonTexts),
+                         [](const auto &each) { return each.param.name; });
+
+TEST(JsonRules, HaveMembersForEverything) {
+    const FilterRule rule = only_rule(
+        R"({"rules": [{"priority": 3, "action": "trap", "forward": {"mc": 9}, "counter": "0x10",
+            "match": {"family": "ip4", "protocol": "6/0xff", "src": "any", "src_port": "1-2",
+                      "dst": "10.0.0.0/8", "dst_port": 443, "flags": "0x02/0x12"}}]})");
+    EXPECT_EQ(policy_line(rule),
+              "priority 3 trap forward mc 9 tcp from any port 1-2 to 10.0.0.0/8 port 443 flags "
+              "0x0002/0x0012 count 16");
+}
+
+TEST(JsonRules, LeaveTheActionToTheCommandLineWhereTheyNameNone) {
+    EXPECT_FALSE(only_rule(R"({"rules": [{"match": {"family": "ip6"}}]})").verdict);
+}
+
+TEST(JsonRules, UnderstandEscapes) {
+    EXPECT_EQ(policy_line(only_rule(
+                  R"({"rules": [{"\u0061ction": "dr\u006fp", "match": {"src": "10.0.0.0\/8"}}]})")),
+              "drop ip from 10.0.0.0/8 to any");
+}
+
+TEST(JsonRules, CountLinesAndKnowWhereEachRuleBegins) {
+    const RuleFile file = parsed(
+        "{\"rules\": [\n {\"match\": {\"family\": \"ip4\"}},\n  {\"match\": {\"family\": "
+        "\"ip6\"},\n"
+        "   \"counter\": 4}]}\n");
+    EXPECT_EQ(file.lines_num, 4u);
+    ASSERT_EQ(file.rules.size(), 2u);
+    EXPECT_EQ(file.rules[1].at.line, 3u);
+    EXPECT_EQ(file.rules[1].at.column, 3u);
+    EXPECT_EQ(file.rules[1].counter_at.line, 4u);
+    EXPECT_EQ(file.rules[1].counter_at.column, 15u);
+}
+
+TEST(JsonErrors, NameThePointerBeforeTheMessage) {
+    RuleFile file;
+    const auto error =
+        parse_rule_text("{\"rules\": [{\"match\": {\"src\": 5}}]}", RuleFormat::kAuto, &file);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(describe_place("edge.json", *error),
+              "edge.json:1:30: /rules/0/match/src: expected a string, not a number");
+    EXPECT_EQ(picture_of(*error)[1], std::string(29, ' ') + "^");
+}
+
+/* The two samples say the same. */
+TEST(SamplePolicy, IsTheSameInBothFormats) {
+    std::string policy;
+    std::string json;
+    ASSERT_EQ(read_text_file(ZV_TEST_SAMPLES_DIR "/branch-office.policy", &policy), 0);
+    ASSERT_EQ(read_text_file(ZV_TEST_SAMPLES_DIR "/branch-office.json", &json), 0);
+    const RuleFile lines = parsed(policy);
+    const RuleFile objects = parsed(json);
+    ASSERT_EQ(lines.rules.size(), 15u);
+    ASSERT_EQ(objects.rules.size(), 15u);
+    for (size_t i = 0; i < 15; i++) {
+        EXPECT_EQ(policy_line(lines.rules[i]), policy_line(objects.rules[i]));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,78 @@
+/* The daemon's cache, read back from the text it dumps.
+ *
+ * A dump is cut at 65535 characters and the lists in its lines are bounded, both without a word. So
+ * a reader has to notice: `complete` is false where the end is missing, and a list tells whether it
+ * is whole.
+ */
+#ifndef ACLRMCTL_CACHE_TEXT_H
+#define ACLRMCTL_CACHE_TEXT_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace aclrmctl {
+
+struct CachedRule {
+    uint32_t acl_id;
+    uint32_t offset;     /* where the rule is now */
+    uint32_t written_at; /* where it was written; another offset after a move */
+    uint32_t region_id;
+};
+
+struct CachedGroup {
+    uint32_t group_id;
+    std::vector<uint32_t> acl_ids; /* in the order packets meet them, as many as the line holds */
+    uint32_t acls_num;             /* how many there are */
+};
+
+struct CachedAcl {
+    uint32_t acl_id;
+    int32_t owner; /* -1 for none */
+    bool bound_to_system;
+    uint32_t region_id;
+    std::vector<uint32_t> bound_to; /* ports and router interfaces, in the order of binding */
+    bool bound_to_whole;            /* false: the line had no room for all of them */
+};
+
+struct CachedBindPoint {
+    bool router_interface;
+    uint32_t number;
+    uint32_t group_id;
+};
+
+struct CachedForwarding {
+    uint32_t log_port;
+    uint32_t entry_type;
+    uint32_t forward_port;
+    uint32_t pbs_id;
+    uint32_t rules_num; /* rules that forward by it */
+};
+
+struct CachedMcGroup {
+    uint32_t mc_group_id;
+    uint32_t pbs_id;
+    uint32_t owner;
+};
+
+struct CacheText {
+    bool complete = false;  /* every line was understood, the end line included */
+    std::string started_at; /* as the daemon wrote it: "Wed Jun  3 10:01:02 2026" */
+    uint32_t acls_num = 0;  /* the daemon's own counts, from the head of the dump */
+    uint32_t rules_num = 0;
+    std::string read_up_to; /* the last table reached, as `show` names it */
+    std::vector<CachedRule> rules;
+    std::vector<CachedGroup> groups;
+    std::vector<CachedAcl> acls;
+    std::vector<CachedBindPoint> bind_points;
+    std::vector<CachedForwarding> forwardings;
+    std::vector<CachedMcGroup> mc_groups;
+};
+
+/* Every table sorted by its first member. A dump that was cut gives what was read up to there. */
+CacheText read_cache_text(std::string_view text);
+
+}  // namespace aclrmctl
+
+#endif

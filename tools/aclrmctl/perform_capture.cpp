@@ -1,0 +1,93 @@
+/* The packets of a capture, one by one through the simulated switch. */
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "exit_codes.h"
+#include "pcap_file.h"
+#include "switch_control.h"
+#include "text_table.h"
+
+namespace aclrmctl {
+
+namespace {
+
+using nlohmann::json;
+using RuleWords = std::map<std::pair<uint32_t, uint32_t>, std::string>; /* by ACL and offset */
+
+/* Every rule in words, from one look at the switch before the first packet. */
+std::optional<Failure> read_rule_words(const Settings &settings, RuleWords *words) {
+    json state;
+    if (auto failure = ask_switch(settings, {{"cmd", "state"}}, &state)) {
+        return failure;
+    }
+    for (const json &acl : state.at("acls")) {
+        for (const json &region : state.at("regions")) {
+            if (region.at("region_id") != acl.at("region_id")) {
+                continue;
+            }
+            for (const json &rule : region.at("rules")) {
+                words->emplace(
+                    std::pair(acl.at("acl_id").get<uint32_t>(), rule.at("offset").get<uint32_t>()),
+                    describe_switch_rule(rule));
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Failure> send_one(const Settings &settings, const PcapRequest &request,
+                                const RuleWords &words, CaptureRow *row) {
+    PacketRequest packet = request.where;
+    packet.key_type = row->packet.key_type;
+    packet.key = row->packet.key;
+    packet.length = row->length;
+    json hit;
+    if (auto failure = ask_packet(settings, packet, &hit)) {
+        return failure;
+    }
+    row->sent = true;
+    row->matched = hit.at("matched").get<bool>();
+    if (row->matched) {
+        row->acl_id = hit.at("acl_id").get<uint32_t>();
+        row->offset = hit.at("offset").get<uint32_t>();
+        row->verdict = hit.at("verdict").get<uint32_t>();
+        const auto rule = words.find({row->acl_id, row->offset});
+        row->rule = rule == words.end() ? "" : rule->second;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+Answer send_capture(const Settings &settings, const PcapRequest &request) {
+    std::vector<CapturedPacket> packets;
+    const std::string complaint = read_pcap_file(request.file, request.most, &packets);
+    if (!complaint.empty()) {
+        return Failure{kExitInput, request.file + ": " + complaint, {}, {}, ""};
+    }
+    RuleWords words;
+    if (auto failure = read_rule_words(settings, &words)) {
+        return *failure;
+    }
+    PcapAnswer answer;
+    answer.asked = request;
+    for (size_t i = 0; i < packets.size(); i++) {
+        CaptureRow row;
+        row.number = static_cast<uint32_t>(i + 1);
+        row.length = packets[i].length;
+        if (const auto key =
+                pick_key(keys_of(packets[i].layer, packets[i].bytes), request.key_type)) {
+            row.packet = *key;
+            if (auto failure = send_one(settings, request, words, &row)) {
+                failure->details.push_back("sent before that: " + counted(i, "packet") + " of " +
+                                           std::to_string(packets.size()));
+                failure->exit_code = i > 0 ? static_cast<int>(kExitPartial) : failure->exit_code;
+                return *failure;
+            }
+        }
+        answer.rows.push_back(row);
+    }
+    return answer;
+}
+
+}  // namespace aclrmctl

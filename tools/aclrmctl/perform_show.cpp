@@ -1,0 +1,127 @@
+/* The daemon's cache as tables. The dump has the cache; what a rule says and a counter counted has
+ * the switch, which any client may read through the daemon. */
+#include <algorithm>
+#include <array>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "daemon_link.h"
+#include "perform_parts.h"
+#include "switch_control.h"
+
+namespace aclrmctl {
+
+namespace {
+
+/* The dump's tables in its order, and the last one that each of ours is made from. */
+constexpr std::array<const char *, 6> kDumpOrder{"rules", "groups",     "acls",
+                                                 "ports", "forwarding", "mc"};
+
+const char *last_table_of(Table table) {
+    switch (table) {
+        case Table::kRules:
+        case Table::kCounters:
+            return "rules";
+        case Table::kGroups:
+        case Table::kAcls:
+        case Table::kPorts:
+            return "ports";
+        case Table::kForwarding:
+            return "forwarding";
+        case Table::kAll:
+        case Table::kOwners:
+        case Table::kMc:
+            break;
+    }
+    return "mc";
+}
+
+/* A table is whole once the next one was reached. */
+bool reaches(const CacheText &cache, Table table) {
+    const auto place = [](const std::string &name) {
+        return std::find(kDumpOrder.begin(), kDumpOrder.end(), name) - kDumpOrder.begin();
+    };
+    return cache.complete ||
+           (!cache.read_up_to.empty() && place(cache.read_up_to) > place(last_table_of(table)));
+}
+
+/* An ACL at a time: what becomes of one while we read concerns only its own rules. */
+void read_rules(const Settings &settings, ShowAnswer *answer) {
+    const std::vector<CachedRule> &cached = answer->cache.rules;
+    for (size_t first = 0, end = 0; first < cached.size(); first = end) {
+        RuleGetRequest request;
+        request.acl_id = cached[first].acl_id;
+        for (end = first; end < cached.size() && cached[end].acl_id == request.acl_id; end++) {
+            request.offsets.push_back(cached[end].offset);
+        }
+        if (answer->asked.acl_id.value_or(request.acl_id) != request.acl_id) {
+            continue;
+        }
+        request.activity = Activity::kRead;
+        const Answer read = perform_rule_get(settings, request);
+        const auto *got = std::get_if<RuleGetAnswer>(&read);
+        if (got == nullptr) {
+            answer->notes.push_back("the rules of ACL " + std::to_string(request.acl_id) +
+                                    " are not in words: " + std::get<Failure>(read).what);
+        }
+        for (size_t i = first; i < end; i++) {
+            answer->rules.push_back({cached[i], got == nullptr
+                                                    ? std::nullopt
+                                                    : std::optional(got->rules.at(i - first))});
+        }
+    }
+}
+
+/* Counters that no rule uses are in no dump; the simulated switch tells of them where it is asked.
+ */
+void add_counters_of_switch(const Settings &settings, std::map<uint32_t, uint32_t> *rules_num) {
+    nlohmann::json state;
+    if (ask_switch(settings, {{"cmd", "state"}}, &state)) {
+        return;
+    }
+    for (const auto &counter : state.value("counters", nlohmann::json::array())) {
+        rules_num->emplace(counter.value("counter_id", 0u), 0);
+    }
+}
+
+void read_counters(const Settings &settings, ShowAnswer *answer) {
+    std::map<uint32_t, uint32_t> rules_num;
+    for (const ShownRule &rule : answer->rules) {
+        if (rule.view && rule.view->targets.counter_id != 0) {
+            rules_num[rule.view->targets.counter_id]++;
+        }
+    }
+    add_counters_of_switch(settings, &rules_num);
+    for (const auto &[counter_id, rules] : rules_num) {
+        const Answer read = perform_counter_read(settings, {counter_id});
+        if (const auto *counter = std::get_if<CounterReadAnswer>(&read)) {
+            answer->counters.push_back({counter_id, counter->type, counter->value, rules});
+        }
+    }
+}
+
+}  // namespace
+
+Answer perform_show(const Settings &settings, const ShowRequest &request) {
+    ShowAnswer answer{request, {}, true, {}, {}, {}};
+    if (auto failure = read_cache(settings, &answer.cache)) {
+        return *failure;
+    }
+    answer.whole = reaches(answer.cache, request.table);
+    if (!answer.whole) {
+        answer.notes.push_back(
+            "the dump, which holds 65535 characters, was cut" +
+            (answer.cache.read_up_to.empty() ? "" : " in its table of " + answer.cache.read_up_to) +
+            ": what follows is missing here");
+    }
+    const Table table = request.table;
+    if (table == Table::kRules || table == Table::kCounters || table == Table::kAll) {
+        read_rules(settings, &answer);
+    }
+    if (table == Table::kCounters || table == Table::kAll) {
+        read_counters(settings, &answer);
+    }
+    return answer;
+}
+
+}  // namespace aclrmctl

@@ -1,0 +1,248 @@
+/* The parser says what is wrong in a sentence, not where. The word is found again by what the
+ * sentence quotes: an argument nobody expected, a text between quotes, or the value of the option
+ * it speaks of. Where nothing of that is found, something is missing, and nothing is pointed at. */
+#include "usage_error.h"
+
+#include <algorithm>
+
+#include "exit_codes.h"
+
+namespace aclrmctl {
+
+namespace {
+
+constexpr size_t kNearEnough = 2;        /* slips of the pen between a word and what was meant */
+constexpr size_t kPictureColumns = 76;   /* of a terminal of 80, behind the indentation */
+constexpr size_t kPictureLeadBytes = 30; /* shown before the word where the line is too long */
+
+const CLI::App &deepest(const CLI::App &app) {
+    const CLI::App *at = &app;
+    while (!at->get_subcommands().empty()) {
+        at = at->get_subcommands().front();
+    }
+    return *at;
+}
+
+/* Where the first text between two quotes of `message` stands among the words. */
+std::optional<size_t> quoted_word(const std::vector<std::string> &words,
+                                  const std::string &message) {
+    const size_t start = message.find('\'');
+    const size_t end = start == std::string::npos ? start : message.find('\'', start + 1);
+    if (end == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::string text = message.substr(start + 1, end - start - 1);
+    for (size_t i = words.size(); i-- > 0;) {
+        if (!text.empty() && words[i].find(text) != std::string::npos) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+/* The option's value where it has one among the words, else the option itself. */
+std::optional<size_t> value_of_option(const std::vector<std::string> &words,
+                                      const std::string &message) {
+    for (size_t i = words.size(); i-- > 0;) { /* of an option given twice the second is too much */
+        const std::string name = words[i].substr(0, words[i].find('='));
+        const size_t found =
+            name.size() > 1 && name[0] == '-' ? message.find(name) : std::string::npos;
+        if (found == std::string::npos || (found + name.size() < message.size() &&
+                                           (std::isalnum(message[found + name.size()]) != 0 ||
+                                            message[found + name.size()] == '-'))) {
+            continue;
+        }
+        const bool takes_next = name.size() == words[i].size() && i + 1 < words.size() &&
+                                words[i + 1].rfind("--", 0) != 0;
+        return takes_next ? i + 1 : i;
+    }
+    return std::nullopt;
+}
+
+/* A word that the sentence repeats, with no letter or digit on either side of it. */
+std::optional<size_t> repeated_word(const std::vector<std::string> &words,
+                                    const std::string &message) {
+    for (size_t i = words.size(); i-- > 0;) {
+        const size_t found = words[i].empty() ? std::string::npos : message.rfind(words[i]);
+        if (found != std::string::npos && found + words[i].size() == message.size()) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<size_t> find_word(const std::vector<std::string> &words,
+                                const CLI::ParseError &error) {
+    const std::string message = error.what();
+    const int code = error.get_exit_code();
+    if (code == static_cast<int>(CLI::ExitCodes::RequiredError)) {
+        return std::nullopt;
+    }
+    if (code == static_cast<int>(CLI::ExitCodes::ExtrasError)) {
+        return repeated_word(words, message);
+    }
+    if (const auto quoted = quoted_word(words, message)) {
+        return quoted;
+    }
+    if (const auto value = value_of_option(words, message)) {
+        return value;
+    }
+    return repeated_word(words, message);
+}
+
+std::vector<std::string> picture_of(const std::vector<std::string> &words, size_t wrong) {
+    std::string line = "aclrmctl";
+    size_t start = 0;
+    for (size_t i = 0; i < words.size(); i++) {
+        line += ' ';
+        start = i == wrong ? line.size() : start;
+        line += words[i];
+    }
+    /* A caret under a line that breaks would point at the wrong place. */
+    if (start + words[wrong].size() > kPictureColumns) {
+        const size_t cut = start > kPictureLeadBytes ? start - kPictureLeadBytes : 0;
+        line = cut > 0 ? "..." + line.substr(cut) : line;
+        start -= cut > 0 ? cut - 3 : 0;
+    }
+    if (line.size() > kPictureColumns) {
+        line = line.substr(0, kPictureColumns - 3) + "...";
+    }
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+    const size_t room = line.size() > start ? line.size() - start : 1;
+    const size_t length = std::clamp<size_t>(words[wrong].size(), 1, room);
+    return {line, std::string(start, ' ') + std::string(length, '^')};
+}
+
+std::vector<std::string> command_names(const CLI::App &app) {
+    std::vector<std::string> names;
+    for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; })) {
+        if (!command->get_group().empty()) {
+            names.push_back(command->get_name());
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> option_names(const CLI::App &app) {
+    std::vector<std::string> names;
+    for (const CLI::App *at = &app; at != nullptr; at = at->get_parent()) {
+        for (const CLI::Option *option : at->get_options()) {
+            for (const std::string &name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    return names;
+}
+
+/* An argument that nobody expected, in words that say what it would have to be. */
+void explain_extra(const CLI::App &app, const std::string &word, Failure *failure) {
+    const CLI::App &command = deepest(app);
+    const std::string where = command_read(app);
+    std::string meant;
+    if (word.size() > 1 && word[0] == '-') {
+        failure->what =
+            "'aclrmctl" + (where.empty() ? "" : " " + where) + "' has no option '" + word + "'";
+        meant = nearest(word.substr(0, word.find('=')), option_names(command));
+    } else if (const auto names = command_names(command); !names.empty()) {
+        failure->what =
+            "'aclrmctl" + (where.empty() ? "" : " " + where) + "' has no command '" + word + "'";
+        meant = nearest(word, names);
+    } else {
+        failure->what = "'aclrmctl " + where + "' has no place for '" + word + "'";
+    }
+    if (!meant.empty()) {
+        failure->hint = "did you mean '" + meant + "'? ";
+    }
+}
+
+/* The first word that the parser had no use for. */
+std::optional<size_t> first_left_over(const CLI::App &app, const std::vector<std::string> &words) {
+    const std::vector<std::string> left = app.remaining(true);
+    for (size_t i = 0; i < words.size(); i++) {
+        if (std::find(left.begin(), left.end(), words[i]) != left.end()) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+/* "Could not convert: --size = 4x", as the other errors put it. */
+std::string conversion_text(const std::string &message) {
+    const size_t colon = message.find(": ");
+    const size_t equals = message.find(" = ");
+    if (colon == std::string::npos || equals == std::string::npos || equals < colon) {
+        return message;
+    }
+    return message.substr(colon + 2, equals - colon - 2) + ": '" + message.substr(equals + 3) +
+           "' is no number, or too large a one";
+}
+
+size_t distance(const std::string &a, const std::string &b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); j++) {
+        row[j] = j;
+    }
+    for (size_t i = 1; i <= a.size(); i++) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); j++) {
+            const size_t above = row[j];
+            row[j] =
+                std::min({above + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return row[b.size()];
+}
+
+}  // namespace
+
+std::string nearest(const std::string &word, const std::vector<std::string> &entries) {
+    std::string best;
+    size_t best_distance = std::min(kNearEnough + 1, word.size());
+    for (const std::string &entry : entries) {
+        const size_t found = distance(word, entry);
+        if (found < best_distance) {
+            best = entry;
+            best_distance = found;
+        }
+    }
+    return best;
+}
+
+std::string command_read(const CLI::App &app) {
+    std::string name;
+    const CLI::App *at = &app;
+    while (!at->get_subcommands().empty()) {
+        at = at->get_subcommands().front();
+        name += (name.empty() ? "" : " ") + at->get_name();
+    }
+    return name;
+}
+
+Failure usage_failure(const CLI::App &app, const std::vector<std::string> &words,
+                      const CLI::ParseError &error) {
+    Failure failure;
+    failure.exit_code = kExitUsage;
+    failure.what = error.what();
+    const bool missing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+    /* What is missing is often there, but misspelt. */
+    const auto extra = missing ? first_left_over(app, words) : std::nullopt;
+    const auto wrong = extra ? extra : find_word(words, error);
+    if (wrong) {
+        failure.wrong_word = WrongWord{*wrong + 1, words[*wrong], picture_of(words, *wrong)};
+        if (extra || error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError)) {
+            explain_extra(app, words[*wrong], &failure);
+        }
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ConversionError)) {
+            failure.what = conversion_text(failure.what);
+        }
+    }
+    const std::string where = command_read(app);
+    failure.hint += "'aclrmctl " + (where.empty() ? "" : where + " ") + "--help' tells more";
+    return failure;
+}
+
+}  // namespace aclrmctl
