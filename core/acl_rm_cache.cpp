@@ -227,9 +227,10 @@ void make_rule_key(char *key, uint32_t acl_id, uint32_t offset) {
 }
 
 void log_rule_key(const char *key) {
+    // Under the name that this line has always had.
+    constexpr LogSite site = {"build_key_format", __LINE__};
     if (core_log.logs(LogLevel::info))
-        core_log.write(LogLevel::info, LogSite{"build_key_format", __LINE__}, "key_format:%s ",
-                       key);
+        core_log.write(LogLevel::info, site, "key_format:%s ", key);
 }
 
 zv_acl_rm_status_t build_key_format(char *key, uint32_t acl_id, uint32_t offset) {
