@@ -94,6 +94,7 @@ Line read_line(const CLI::App &app, const Settings &settings,
 template <typename Records, typename Get>
 Candidates ids_of(const Records &records, Get get) {
     std::vector<uint32_t> ids;
+    ids.reserve(records.size());
     for (const auto &record : records) {
         ids.push_back(get(record));
     }
@@ -319,7 +320,7 @@ std::string list_lead(const std::string &current) {
 std::string words_of(const CLI::App *command) {
     std::string words;
     for (; command->get_parent() != nullptr; command = command->get_parent()) {
-        words = command->get_name() + (words.empty() ? "" : " ") + words;
+        words.insert(0, words.empty() ? command->get_name() : command->get_name() + " ");
     }
     return words;
 }

@@ -216,6 +216,7 @@ Answer Story::carry_out(const std::vector<std::string> &words) {
     }
     all.insert(all.end(), words.begin(), words.end());
     std::vector<const char *> arguments;
+    arguments.reserve(all.size());
     for (const std::string &word : all) {
         arguments.push_back(word.c_str());
     }

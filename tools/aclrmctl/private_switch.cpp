@@ -120,6 +120,7 @@ std::optional<Failure> PrivateSwitch::start(const std::string &program,
         open((root_ + "/daemon.log").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_APPEND, 0600);
     std::vector<std::string> environment = environment_under(root_);
     std::vector<char *> pointers;
+    pointers.reserve(environment.size() + 1);
     for (std::string &variable : environment) {
         pointers.push_back(variable.data());
     }

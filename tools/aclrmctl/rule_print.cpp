@@ -49,7 +49,7 @@ std::string match_words(const FilterRule &rule) {
 std::string action_words(const FilterRule &rule) {
     const Verdict verdict = rule.verdict.value_or(Verdict::kPermit);
     const char *name = verdict_name(verdict);
-    const std::string word =
+    std::string word =
         name != nullptr ? name : "verdict " + std::to_string(static_cast<uint32_t>(verdict));
     std::string forward;
     if (rule.targets.forward_port) {

@@ -257,6 +257,7 @@ RuleState after_refused_delete(const LoadPlan &plan, uint32_t index, zv_acl_rm_c
 void delete_recorded(const LoadPlan &plan, const std::vector<uint32_t> &indexes,
                      zv_acl_rm_client_t *client, std::vector<RuleState> *states) {
     std::vector<acl_rm_rule> rules;
+    rules.reserve(indexes.size());
     for (const uint32_t index : indexes) {
         rules.push_back(empty_rule(plan, index));
     }

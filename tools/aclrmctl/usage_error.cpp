@@ -105,7 +105,7 @@ std::vector<std::string> picture_of(const std::vector<std::string> &words, size_
         start -= cut > 0 ? cut - 3 : 0;
     }
     if (line.size() > kPictureColumns) {
-        line = line.substr(0, kPictureColumns - 3) + "...";
+        line.replace(kPictureColumns - 3, std::string::npos, "...");
     }
     std::replace_if(
         line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
