@@ -5,6 +5,7 @@
  * first_acl.cpp and first_acl.py do the same in C++ and Python, and print the same text.
  */
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "zv_acl_rm/zv_acl_rm_client.h"
@@ -138,7 +139,10 @@ static int run(zv_acl_rm_client_t *client) {
 int main(void) {
     zv_acl_rm_client_t *client = NULL;
     int error = zv_acl_rm_client_connect(NULL, HANDLE, &client);
-    if (failed("connecting", error, ZV_ACL_RM_STATUS_SUCCESS)) {
+    if (error != 0) {
+        const char *root = getenv("ZV_PLATFORM_ROOT"); /* is put before the socket's path */
+        fprintf(stderr, "no daemon at %s" ZV_ACL_RM_SOCKET_PATH ": %s\n", root ? root : "",
+                strerror(error));
         return 1;
     }
     int result = run(client);

@@ -6,6 +6,8 @@
 // first_acl.c and first_acl.py do the same in C and Python, and print the same text.
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "zv_acl_rm/zv_acl_rm.hpp"
 
@@ -104,5 +106,11 @@ bool run(zv::Client &client) {
 
 int main() {
     auto client = zv::Client::connect(kHandle);
-    return done("connecting", client) && run(*client) ? 0 : 1;
+    if (!client) {
+        const char *root = std::getenv("ZV_PLATFORM_ROOT");  // is put before the socket's path
+        std::fprintf(stderr, "no daemon at %s" ZV_ACL_RM_SOCKET_PATH ": %s\n", root ? root : "",
+                     std::strerror(client.failure().error()));
+        return 1;
+    }
+    return run(*client) ? 0 : 1;
 }

@@ -41,7 +41,12 @@ def use_acl(client: Client, acl_id: int) -> None:
 
 def main() -> int:
     try:
-        with Client(HANDLE) as client:
+        connected = Client(HANDLE)
+    except OSError as error:
+        print(f"no daemon at {error.filename}: {error.strerror}", file=sys.stderr)
+        return 1
+    try:
+        with connected as client:
             client.open(Owner.OPEN_FLOW)
             client.init(CHIP_TYPE)
             acl = client.create_acl(size=16)

@@ -114,7 +114,7 @@ Finding former_id_on_port(const Refusal &refusal);
 Finding too_many_bind_points(const Refusal &refusal);
 Finding no_room_to_bind(const Refusal &refusal);
 
-/* --- of ACLs, counters, multicast groups, the daemon itself */
+/* --- of ACLs, counters, MC groups, the daemon itself */
 Finding sizes_differ(const Refusal &refusal);
 Finding acls_full(const Refusal &refusal);
 Finding acl_cache_full(const Refusal &refusal);

@@ -241,7 +241,7 @@ Finding unknown_mc_group(const Refusal &refusal) {
     }
     const uint32_t mc_group_id = refusal.mc_group_id();
     return finding(negated(refusal.ask.has_mc_group(mc_group_id)),
-                   "there is no multicast group " + std::to_string(mc_group_id));
+                   "there is no MC group " + std::to_string(mc_group_id));
 }
 
 Finding mc_group_of_another_owner(const Refusal &refusal) {
@@ -249,7 +249,7 @@ Finding mc_group_of_another_owner(const Refusal &refusal) {
         return no_cause();
     }
     const CacheText &cache = refusal.ask.cache();
-    const std::string object = "multicast group " + std::to_string(refusal.mc_group_id());
+    const std::string object = "MC group " + std::to_string(refusal.mc_group_id());
     const CacheText::McGroup *group = cache.find_mc_group(refusal.mc_group_id());
     if (group != nullptr) {
         return owned_by(refusal, object, group->owner);
@@ -258,15 +258,18 @@ Finding mc_group_of_another_owner(const Refusal &refusal) {
                                              : possible(object + " is another owner's");
 }
 
-/* Creating aside, the daemon does not look for a multicast group's client among the last owner's.
- */
+/* Creating aside, the daemon does not look for an MC group's client among the last owner's. Whose
+ * owner is not known is not suspected where the group alone explains it. */
 Finding client_is_of13(const Refusal &refusal) {
     const std::optional<uint32_t> owner = refusal.owner();
     if (creates(refusal) || (owner && *owner != ZV_ACL_RM_OWNER_OF13)) {
         return no_cause();
     }
+    if (!owner && refusal.ask.has_mc_group(refusal.mc_group_id()) == Known::no) {
+        return no_cause();
+    }
     return finding(owner ? Known::yes : Known::unknown,
-                   "this client opened as OF13, which can create multicast groups but neither "
+                   "this client opened as OF13, which can create MC groups but neither "
                    "change nor read them");
 }
 

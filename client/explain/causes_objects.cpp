@@ -1,4 +1,4 @@
-/* The checks of ACLs, counters and multicast groups, and of what opens the daemon. */
+/* The checks of ACLs, counters and MC groups, and of what opens the daemon. */
 #include <algorithm>
 
 #include "client/explain/cause.h"
@@ -138,12 +138,12 @@ Finding mc_groups_full(const Refusal &refusal) {
         return no_cause();
     }
     return possible("the daemon holds " + std::to_string(kMaxMcGroups) +
-                    " multicast groups, as many as it can keep");
+                    " MC groups, as many as it can keep");
 }
 
 Finding no_room_for_mc_group(const Refusal &refusal) {
     const CacheText &cache = refusal.ask.cache();
-    std::string text = "the switch has no room for another multicast group";
+    std::string text = "the switch has no room for another MC group";
     if (cache.has_all(Section::mc_groups)) {
         text += ": there are " + std::to_string(cache.mc_groups.size()) +
                 ", and rules forward to " + std::to_string(cache.forwardings.size()) +

@@ -268,7 +268,7 @@ Finding unknown_mc_group_of_rule(const Refusal &refusal) {
         }
         const Finding here =
             finding(negated(refusal.ask.has_mc_group(forwarding.mc_group_id)),
-                    rule_words(i) + " of the request forwards to multicast group " +
+                    rule_words(i) + " of the request forwards to MC group " +
                         std::to_string(forwarding.mc_group_id) + ", which there is not");
         if (here.certainty > found.certainty) {
             found = here;
@@ -324,7 +324,7 @@ Finding no_room_to_forward(const Refusal &refusal) {
     std::string text = "the switch has no room to forward to a further port";
     if (cache.has_all(Section::mc_groups)) {
         text += ": rules forward to " + std::to_string(cache.forwardings.size()) + " ports and " +
-                std::to_string(cache.mc_groups.size()) + " multicast groups take the same room";
+                std::to_string(cache.mc_groups.size()) + " MC groups take the same room";
     }
     const std::optional<uint32_t> i = find_new_port(refusal, rules);
     return certain(i ? text + "; " + new_port_words(rules, *i) : text);

@@ -125,8 +125,9 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_resize(zv_acl_rm_client_t *client,
  * unknown handle or ACL, key type above 3, or an offset that the ACL has lost its record of (the
  * rule is in the switch then). NO_RESOURCES: the daemon holds 6400 rules, or its memory ran out.
  * NO_HW_RESOURCES: the switch has no room for a forwarding entry. NO_BUFFER_SPACE: memory ran out
- * in a delete. ENTRY_NOT_FOUND: unknown multicast group or counter, or no rule at an offset to
- * delete. ERROR: an offset that holds a rule already, another owner's ACL, or the switch refused;
+ * in a delete. ENTRY_NOT_FOUND: unknown multicast group, no rule at an offset to delete, or
+ * unknown counter: then the rule is in the switch, and without a record, so that no DELETE reaches
+ * it. ERROR: an offset that holds a rule already, another owner's ACL, or the switch refused;
  * what was done before a failure stays done. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_set(zv_acl_rm_client_t *client,
                                                 zv_acl_rm_acl_rule_set_params_t *params,

@@ -126,7 +126,7 @@ TEST_F(ExplainRules, BehindADumpThatWasCutSingleReadsTell) {
 TEST_F(ExplainRules, WhatARuleForwardsToAndCountsWith) {
     EXPECT_EQ(why(client_,
                   rule_write(acl_.acl_id, {make_rule(1), forward_to_mc_group(make_rule(2), 77)})),
-              "rule 2 of the request forwards to multicast group 77, which there is not");
+              "rule 2 of the request forwards to MC group 77, which there is not");
     EXPECT_EQ(why(client_, rule_write(acl_.acl_id, {count_with(make_rule(3), 99)})),
               "rule 1 of the request counts with counter 99, which there is not");
 }
@@ -137,7 +137,7 @@ TEST_F(ExplainRules, ASwitchWithoutRoomToForward) {
     EXPECT_EQ(why(client_, rule_write(acl_.acl_id, {forward_to_port(make_rule(2), kPort),
                                                     forward_to_port(make_rule(3), kPort + 1)})),
               "the switch has no room to forward to a further port: rules forward to 1 ports and "
-              "0 multicast groups take the same room; rule 2 of the request forwards to a further "
+              "0 MC groups take the same room; rule 2 of the request forwards to a further "
               "one, 65538");
 }
 

@@ -196,7 +196,7 @@ TEST_F(Explain, ARefusalOfTheSwitchThatNobodyOutsideCanName) {
               "the switch refused it; the daemon's log has the switch's reason");
 }
 
-/* --- counters and multicast groups */
+/* --- counters and MC groups */
 
 TEST_F(Explain, TypeFlagsOfACounter) {
     TestClient client(daemon_);
@@ -229,17 +229,17 @@ TEST_F(Explain, MulticastGroups) {
     uint32_t group_id = 0;
     ASSERT_EQ(pra.mc_group_set(ZV_ACL_RM_ACCESS_CMD_ADD, group_id, {65537}), 0u);
     TestClient client(daemon_);
-    const std::string name = "multicast group " + std::to_string(group_id);
+    const std::string name = "MC group " + std::to_string(group_id);
     EXPECT_EQ(why(client, mc_group(ZV_ACL_RM_ACCESS_CMD_DELETE, group_id, {})),
               name + " belongs to PRA; this client acts for open-flow");
     EXPECT_EQ(why(client, mc_group_get(group_id)),
               name + " belongs to PRA; this client acts for open-flow");
     EXPECT_EQ(why(client, mc_group(ZV_ACL_RM_ACCESS_CMD_DELETE, 999, {})),
-              "there is no multicast group 999");
+              "there is no MC group 999");
     TestClient of13(daemon_, ZV_ACL_RM_OWNER_OF13);
     ASSERT_EQ(of13.mc_group_set(ZV_ACL_RM_ACCESS_CMD_ADD, group_id, {65537}), 0u);
     EXPECT_EQ(why(of13, mc_group(ZV_ACL_RM_ACCESS_CMD_DELETE, group_id, {})),
-              "this client opened as OF13, which can create multicast groups but neither change "
+              "this client opened as OF13, which can create MC groups but neither change "
               "nor read them");
 }
 

@@ -180,8 +180,8 @@ TEST_F(ToolCommands, ReadRulesInBatchesInTheOrderAsked) {
     const json rules = object({"rule", "get", "--acl", "1", "24", "0-23"}).at("rules");
     ASSERT_EQ(rules.size(), 25u);
     EXPECT_EQ(rules.at(0).at("offset"), 24);
-    EXPECT_EQ(rules.at(0).at("rule"), "ip any > any port 24");
-    EXPECT_EQ(rules.at(24).at("rule"), "ip any > any port 23");
+    EXPECT_EQ(rules.at(0).at("rule"), "ip4 any > any port 24");
+    EXPECT_EQ(rules.at(24).at("rule"), "ip4 any > any port 23");
     expect_refused({"rule", "get", "--acl", "1", "0-25"},
                    "reading the rules at offsets 20-25 of ACL 1",
                    "ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND");
@@ -224,7 +224,7 @@ TEST_F(ToolCommands, MoveABlockOfRules) {
               (json{{"ok", true}, {"acl_id", 1}, {"from", 62}, {"count", 1}, {"to", 0}}));
     const json rules = object({"rule", "get", "--acl", "1", "0", "63"}).at("rules");
     EXPECT_EQ(rules.at(0).at("rule"), "tcp any > 198.51.100.80 port 23");
-    EXPECT_EQ(rules.at(1).at("rule"), "ip any > any");
+    EXPECT_EQ(rules.at(1).at("rule"), "ip4 any > any");
     expect_refused({"rule", "move", "--acl", "1", "--from", "63", "--count", "2", "--to", "0"},
                    "moving 2 rules from offset 63 to 0 of ACL 1", "ZV_ACL_RM_STATUS_ERROR");
     skip_ = zv_test::kSkipRules; /* the cached record of a moved rule names its former offset */

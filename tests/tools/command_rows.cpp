@@ -63,7 +63,7 @@ void add_acl_rows(std::vector<CommandRow> *rows) {
                      "destroying ACL 3"});
     acl_rm_acl edited{9, 0, 0, 0, 1, 0, 0, 0};
     rows->push_back({"AclEdit",
-                     {"acl", "edit", "--acl", "3", "--direction", "egress"},
+                     {"acl", "edit", "--acl", "3", "--direction", "egress", "--force"},
                      4,
                      bytes_of(acl_set(2, {3, 0, 0, 0, 1, 0, 0, 0})),
                      bytes_of(edited),

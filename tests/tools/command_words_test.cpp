@@ -194,7 +194,7 @@ TEST(LongLists, LeaveAnMcGroupWithItsFirstPortsAndNameIt) {
     EXPECT_EQ(answer.at("partial").at("not_sent").size(), 50u);
     expect_part(result.err, "adding port 101 to MC group 17: refused");
     expect_part(result.err, "MC group 17 is there with the first 100 ports");
-    expect_part(result.err, "perhaps: there is no multicast group 17\n");
+    expect_part(result.err, "perhaps: there is no MC group 17\n");
 }
 
 TEST(LongLists, AreAbridgedInASentenceButNotInTheAccount) {
@@ -226,7 +226,7 @@ TEST(LongLists, TellWhatWasDoneBeforeASilence) {
 TEST(Hints, BesideAReasonOnlyTell) {
     const std::vector<std::tuple<Words, uint32_t, std::string>> rows{
         {{"acl", "destroy", "--acl", "1"}, ZV_ACL_RM_STATUS_ERROR, "bindings may be gone"},
-        {{"acl", "edit", "--acl", "1", "--direction", "1"},
+        {{"acl", "edit", "--acl", "1", "--direction", "1", "--force"},
          ZV_ACL_RM_STATUS_ERROR,
          "an ACL that is bound is refused by the switch"},
         {{"acl", "resize", "--acl", "1", "--size", "1"}, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, ""},
@@ -237,7 +237,7 @@ TEST(Hints, BesideAReasonOnlyTell) {
         {{"counter", "destroy", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, ""},
         {{"mc", "get", "1"}, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, ""},
         {{"mc", "delete", "1"}, ZV_ACL_RM_STATUS_ERROR, ""},
-        {{"init", "--chip", "2"}, ZV_ACL_RM_STATUS_ERROR, "known chip types are"}};
+        {{"init", "--chip", "2"}, ZV_ACL_RM_STATUS_ERROR, ""}};
     for (const auto &[words, status, part] : rows) {
         StubDaemon daemon(refuse(status));
         Words in_json = words;
@@ -273,10 +273,10 @@ TEST(RuleTable, LeavesOutWhatNoRuleHas) {
     StubDaemon daemon;
     EXPECT_EQ(run(daemon, {"rule", "get", "--acl", "1", "4"}).out,
               "  offset  valid  verdict  rule\n"
-              "       4  no     permit   ip any > any\n");
+              "       4  no     permit   ip4 any > any\n");
     EXPECT_EQ(run(daemon, {"rule", "get", "--acl", "1", "4", "--activity"}).out,
               "  offset  valid  verdict  hit  rule\n"
-              "       4  no     permit   no   ip any > any\n");
+              "       4  no     permit   no   ip4 any > any\n");
 }
 
 TEST(RuleMove, WritesABlockOfOneOrNoneWithoutARange) {

@@ -82,6 +82,17 @@ TEST(Completion, OffersNames) {
     EXPECT_EQ(without_daemon({"rule", "add", "--verdict", "d"}), (Words{"drop"}));
 }
 
+TEST(Completion, OffersTheCallsThatCanFail) {
+    EXPECT_EQ(without_daemon({"switch", "faults", "--call", "zv_api_acl_rules"}),
+              (Words{"zv_api_acl_rules_get", "zv_api_acl_rules_set"}));
+    zv_test::ToolSession session;
+    const std::string root = session.daemon().root().path().string();
+    for (const std::string &call : offered(root, {"switch", "faults", "--call", ""})) {
+        EXPECT_EQ(session.run({"switch", "faults", "--call", call}).exit_code, 0) << call;
+    }
+    session.text({"switch", "faults", "--clear"});
+}
+
 TEST(Completion, OffersNamesBehindAnEqualsSign) {
     EXPECT_EQ(without_daemon({"acl", "create", "--direction", "=", "in"}), (Words{"ingress"}));
     EXPECT_EQ(without_daemon({"acl", "create", "--direction", "="}), (Words{"egress", "ingress"}));
@@ -129,9 +140,11 @@ TEST(Completion, OffersIdsThatAreThere) {
     EXPECT_EQ(offered(root, {"mc", "get", ""}), (Words{"1"}));
     EXPECT_EQ(offered(root, {"mc", "add", "1", ""}).size(), 32u);
     EXPECT_EQ(offered(root, {"rule", "get", "--acl", "2", ""}), (Words{"3-4"}));
+    EXPECT_EQ(offered(root, {"rule", "get", "--acl", "2", "3"}), (Words{"3"}));
+    EXPECT_EQ(offered(root, {"rule", "get", "--acl", "2", "3,4"}), (Words{"3,4"}));
+    EXPECT_EQ(offered(root, {"rule", "get", "--acl", "2", "9,"}), (Words{"9,3-4"}));
     EXPECT_EQ(offered(root, {"unbind", "port", "--acl", "1", ""}), (Words{"65539", "65541"}));
-    EXPECT_EQ(offered(root, {"unbind", "port", "--acl", "1", "65539,"}),
-              (Words{"65539,65539", "65539,65541"}));
+    EXPECT_EQ(offered(root, {"unbind", "port", "--acl", "1", "65539,"}), (Words{"65539,65541"}));
     EXPECT_EQ(offered(root, {"unbind", "rif", "--acl", "1", ""}), (Words{"7"}));
     EXPECT_EQ(offered(root, {"switch", "packet", "--port", "655"}).size(), 32u);
 }

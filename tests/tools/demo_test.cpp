@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <sstream>
 
 #include "tests/support/cache_check.h"
 #include "tests/tools/tool_session.h"
@@ -119,6 +120,12 @@ TEST(Demo, TellsTheWholeStoryAndLeavesNothing) {
           "ACL 1 destroyed, with its rules and bindings.", "it ended with exit status 0"}) {
         EXPECT_NE(run.text().find(part), std::string::npos) << part << "\n" << run.text();
     }
+    std::istringstream lines(run.text());
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("answers on") == std::string::npos) { /* as long as the directory's name */
+            EXPECT_LE(line.size(), 80u) << line;
+        }
+    }
     expect_gone(run);
 }
 
@@ -170,6 +177,26 @@ TEST(Demo, SaysWhyTheDaemonDidNotStart) {
                                "  /nonexistent/daemon: No such file or directory\n"),
               std::string::npos)
         << missing.err;
+}
+
+TEST(Demo, SaysThatTheTemporaryDirectoryHasTooLongAName) {
+    const zv_test::TempDir directory;
+    const std::string name = directory.file(std::string(100, 'x'));
+    ASSERT_TRUE(std::filesystem::create_directory(name));
+    setenv("TMPDIR", name.c_str(), 1);
+    const ToolRun run = zv_test::run_tool("", {"demo", "--daemon", ZV_TEST_DAEMON_PROGRAM});
+    unsetenv("TMPDIR");
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_NE(run.err.find("a socket's path has room for 107 bytes"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("hint: name a shorter directory by TMPDIR"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::is_empty(name));
+}
+
+TEST(DemoAttached, SaysOnceThatThereIsNoDaemon) {
+    const ToolRun run = zv_test::run_tool("/none", {"demo", "--attach", "--owner", "PRA"});
+    EXPECT_EQ(run.exit_code, 3);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err.rfind("aclrmctl: no daemon at /none/var/run/zv_acl_rm.sock", 0), 0u);
 }
 
 TEST(DemoAttached, NeedsAnOwnerToBeNamed) {

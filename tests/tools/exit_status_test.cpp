@@ -35,7 +35,7 @@ class ExitStatus : public testing::Test {
 TEST_F(ExitStatus, IsOneForWrongWordsAndTheObjectPointsAtTheWord) {
     const json answer = expect(1, {"acl", "create", "--size", "many"});
     EXPECT_EQ(answer.at("argument"), (json{{"index", 4}, {"word", "many"}}));
-    EXPECT_EQ(answer.at("error"), "--size: 'many' is no number, or too large a one");
+    EXPECT_EQ(answer.at("error"), "--size: 'many' is no number, decimal or hexadecimal behind 0x");
 }
 
 TEST_F(ExitStatus, IsTwoForABadFile) {

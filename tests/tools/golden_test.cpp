@@ -109,6 +109,9 @@ Scenario exit_codes() {
     add("bind rif --acl 2 100-300");
     add("mc add 9 65537");
     add("rule add --acl 1 --priority 99");
+    add("acl edit --acl 1 --direction egress");
+    add("init --chip 99");
+    add("bind port --acl 99 65537-65540");
     return scenario;
 }
 
@@ -265,6 +268,26 @@ class Golden : public testing::TestWithParam<Scenario> {
     }
 };
 
+/* The story's own times and places. */
+std::string demo_text() {
+    const ToolRun run =
+        zv_test::run_tool("", {"demo", "--fast", "--daemon", ZV_TEST_DAEMON_PROGRAM});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    std::string text = run.out + run.err;
+    for (const auto &[what, mark] :
+         {std::pair("process [0-9]+ answers on \\S*(/var/run/\\S+)",
+                    "process PID answers on ROOT$1"),
+          std::pair("in [0-9.]+ ms, [0-9]+ rules/second", "in TIME ms, RATE rules/second")}) {
+        text = std::regex_replace(text, std::regex(what), mark);
+    }
+    return text;
+}
+
+TEST(GoldenDemo, IsToldAsItStands) {
+    unsetenv("COLUMNS");
+    compare(kGolden + "/demo.txt", demo_text());
+}
+
 TEST_P(Golden, TextIsAsItStands) {
     const std::string text = text_of(GetParam());
     compare(kGolden + "/" + GetParam().name + ".txt", text);
@@ -355,6 +378,9 @@ TEST(Schema, RefusesObjectsThatLackAMemberOrHaveAnotherType) {
         return valid(file, &complaint);
     };
     EXPECT_TRUE(is_valid(good));
+    json version = zv_test::own_members(zv_test::run_tool("", {"-j", "--version"}).out);
+    version.update({{"schema_version", 1}, {"command", "--version"}, {"exit", 0}});
+    EXPECT_TRUE(is_valid(version));
     for (const auto &[key, value] : good.items()) {
         json bad = good;
         bad.erase(key);

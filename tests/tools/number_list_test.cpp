@@ -18,11 +18,17 @@ TEST(NumberList, ReadsNumbersRangesAndListsInTheirOrder) {
 TEST(NumberList, RefusesWhatIsNone) {
     Numbers ports;
     for (const char *text :
-         {"", ",", "5,", "a", "5-", "-5", "5--6", "5-6-7", "0x5", " 5", "4294967296"}) {
+         {"", ",", "5,", "a", "5-", "-5", "5--6", "5-6-7", "0x", "0xg", "+5", " 5", "4294967296"}) {
         EXPECT_NE(read_number_list(kLogicalPorts, text, &ports), "") << text;
     }
     EXPECT_EQ(read_number_list(kLogicalPorts, "9-8", &ports),
               "the range '9-8' ends before it begins");
+}
+
+TEST(NumberList, TakesHexadecimalNumbers) {
+    Numbers ports;
+    EXPECT_EQ(read_number_list(kLogicalPorts, "0x5-0x6,9", &ports), "");
+    EXPECT_EQ(ports, (Numbers{5, 6, 9}));
 }
 
 TEST(NumberList, Holds4096Ports) {

@@ -196,7 +196,7 @@ std::string words_of(const std::string &line) {
 TEST(MatchWords, ReadLikeARule) {
     EXPECT_EQ(words_of("@10.0.0.0/8 0.0.0.0/0 0:65535 53:53 17/255 0/0"),
               "udp 10.0.0.0/8 > any port 53");
-    EXPECT_EQ(words_of("@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 0/0 0/0"), "ip any > any");
+    EXPECT_EQ(words_of("@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 0/0 0/0"), "ip4 any > any");
     EXPECT_EQ(words_of("@0.0.0.0/0 192.0.2.1/32 1024:2047 80:81 6/255 2/0x12"),
               "tcp any port 1024-2047 > 192.0.2.1 port 80-81 flags 0x0002/0x0012");
     EXPECT_EQ(words_of("@0.0.0.0/0 0.0.0.0/0 0:65535 0:65535 89/255 0/0"), "protocol 89 any > any");
@@ -207,10 +207,10 @@ TEST(MatchWords, ReadLikeARule) {
 
 TEST(MatchWords, ShowAMaskThatIsNoPrefix) {
     EXPECT_EQ(describe_match(bytes({10, 0, 0, 1}), bytes({255, 0, 0, 255})),
-              "ip 10.0.0.1&255.0.0.255 > any");
+              "ip4 10.0.0.1&255.0.0.255 > any");
     EXPECT_EQ(describe_match(bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}),
                              bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1})),
-              "ip any port 1&0x0001 > any");
+              "ip4 any port 1&0x0001 > any");
 }
 
 TEST(PacketWords, ReadLikeAPacket) {

@@ -23,6 +23,42 @@ uint32_t ipv4(const AddressPrefix &prefix) {
            prefix.bytes[2] << 8 | prefix.bytes[3];
 }
 
+TEST(Picture, ShowsThePartOfALongLineThatHasTheCaret) {
+    const std::string digits = "0123456789";
+    std::string line;
+    for (int i = 0; i < 10; i++) {
+        line += digits;
+    }
+    EXPECT_EQ(picture_of({1, 5, "", line}),
+              (std::array<std::string, 2>{line.substr(0, 73) + "...", "    ^"}));
+    EXPECT_EQ(picture_of({1, 81, "", line}),
+              (std::array<std::string, 2>{"..." + line.substr(50), std::string(33, ' ') + "^"}));
+    EXPECT_EQ(picture_of({1, 101, "", line})[1].size(), 34u) << "behind the end";
+    EXPECT_EQ(picture_of({1, 51, "", line}, 30),
+              (std::array<std::string, 2>{"..." + line.substr(38, 24) + "...",
+                                          std::string(15, ' ') + "^"}));
+    EXPECT_EQ(picture_of({1, 51, "", line}, 200),
+              (std::array<std::string, 2>{line, std::string(50, ' ') + "^"}));
+    for (size_t columns = 12; columns < 120; columns++) {
+        for (uint32_t column = 1; column <= 101; column++) {
+            for (const std::string &part : picture_of({1, column, "", line}, columns)) {
+                EXPECT_LE(part.size(), columns) << "column " << column;
+            }
+        }
+    }
+}
+
+TEST(Picture, ShowsUtf8AsItIsAndCountsCharacters) {
+    const std::string umlauts = "# \xC3\xA4\xE2\x82\xAC\xF0\x9F\x8C\xB3 x";
+    EXPECT_EQ(picture_of({1, 13, "", umlauts}), (std::array<std::string, 2>{umlauts, "      ^"}));
+    /* Cut short, overlong, a surrogate, a control of 8 bits, and one of 7. */
+    EXPECT_EQ(picture_of({1, 1, "", "\xC3 \xC0\x80 \xED\xA0\x80 \xC2\x9B \x1B"})[0],
+              "? ?? ??? ? ?");
+    EXPECT_EQ(picture_of({1, 3, "", "\xC3\xA4\t."}),
+              (std::array<std::string, 2>{"\xC3\xA4\t.", " ^"}));
+    EXPECT_EQ(picture_of({1, 4, "", "\xC3\xA4\t."})[1], " \t^");
+}
+
 constexpr const char *kGood =
     "@10.1.2.0/24\t192.0.2.53/32\t1024 : 65535\t53 : 53\t0x11/0xFF\t0x0000/0x0000\t";
 
@@ -241,8 +277,9 @@ TEST(RuleErrorText, PutsATabBelowEveryTabBeforeTheCaret) {
 
 TEST(RuleErrorText, ShowsThePartOfALongLineAroundTheCaret) {
     const RuleFileError error{1, 5001, "m", std::string(5000, 'a') + "X" + std::string(5000, 'b')};
-    EXPECT_EQ(told("f", error), "f:1:5001: m\n    " + std::string(60, 'a') + "X" +
-                                    std::string(59, 'b') + "\n    " + std::string(60, ' ') + "^\n");
+    EXPECT_EQ(told("f", error), "f:1:5001: m\n    ..." + std::string(30, 'a') + "X" +
+                                    std::string(39, 'b') + "...\n    " + std::string(33, ' ') +
+                                    "^\n");
 }
 
 TEST(ReadTextFile, TellsWhyAFileCannotBeRead) {

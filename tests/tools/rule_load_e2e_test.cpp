@@ -1,6 +1,8 @@
 /* Rule files on the real daemon: what a load checks first, and what is read back. */
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/support/test_client.h"
 #include "tests/tools/tool_session.h"
 
@@ -80,6 +82,52 @@ TEST(RuleFileRoundTrip, OfTheClassicSampleAsPolicyIsTheSame) {
     session.text({"rule", "load", saved, "--acl", "2"});
     EXPECT_EQ(without_title(read_back(session, "2", "policy")),
               without_title(zv_test::read_file(saved)));
+}
+
+/* Far more than a dump holds; the offsets in between are free. */
+TEST(RuleFileRoundTrip, OfAsManyRulesAsTheDaemonTakesIsTheSame) {
+    Session session;
+    begin(session, 6500);
+    std::string many;
+    for (int i = 0; i < 6400; i++) {
+        many += (i == 3200 ? "priority 3290 drop" : "drop") + std::string(" ip from 10.0.") +
+                std::to_string(i / 250) + "." + std::to_string(i % 250) + " to any\n";
+    }
+    session.text({"rule", "load", file_of(session, "big.policy", many), "--acl", "1"});
+    const std::string saved = read_back(session, "1", "policy");
+    EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 6401);
+    session.text({"acl", "destroy", "--acl", "1"});
+    const std::string acl = std::to_string(
+        session.object({"acl", "create", "--size", "6500"}).at("acl_id").get<uint32_t>());
+    session.text({"rule", "load", file_of(session, "saved.policy", saved), "--acl", acl});
+    EXPECT_EQ(without_title(read_back(session, acl, "policy")), without_title(saved));
+    session.daemon().allow_error_lines();
+}
+
+TEST(RuleLoadChecks, ThatTheDaemonHasRoomForTheRulesOfAllAcls) {
+    Session session;
+    begin(session, 6400);
+    session.text({"acl", "create", "--size", "8"});
+    std::string many;
+    for (int i = 0; i < 6398; i++) {
+        many += "drop ip4 from any to any\n";
+    }
+    session.text({"rule", "load", file_of(session, "big.policy", many), "--acl", "1"});
+    const std::string file = file_of(session, "f.policy",
+                                     "drop ip4 from any to any\ndrop ip6 from any to any\n"
+                                     "drop icmp from any to any\n");
+    const ToolRun run = session.run({"rule", "load", file, "--acl", "2"});
+    EXPECT_EQ(run.exit_code, 4);
+    EXPECT_EQ(run.err, "aclrmctl: " + file +
+                           ":3:1: the daemon has room for 2 rules more, the file has 3\n"
+                           "    drop icmp from any to any\n"
+                           "    ^\n"
+                           "  it holds 6398 rules of at most 6400, those of all ACLs together\n"
+                           "  nothing was sent\n"
+                           "  hint: 'aclrmctl show rules' lists them, 'aclrmctl rule del' makes "
+                           "room\n");
+    EXPECT_EQ(session.run({"rule", "get", "--acl", "2", "0"}).exit_code, 4);
+    session.daemon().allow_error_lines();
 }
 
 TEST(RuleFileRoundTrip, ShowsARuleThatIsNotValidAsAComment) {
@@ -246,9 +294,41 @@ TEST(RuleLoadChecks, ThatTheAclIsThereAndOurs) {
     refusal.session.daemon().allow_error_lines();
 }
 
+TEST(RuleLoadChecks, ThatTheMcGroupsExistAndPointsAtTheOneThatDoesNot) {
+    Refusal refusal;
+    begin(refusal.session, 5);
+    refusal.session.text({"mc", "create"});
+    const std::string file = file_of(refusal.session, "f.policy",
+                                     "forward mc 1 ip6 from any to any\n"
+                                     "drop forward mc 9 ip4 from any to any\n");
+    refusal.expect({"rule", "load", file, "--acl", "1"},
+                   "aclrmctl: " + file +
+                       ":2:17: there is no MC group 9\n"
+                       "    drop forward mc 9 ip4 from any to any\n" +
+                       std::string(20, ' ') + "^\n",
+                   4);
+    const std::string plain = file_of(refusal.session, "p.policy", "drop ip4 from any to any\n");
+    refusal.expect({"rule", "load", plain, "--acl", "1", "--forward-mc", "8"},
+                   "aclrmctl: --forward-mc: there is no MC group 8\n", 4);
+    const json object =
+        json::parse(refusal.session
+                        .run({"--json", "rule", "load",
+                              file_of(refusal.session, "f.json",
+                                      "{\"rules\": [{\"match\": {\"family\": \"ip4\"},\n"
+                                      "\"forward\": {\"mc\": 9}}]}"),
+                              "--acl", "1"})
+                        .out);
+    EXPECT_EQ(object.at("input").at("path"), "/rules/0/forward/mc");
+    EXPECT_EQ(object.at("input").at("line"), 2);
+    EXPECT_EQ(object.at("input").at("column"), 19);
+    EXPECT_EQ(object.at("hint"), "'aclrmctl mc create' makes one, 'aclrmctl show mc' lists them");
+    refusal.session.text({"rule", "load", plain, "--acl", "1", "--forward-mc", "1"});
+}
+
 TEST(RuleLoadFailure, OfAnUnknownMcGroupHasWrittenNothing) {
     Session session;
     begin(session, 5);
+    const zv_test::WithoutDump none; /* or the tool would know */
     const std::string file = file_of(
         session, "f.policy", "drop ip6 from any to any\nforward mc 9 ip4 from any to any\n");
     const ToolRun run =
@@ -289,7 +369,14 @@ TEST(RuleGetWords, ReadAllOfAnAclOrTheOffsetsNamed) {
     begin(session, 8);
     session.text({"rule", "add", "--acl", "1", "--priority", "6"});
     EXPECT_EQ(session.object({"rule", "get", "--acl", "1", "--all"}).at("rules").size(), 1u);
-    EXPECT_EQ(read_back(session, "5", "policy"), "# ACL 5\n") << "an ACL without rules";
+    session.text({"acl", "create", "--size", "8"});
+    EXPECT_EQ(read_back(session, "2", "policy"), "# ACL 2\n") << "an ACL without rules";
+    const ToolRun unknown = session.run({"rule", "get", "--acl", "99", "--all"});
+    EXPECT_EQ(unknown.exit_code, 4);
+    EXPECT_EQ(unknown.out, "");
+    EXPECT_EQ(unknown.err.substr(0, unknown.err.find("  status")),
+              "aclrmctl: reading the rules of ACL 99: refused\n");
+    session.daemon().allow_error_lines();
     EXPECT_EQ(session.run({"rule", "get", "--acl", "1"}).exit_code, 1);
     EXPECT_EQ(session.run({"rule", "get", "--acl", "1", "6", "--all"}).exit_code, 1);
     EXPECT_EQ(session.run({"rule", "get", "--acl", "1", "6", "--format", "classic"}).exit_code, 1);

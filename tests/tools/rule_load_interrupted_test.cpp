@@ -238,6 +238,11 @@ TEST(InterruptedLoad, CountsTheCommandsUnderWayBehindTheRefusedOne) {
     EXPECT_EQ(said.at(0), "not_in_switch");
     EXPECT_EQ(said.at(20), "in_switch");
     EXPECT_EQ(said.at(59), "in_switch");
+    EXPECT_NE(answer.at("hint").get<std::string>().find(
+                  "commands that were under way behind the failed one were carried out: with "
+                  "--in-flight 1"),
+              std::string::npos)
+        << answer.at("hint");
 }
 
 /* Another client fills the daemon's table to ten rules short of full. */
@@ -250,8 +255,13 @@ TEST(FullTable, IsToldRuleByRuleAndTakenBack) {
             ASSERT_EQ(other.write_rules(filler.acl_id, zv_test::make_rules(first, 10)), 0u);
         }
         const uint32_t acl_id = load.new_acl();
-        const json answer = load.load(
-            acl_id, undo ? Words{"--in-flight", "1", "--undo"} : Words{"--in-flight", "1"});
+        const Words words = undo ? Words{"--in-flight", "1", "--undo"} : Words{"--in-flight", "1"};
+        const json refused = load.load(acl_id, words);
+        EXPECT_EQ(refused.at("exit"), 4);
+        EXPECT_FALSE(refused.contains("load")) << "the dump tells that there is no room";
+        EXPECT_TRUE(load.held(acl_id).empty());
+        const zv_test::WithoutDump none; /* as if the rules came while the load was under way */
+        const json answer = load.load(acl_id, words);
         const std::set<uint32_t> held = load.held(acl_id);
         expect_truth(answer, held, "full table");
         if (undo) {
@@ -259,6 +269,11 @@ TEST(FullTable, IsToldRuleByRuleAndTakenBack) {
             EXPECT_EQ(answer.at("exit"), 4);
             continue;
         }
+        EXPECT_EQ(answer.at("hint"),
+                  "'rule load --undo' takes back what a failed load has put there; now 'aclrmctl "
+                  "rule del' does, but a rule without a record can be deleted only after 'aclrmctl "
+                  "rule add' has written another one at its priority");
+        EXPECT_EQ(answer.at("why").dump().find("belongs to"), std::string::npos);
         const auto said = states(answer);
         EXPECT_EQ(said.at(9), "in_switch");
         EXPECT_EQ(said.at(10), "in_switch_unrecorded");
@@ -268,10 +283,10 @@ TEST(FullTable, IsToldRuleByRuleAndTakenBack) {
 }
 
 /* Passes packets on between the tool and the daemon, one at a time, and kills the daemon around the
- * nth request. */
+ * nth request, or interrupts the tool before it. */
 class Relay {
   public:
-    enum class Kill { kBefore, kAfterWithoutAnswer, kAfterAnswer };
+    enum class Kill { kBefore, kAfterWithoutAnswer, kAfterAnswer, kInterruptTool };
 
     Relay(DaemonProcess &daemon, int nth, Kill kill)
         : daemon_(daemon), nth_(nth), kill_(kill), pid_(daemon.pid()) {
@@ -329,6 +344,13 @@ class Relay {
         close(server);
     }
 
+    static pid_t peer_of(int client) {
+        ucred peer{};
+        socklen_t size = sizeof(peer);
+        EXPECT_EQ(getsockopt(client, SOL_SOCKET, SO_PEERCRED, &peer, &size), 0);
+        return peer.pid;
+    }
+
     void kill_daemon() {
         ::kill(pid_, SIGKILL);
         killed_ = true;
@@ -345,11 +367,15 @@ class Relay {
             kill_daemon();
             return false;
         }
+        if (is_it && kill_ == Kill::kInterruptTool) {
+            ::kill(peer_of(client), SIGINT);
+            killed_ = true;
+        }
         if (send(server, packet, static_cast<size_t>(asked), MSG_NOSIGNAL) != asked) {
             return false;
         }
         const ssize_t answered = recv(server, packet, sizeof(packet), 0);
-        if (is_it) {
+        if (is_it && kill_ != Kill::kInterruptTool) {
             kill_daemon();
         }
         if (answered <= 0 || (is_it && kill_ == Kill::kAfterWithoutAnswer)) {
@@ -414,5 +440,52 @@ INSTANTIATE_TEST_SUITE_P(RuleLoad, DaemonKilled,
                                         ? "AfterItsAnswer"
                                         : "AfterItWithoutAnAnswer";
                          });
+
+/* Before the first rule is sent the tool simply ends; from then on it tells. */
+TEST(ToolInterrupted, AtEachRequestLeavesTheSwitchAsItSays) {
+    for (const bool undo : {false, true}) {
+        int told_num = 0;
+        bool interrupted = true;
+        for (int nth = 1; interrupted; nth++) {
+            const std::string where =
+                "request " + std::to_string(nth) + (undo ? " with --undo" : "");
+            Interrupted load;
+            const uint32_t acl_id = load.new_acl();
+            ToolRun run;
+            {
+                Words words{"--json",      "rule",
+                            "load",        load.file(),
+                            "--acl",       std::to_string(acl_id),
+                            "--socket",    "/var/run/relay.sock",
+                            "--batch",     "5",
+                            "--in-flight", "1"};
+                if (undo) {
+                    words.emplace_back("--undo");
+                }
+                Relay relay(load.daemon(), nth, Relay::Kill::kInterruptTool);
+                run = load.session().run(words);
+                interrupted = relay.killed();
+            }
+            const std::set<uint32_t> held = load.held(acl_id);
+            if (run.out.empty()) {
+                EXPECT_TRUE(held.empty()) << where;
+                continue;
+            }
+            const json answer = json::parse(run.out);
+            if (answer.at("ok").get<bool>()) {
+                EXPECT_EQ(held.size(), kRules) << where;
+                continue;
+            }
+            told_num++;
+            EXPECT_EQ(answer.at("error"), "loading " + load.file() + " was stopped by SIGINT")
+                << where;
+            expect_truth(answer, held, where);
+            EXPECT_EQ(held.empty(), undo) << where;
+            EXPECT_EQ(answer.at("exit"), undo ? 7 : 8) << where;
+            ASSERT_LT(nth, 80);
+        }
+        EXPECT_EQ(told_num, 11) << "twelve commands, of which the last is the end of the load";
+    }
+}
 
 }  // namespace

@@ -2,8 +2,12 @@
  * and exited with. */
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -130,6 +134,20 @@ class AclStub {
     StubDaemon daemon_; /* last: its thread uses the others */
 };
 
+/* The tool is the only process that a test of this file starts. */
+void signal_child(int number) {
+    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream stream(entry.path() / "stat");
+        std::string pid;
+        std::string name;
+        std::string state;
+        pid_t parent = 0;
+        if (stream >> pid >> name >> state >> parent && parent == getpid() && state != "Z") {
+            kill(std::stoi(pid), number);
+        }
+    }
+}
+
 void expect_part(const std::string &text, const std::string &part) {
     EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
 }
@@ -233,6 +251,17 @@ TEST(RuleLoadWord, SaysThatAFileIsMissingOrWithoutRules) {
     const ToolRun without = stub.run({"rule", "load", stub.file("# nothing\n"), "--acl", "1"});
     EXPECT_EQ(without.exit_code, 2);
     expect_part(without.err, "there is no rule in the file");
+    const json object = json::parse(run_tool("", {"-j", "rule", "check", "/nonexistent"}).out);
+    EXPECT_EQ(object.at("input"), (json{{"file", "/nonexistent"},
+                                        {"line", 0},
+                                        {"column", 0},
+                                        {"path", ""},
+                                        {"message", "No such file or directory"},
+                                        {"text", ""}}));
+    EXPECT_EQ(json::parse(run_tool("", {"-j", "rule", "check", stub.file("")}).out)
+                  .at("input")
+                  .at("message"),
+              "there is no rule in the file");
     EXPECT_FALSE(stub.was_asked());
 }
 
@@ -346,6 +375,103 @@ TEST(RuleLoadWord, SaysWhatIsUnknownAfterATimeout) {
                 "41-120)\n"
                 "  not sent: 280 rules, priority 120-399 (lines 121-400)\n");
     expect_part(result.err, "nothing was taken back: the daemon does not answer\n");
+}
+
+TEST(RuleLoadWord, FoldsTheCommandsThatAreRefusedBehindTheFirst) {
+    AclStub stub([](StubReply good, uint32_t priority) {
+        const bool is_refused = priority < 40 || priority >= 60;
+        good.status = is_refused ? uint32_t{ZV_ACL_RM_STATUS_NO_HW_RESOURCES} : 0;
+        return good;
+    });
+    const std::string file = stub.file(rules(400));
+    const ToolRun result = stub.run({"rule", "load", file, "--acl", "6", "--in-flight", "5"});
+    EXPECT_EQ(result.exit_code, 8);
+    expect_part(result.err,
+                "  not sent: 300 rules, priority 100-399 (lines 101-400)\n"
+                "  also refused: 3 commands under way behind it, lines 21-40, 61-100\n"
+                "  hint: ");
+    EXPECT_EQ(result.err.find("also: "), std::string::npos) << result.err;
+}
+
+/* The place that the rules are at in a command says nothing to who has a file. */
+TEST(RuleLoadWord, ExplainsARefusalByTheFilesLines) {
+    AclStub stub([](StubReply good, uint32_t priority) {
+        good.status = priority == 20 ? uint32_t{ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE} : 0;
+        return good;
+    });
+    const std::string file = stub.file("# title\n" + rules(30));
+    const ToolRun result = stub.run({"rule", "load", file, "--acl", "6", "--in-flight", "1"});
+    EXPECT_EQ(result.exit_code, 8);
+    EXPECT_EQ(result.err.find("of the request"), std::string::npos) << result.err;
+    EXPECT_EQ(result.err.find("belongs to"), std::string::npos) << result.err;
+}
+
+TEST(RuleLoadWord, StopsWhereItIsToldToAndReports) {
+    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+        AclStub stub([signal_number](StubReply good, uint32_t priority) {
+            if (priority == 40) {
+                signal_child(signal_number);
+            }
+            return good;
+        });
+        const std::string file = stub.file(rules(400));
+        const ToolRun result = stub.run({"rule", "load", file, "--acl", "6", "--in-flight", "1"});
+        EXPECT_EQ(result.exit_code, 8);
+        expect_part(result.err, "aclrmctl: loading " + file + " was stopped by SIG");
+        expect_part(result.err,
+                    "\n  60 of 400 rules are in the switch\n"
+                    "  in the switch: 60 rules, priority 0-59 (lines 1-60)\n"
+                    "  not sent: 340 rules, priority 60-399 (lines 61-400)\n");
+        EXPECT_EQ(stub.writes().size(), 3u);
+    }
+}
+
+/* One answer that does not come is enough to be told so, whichever it is. */
+TEST(RuleWords, EndWithTheExitCodeOfATimeoutWhereTheDumpDoesNotCome) {
+    StubDaemon daemon([](const StubRequest &request) {
+        StubReply reply = echo_reply(request);
+        reply.silent = request.command == ZV_ACL_RM_API_INT_CMD_DUMP;
+        return reply;
+    });
+    const std::string file = daemon.directory() + "/test.rules";
+    std::ofstream(file) << kRule;
+    for (const Words &words :
+         {Words{"rule", "get", "--acl", "6", "--all"}, Words{"rule", "load", file, "--acl", "6"}}) {
+        Words all{"--socket", daemon.socket_path(), "--timeout", "100"};
+        all.insert(all.end(), words.begin(), words.end());
+        const ToolRun result = run_tool("", all);
+        EXPECT_EQ(result.exit_code, 5) << result.err;
+        EXPECT_EQ(result.out, "");
+    }
+}
+
+TEST(RuleCheckWord, SkipsAByteOrderMark) {
+    AclStub stub;
+    for (const std::string &text :
+         {std::string(kRule), std::string("drop ip4 from any to any\n"),
+          std::string("{\"rules\": [{\"match\": {\"family\": \"ip4\"}}]}")}) {
+        const ToolRun good = run_tool("", {"rule", "check", stub.file("\xEF\xBB\xBF" + text)});
+        EXPECT_EQ(good.exit_code, 0) << good.err;
+    }
+    const ToolRun bad = run_tool("", {"rule", "check", stub.file("\xEF\xBB\xBFpremit\n")});
+    expect_part(bad.err,
+                ":1:1: expected an action: permit, drop, trap or forward\n"
+                "    premit\n"
+                "    ^\n");
+}
+
+TEST(RuleCheckWord, BreaksALongErrorOnATerminalBehindItsPlace) {
+    AclStub stub;
+    const std::string file = stub.file("{\"rules\": [{\"match\": {\"src\": \"10.0.0.0/33\"}}]}");
+    const std::string picture = "    {\"rules\": [{\"match\": {\"src\": \"10.0.0.0/33\"}}]}\n" +
+                                std::string(43, ' ') + "^\n";
+    const std::string message = "/rules/0/match/src: a prefix length is at most 32\n";
+    EXPECT_EQ(run_tool("", {"rule", "check", file}).err,
+              "aclrmctl: " + file + ":1:40: " + message + picture);
+    setenv("COLUMNS", "80", 1);
+    const ToolRun narrow = run_tool("", {"rule", "check", file});
+    unsetenv("COLUMNS");
+    EXPECT_EQ(narrow.err, "aclrmctl: " + file + ":1:40:\n  " + message + picture);
 }
 
 TEST(RuleLoadWord, GetsThroughWithAnyWindow) {

@@ -163,14 +163,14 @@ TEST(SwitchPacket, ShowsTheRuleThatWasHit) {
               "packet  udp 10.0.0.1:0 > 192.0.2.53:53\n"
               "at      port 65537, ingress, 64 bytes\n"
               "hit     ACL 7, rule at offset 3: udp 10.0.0.0/8 > any port 53\n"
-              "verdict drop, counted by 3, forwarded to port 65540-65541\n");
+              "verdict drop, counted by 3, forwarded to ports 65540-65541\n");
 }
 
 TEST(SwitchPacket, SaysThatNoRuleMatched) {
     const StubSwitch sim([](const json &) { return "{\"ok\":true,\"matched\":false}\n"; });
     const ToolRun result = sim.run({"switch", "packet", "--rif", "5", "--direction", "egress"});
     EXPECT_EQ(result.out,
-              "packet  protocol 0 0.0.0.0:0 > 0.0.0.0:0\n"
+              "packet  protocol 0 0.0.0.0 > 0.0.0.0\n"
               "at      router interface 5, egress, 64 bytes\n"
               "verdict permit (no rule matched)\n");
     EXPECT_EQ(sim.questions().size(), 1u);
@@ -219,7 +219,7 @@ TEST(SwitchState, ShowsTheRulesThatWereHitOrAll) {
                 "       4       3  yes  drop     udp 10.0.0.0/8 > any port 53\n");
     EXPECT_EQ(active.find("ip any"), std::string::npos);
     expect_part(sim.run({"switch", "state", "--rules"}).out,
-                "       4      12  no   permit   ip any > any\n");
+                "       4      12  no   permit   ip4 any > any\n");
 }
 
 TEST(SwitchState, TakesAnAnswerOfMegabytes) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -15,6 +16,15 @@
 namespace zv_test {
 
 inline constexpr const char *kSample = ZV_TEST_SAMPLES_DIR "/campus-edge.rules";
+
+/* A tool that has no directory to have the daemon dump into, and so has to do without a dump. */
+class WithoutDump {
+  public:
+    WithoutDump() { setenv("TMPDIR", "/nonexistent", 1); }
+    ~WithoutDump() { unsetenv("TMPDIR"); }
+    WithoutDump(const WithoutDump &) = delete;
+    WithoutDump &operator=(const WithoutDump &) = delete;
+};
 
 class ToolSession {
   public:

@@ -187,8 +187,8 @@ TEST(Help, NamesEveryExitStatus) {
 }
 
 TEST(WrongWords, EndWithStatusOneAndAReason) {
-    expect_wrong({}, "A command is required");
-    expect_wrong({"acl"}, "A command is required");
+    expect_wrong({}, "needs a command");
+    expect_wrong({"acl"}, "needs a command");
     expect_wrong({"acl", "crate"}, "crate");
     expect_wrong({"frobnicate"}, "frobnicate");
     expect_wrong({"open"}, "--owner is required");

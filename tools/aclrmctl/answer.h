@@ -210,7 +210,9 @@ struct ShownCounter {
 struct ShowAnswer {
     ShowRequest asked;
     CacheText cache;
-    bool whole;                         /* the dump reached far enough for what was asked */
+    bool whole = true;     /* nothing of what was asked is missing */
+    bool all_rules = true; /* each rule was told, and read; else counts are not known */
+    bool all_counters = true;
     std::vector<ShownRule> rules;       /* where they were asked for */
     std::vector<ShownCounter> counters; /* likewise, by id */
     std::vector<std::string> notes;     /* what is missing, and why */

@@ -3,6 +3,7 @@
 #include "cache_text.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <tuple>
 
@@ -177,6 +178,16 @@ void sort_by(std::vector<Record> *records, Key key) {
 }
 
 }  // namespace
+
+/* A table is whole once the next one was reached. */
+bool has_all(const CacheText &cache, std::string_view table) {
+    constexpr std::array<std::string_view, 6> kOrder{"rules", "groups",     "acls",
+                                                     "ports", "forwarding", "mc"};
+    const auto place = [&](std::string_view name) {
+        return std::find(kOrder.begin(), kOrder.end(), name) - kOrder.begin();
+    };
+    return cache.complete || (!cache.read_up_to.empty() && place(cache.read_up_to) > place(table));
+}
 
 CacheText read_cache_text(std::string_view text) {
     CacheText cache;

@@ -70,6 +70,9 @@ struct CacheText {
     std::vector<CachedMcGroup> mc_groups;
 };
 
+/* Whether all of a table is there; `table` as read_up_to names it. */
+bool has_all(const CacheText &cache, std::string_view table);
+
 /* Every table sorted by its first member. A dump that was cut gives what was read up to there. */
 CacheText read_cache_text(std::string_view text);
 

@@ -1,11 +1,11 @@
 #include "complete.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "daemon_link.h"
 #include "perform_parts.h"
 #include "switch_control.h"
 #include "text_table.h"
@@ -17,6 +17,8 @@ namespace {
 
 constexpr int kLiveTimeoutMs = 250;     /* a shell that waits for a Tab longer seems to hang */
 constexpr size_t kMostRulesRead = 2000; /* to find counters by; more would take too long */
+
+constexpr uint32_t kMostMisses = 16; /* each is a line in the daemon's log */
 
 using Candidates = std::vector<std::string>;
 
@@ -107,10 +109,38 @@ Candidates ids_of(const Records &records, Get get) {
     return texts;
 }
 
+/* Of a dump that was cut before its ACLs: the daemon is asked for one after the other, with a read
+ * of no rules. It counts them, and hands their ids out in order. */
+Candidates acls_by_asking(const Line &line, const CacheText &cache) {
+    Client client;
+    if (connect_daemon(line.settings, &client)) {
+        return {};
+    }
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kLiveTimeoutMs);
+    zv_acl_rm_acl_rule_get_params_t params{};
+    std::vector<uint32_t> found;
+    for (uint32_t misses = 0; misses < kMostMisses && found.size() < cache.acls_num;) {
+        zv_acl_rm_status_t status = 0;
+        if (zv_acl_rm_api_acl_rule_get(client.get(), &params, &status) != 0 ||
+            std::chrono::steady_clock::now() > end) {
+            break;
+        }
+        misses += status == ZV_ACL_RM_STATUS_SUCCESS ? 0 : 1;
+        if (status == ZV_ACL_RM_STATUS_SUCCESS) {
+            found.push_back(params.acl_id);
+        }
+        params.acl_id++;
+    }
+    return ids_of(found, [](uint32_t acl_id) { return acl_id; });
+}
+
 Candidates live_acls(const Line &line) {
     CacheText cache;
     if (read_cache(line.settings, &cache)) {
         return {};
+    }
+    if (!has_all(cache, "acls")) {
+        return acls_by_asking(line, cache);
     }
     return ids_of(cache.acls, [](const CachedAcl &acl) { return acl.acl_id; });
 }
@@ -170,7 +200,8 @@ Candidates live_rifs(const Line &line) {
     return bind_points(line, true);
 }
 
-/* Of the ACL that the line names; as runs, since an ACL has hundreds. */
+/* Of the ACL that the line names; as runs, since an ACL has hundreds, until a digit tells which are
+ * meant. */
 Candidates live_offsets(const Line &line) {
     CacheText cache;
     const std::string acl = line.value_of("--acl");
@@ -182,6 +213,9 @@ Candidates live_offsets(const Line &line) {
         if (std::to_string(rule.acl_id) == acl) {
             offsets.push_back(rule.offset);
         }
+    }
+    if (!line.current.empty() && std::isdigit(line.current.back()) != 0) {
+        return ids_of(offsets, [](uint32_t offset) { return offset; });
     }
     Candidates runs;
     const std::string text = number_runs(offsets);
@@ -201,6 +235,28 @@ Candidates names_of(const NameList &names) {
         texts.emplace_back(name);
     }
     return texts;
+}
+
+/* What a fault of the simulated switch can be armed for, of the calls that a command makes. */
+Candidates switch_calls(const Line &) {
+    return {"*",
+            "zv_api_acl_group_set",
+            "zv_api_acl_policy_based_switching_get",
+            "zv_api_acl_policy_based_switching_set",
+            "zv_api_acl_port_bind_set",
+            "zv_api_acl_region_set",
+            "zv_api_acl_rif_bind_set",
+            "zv_api_acl_rule_activity_get",
+            "zv_api_acl_rule_block_move_set",
+            "zv_api_acl_rules_get",
+            "zv_api_acl_rules_set",
+            "zv_api_acl_set",
+            "zv_api_close",
+            "zv_api_flow_counter_clear_set",
+            "zv_api_flow_counter_get",
+            "zv_api_flow_counter_set",
+            "zv_api_open",
+            "zv_net_ports_get_all"};
 }
 
 Candidates files(const Line &) {
@@ -226,6 +282,7 @@ constexpr ValueRow kValues[] = {
     {nullptr, "OFFSET", live_offsets},
     {"counter", "ID", live_counters},
     {"mc", "ID", live_mc_groups},
+    {nullptr, "--call", switch_calls},
     {nullptr, "FILE", files},
     {nullptr, "--pcap", files},
     {nullptr, "--socket", files},
@@ -248,7 +305,7 @@ constexpr ValueRow kValues[] = {
      }},
     {nullptr, "--proto",
      [](const Line &) {
-         return Candidates{"tcp", "udp", "icmp"};
+         return Candidates{"tcp", "udp", "icmp", "icmp6"};
      }},
     {nullptr, "--timeout",
      [](const Line &) {
@@ -363,6 +420,9 @@ void complete(const std::vector<std::string> &words, std::ostream &out) {
         candidates = commands_and_positionals(line);
     }
     for (const std::string &candidate : candidates) {
+        if (("," + lead).find("," + candidate + ",") != std::string::npos) {
+            continue; /* a number of a list once */
+        }
         const std::string whole = candidate == ":files" ? candidate : lead + candidate;
         if (candidate == ":files" || whole.rfind(line.current, 0) == 0) {
             out << whole << "\n";

@@ -45,7 +45,7 @@ Failure error_failure(const Settings &settings, const std::string &what, int err
                     what + ": no answer within " + std::to_string(settings.timeout_ms) + " ms",
                     {},
                     {},
-                    "whether it was carried out is unknown; 'aclrmctl dump' shows what is there"};
+                    "whether it was carried out is unknown; 'aclrmctl show' tells what is there"};
         case ECONNRESET:
         case EPIPE:
         case ESHUTDOWN:

@@ -2,6 +2,7 @@
 #ifndef ACLRMCTL_DAEMON_LINK_H
 #define ACLRMCTL_DAEMON_LINK_H
 
+#include <cerrno>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -84,6 +85,27 @@ constexpr uint32_t command_of(const zv_acl_rm_port_set_params_t *) {
     return ZV_ACL_RM_API_INT_CMD_PORT_SET;
 }
 
+/* A command that stays without an answer leaves no doubt where it changes nothing. */
+template <typename Params>
+constexpr bool only_reads(const Params &) {
+    return false;
+}
+inline bool only_reads(const zv_acl_rm_acl_rule_get_params_t &params) {
+    constexpr uint32_t kReadAndClear = 2;
+    for (uint32_t i = 0; i < params.rules_num && i < ZV_ACL_RM_RULES_PER_RECORD; i++) {
+        if (params.rules[i].readout.activity_request == kReadAndClear) {
+            return false;
+        }
+    }
+    return true;
+}
+inline bool only_reads(const zv_acl_rm_counter_get_params_t &params) {
+    return params.cmd == ZV_ACL_RM_ACCESS_CMD_READ;
+}
+constexpr bool only_reads(const zv_acl_rm_mc_group_get_params_t &) {
+    return true;
+}
+
 /* One command over an open connection: a function of the client library and its record. */
 template <typename Function, typename Params>
 std::optional<Failure> call_daemon(const Settings &settings, zv_acl_rm_client_t *client,
@@ -93,6 +115,8 @@ std::optional<Failure> call_daemon(const Settings &settings, zv_acl_rm_client_t 
     auto failure = call_failure(settings, what, error, status);
     if (failure && failure->status) {
         add_why(client, command_of(params), params, sizeof(*params), &*failure);
+    } else if (failure && error == ETIMEDOUT && only_reads(*params)) {
+        failure->hint.clear();
     }
     return failure;
 }

@@ -5,11 +5,13 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <ostream>
 #include <sstream>
 
+#include "daemon_link.h"
 #include "exit_codes.h"
 #include "perform.h"
 #include "private_switch.h"
@@ -22,6 +24,8 @@ namespace aclrmctl {
 namespace {
 
 constexpr int kPauseMs = 1500;
+constexpr size_t kTerminalColumns = 80;
+constexpr size_t kOutputColumns = kTerminalColumns - 5; /* behind the indentation */
 constexpr const char *kRuleFile = "campus-edge.rules";
 constexpr const char *kPorts = "65537-65540";
 
@@ -164,6 +168,7 @@ class Story {
         }
     }
 
+    const Settings &settings() const { return settings_; }
     bool goes_on() const { return !failure_ && !interrupted(); }
     std::optional<Failure> &failure() { return failure_; }
     const DemoAnswer &answer() const { return answer_; }
@@ -229,7 +234,7 @@ Answer Story::carry_out(const std::vector<std::string> &words) {
         answer = Failure{exit_code, out.str(), {}, {}, ""};
     } else {
         answer = perform(invocation->settings, invocation->request, [](uint32_t, uint32_t) {});
-        render_text(answer, {settings_.numeric, 0}, out, out);
+        render_text(answer, {settings_.numeric, out_ == nullptr ? 0 : kOutputColumns}, out, out);
         exit_code = exit_status(answer);
     }
     std::string command = "aclrmctl";
@@ -249,6 +254,12 @@ void Story::show(const std::vector<std::string> &words, const std::string &outpu
     const auto indented = [this](const std::string &text, const char *margin) {
         std::istringstream lines(text);
         for (std::string line; std::getline(lines, line);) {
+            const size_t room = kTerminalColumns - std::strlen(margin);
+            const size_t space = line.size() > room ? line.rfind(' ', room) : 0;
+            if (space != 0 && space != std::string::npos) {
+                *out_ << margin << line.substr(0, space) << "\n";
+                line = "    " + line.substr(space + 1);
+            }
             *out_ << (line.empty() ? "" : margin) << line << "\n";
         }
     };
@@ -388,6 +399,10 @@ std::optional<Failure> on_own_switch(const DemoRequest &request, Story *story) {
 }
 
 std::optional<Failure> on_running_daemon(const DemoRequest &request, Story *story) {
+    /* Before the first step, which would tell it in the story and once more as the story's end. */
+    if (Client client; auto failure = connect_daemon(story->settings(), &client)) {
+        return failure;
+    }
     const RuleFileDirectory directory("/tmp/aclrmctl-XXXXXX");
     if (!directory.made()) {
         return Failure{kExitFailure, directory.path() + " cannot be made", {}, {}, ""};

@@ -163,9 +163,14 @@ std::string describe_packet_key(const PacketKey &packet) {
         case kKeyIpv4:
             return describe_packet(packet.key);
         case kKeyIpv6: {
-            return protocol_name(key.data[32]) + " [" + ipv6_text(key.data) +
-                   "]:" + std::to_string(key.u16(34)) + " > [" + ipv6_text(key.data + 16) +
-                   "]:" + std::to_string(key.u16(36)) +
+            const bool ports = shows_ports(key.data[32], key.u16(34), key.u16(36));
+            const auto end = [&](const uint8_t *address, uint16_t port) {
+                return ports ? "[" + ipv6_text(address) + "]:" + std::to_string(port)
+                             : ipv6_text(address);
+            };
+            constexpr uint8_t kIcmp6 = 58;
+            return (key.data[32] == kIcmp6 ? "icmp6" : protocol_name(key.data[32])) + " " +
+                   end(key.data, key.u16(34)) + " > " + end(key.data + 16, key.u16(36)) +
                    (key.u16(38) == 0 ? "" : " flags " + hex16(key.u16(38)));
         }
         case kKeyMac:

@@ -67,16 +67,18 @@ int run(int argc, const char *const *argv) {
     }
     int exit_code = kExitOk;
     const auto invocation = read_words(argc, argv, std::cout, std::cerr, &exit_code);
-    if (!invocation) {
-        return exit_code;
+    Answer answer;
+    if (invocation) {
+        answer = carry_out(*invocation);
+        render(*invocation, answer);
+        exit_code = exit_status(answer);
     }
-    Answer answer = carry_out(*invocation);
-    render(*invocation, answer);
+    std::cout << std::flush;
     if (!std::cout) {
         std::cerr << "aclrmctl: standard output cannot be written\n";
         return kExitFailure;
     }
-    return exit_status(answer);
+    return exit_code;
 }
 
 }  // namespace

@@ -100,7 +100,7 @@ std::string read_protocol(const std::string &text, uint8_t *protocol, uint8_t *m
         const char *name;
         uint8_t number;
     };
-    constexpr Word kWords[] = {{"tcp", 6}, {"udp", 17}, {"icmp", 1}, {"icmp6", 58}};
+    constexpr Word kWords[] = {{"tcp", 6}, {"udp", 17}, {"icmp", 1}, {"icmp6", 58}, {"icmpv6", 58}};
     *protocol = *mask = 0;
     if (text == "any") {
         return "";

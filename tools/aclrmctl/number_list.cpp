@@ -40,6 +40,10 @@ std::string read_number_list(const NumberKind &kind, const std::string &text,
     while (true) {
         const size_t comma = text.find(',', start);
         const std::string item = text.substr(start, comma - start);
+        if (item.empty()) {
+            return "'" + text + "': " + kind.one + " is missing" +
+                   (text.empty() ? "" : " beside a comma");
+        }
         std::string error = read_item(kind, item, numbers);
         if (!error.empty() || comma == std::string::npos) {
             return error;
@@ -48,10 +52,24 @@ std::string read_number_list(const NumberKind &kind, const std::string &text,
     }
 }
 
-bool read_number(const std::string &text, uint32_t *number) {
+bool read_number64(const std::string &text, uint64_t *number) {
+    const bool hex = text.rfind("0x", 0) == 0 || text.rfind("0X", 0) == 0;
+    const char *start = text.data() + (hex ? 2 : 0);
     const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, *number);
+    if (!hex && text.size() > 1 && text[0] == '0') {
+        return false;
+    }
+    const auto [stop, error] = std::from_chars(start, end, *number, hex ? 16 : 10);
     return error == std::errc() && stop == end;
+}
+
+bool read_number(const std::string &text, uint32_t *number) {
+    uint64_t wide = 0;
+    if (!read_number64(text, &wide) || wide > UINT32_MAX) {
+        return false;
+    }
+    *number = static_cast<uint32_t>(wide);
+    return true;
 }
 
 }  // namespace aclrmctl

@@ -30,10 +30,16 @@ std::optional<Failure> send_piece(const Settings &settings, zv_acl_rm_client_t *
     return call_daemon(settings, client, what, function, &params);
 }
 
-/* The daemon goes on from one number to the next and takes none back. */
+bool refused_before_work(const Failure &failure) {
+    return *failure.status == ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE ||
+           (failure.why_certain && failure.why.front().rfind("there is no ACL ", 0) == 0);
+}
+
+/* The daemon goes on from one number to the next and takes none back; the ACL and the client it
+ * looks at before the first. */
 void tell_of_partial_work(std::optional<Failure> *failure, const char *noun, const char *done,
                           size_t count) {
-    if (*failure && (*failure)->status && count > 1) {
+    if (*failure && (*failure)->status && count > 1 && !refused_before_work(**failure)) {
         (*failure)->details.push_back(std::string("those of these ") + noun +
                                       "s before the failing one may be " + done);
     }

@@ -63,7 +63,7 @@ struct FileState {
 };
 
 /* The daemon answers with success even if it had to print to its log instead. */
-Answer dump_to(const Settings &settings, const std::string &path) {
+Answer dump_to(const Settings &settings, const std::string &path, const std::string &what) {
     Client client;
     if (auto failure = connect_daemon(settings, &client)) {
         return *failure;
@@ -71,8 +71,8 @@ Answer dump_to(const Settings &settings, const std::string &path) {
     const FileState before(path);
     zv_acl_rm_status_t status = 0;
     const int error = zv_acl_rm_api_dump(client.get(), path.c_str(), &status);
-    if (auto failure = call_failure(settings, "dumping to " + path, error, status)) {
-        failure->hint = failure->status ? kDumpHint : failure->hint;
+    if (auto failure = call_failure(settings, what, error, status)) {
+        failure->hint = failure->status ? kDumpHint : "";
         return *failure;
     }
     const FileState after(path);
@@ -88,7 +88,8 @@ Answer perform_dump(const Settings &settings, const DumpRequest &request) {
     if (!request.file.empty()) {
         std::error_code error;
         const auto path = std::filesystem::absolute(request.file, error);
-        return dump_to(settings, error ? request.file : path.string());
+        const std::string file = error ? request.file : path.string();
+        return dump_to(settings, file, "dumping to " + file);
     }
     const PrivateDirectory directory;
     if (directory.error() != 0) {
@@ -98,7 +99,7 @@ Answer perform_dump(const Settings &settings, const DumpRequest &request) {
                        {},
                        "name a file for the dump, or another TMPDIR"};
     }
-    Answer answer = dump_to(settings, directory.path() + "/dump");
+    Answer answer = dump_to(settings, directory.path() + "/dump", "reading the daemon's cache");
     if (auto *dumped = std::get_if<DumpAnswer>(&answer)) {
         std::string text;
         if (const int error = read_text_file(dumped->file, &text); error != 0) {

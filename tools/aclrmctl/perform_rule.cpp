@@ -5,7 +5,7 @@
 #include "daemon_link.h"
 #include "exit_codes.h"
 #include "perform_parts.h"
-#include "rule_preflight.h"
+#include "rule_records.h"
 #include "text_table.h"
 
 namespace aclrmctl {
@@ -155,15 +155,10 @@ Answer perform_rule_get(const Settings &settings, const RuleGetRequest &request)
     }
     RuleGetAnswer answer{request, {}};
     if (request.all) {
-        const auto offsets = recorded_offsets(settings, request.acl_id);
-        if (!offsets) {
-            return Failure{kExitFailure,
-                           "the daemon's dump does not tell all of its rules",
-                           {},
-                           {},
-                           "name the offsets"};
+        if (auto failure =
+                find_offsets(settings, request.acl_id, client.get(), &answer.asked.offsets)) {
+            return *failure;
         }
-        answer.asked.offsets.assign(offsets->begin(), offsets->end());
     }
     const RuleGetRequest &asked = answer.asked;
     const auto send = [&](size_t first, size_t count) {

@@ -1,7 +1,6 @@
 /* The daemon's cache as tables. The dump has the cache; what a rule says and a counter counted has
  * the switch, which any client may read through the daemon. */
 #include <algorithm>
-#include <array>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -13,10 +12,7 @@ namespace aclrmctl {
 
 namespace {
 
-/* The dump's tables in its order, and the last one that each of ours is made from. */
-constexpr std::array<const char *, 6> kDumpOrder{"rules", "groups",     "acls",
-                                                 "ports", "forwarding", "mc"};
-
+/* The last of the dump's tables that each of ours is made from. */
 const char *last_table_of(Table table) {
     switch (table) {
         case Table::kRules:
@@ -36,15 +32,6 @@ const char *last_table_of(Table table) {
     return "mc";
 }
 
-/* A table is whole once the next one was reached. */
-bool reaches(const CacheText &cache, Table table) {
-    const auto place = [](const std::string &name) {
-        return std::find(kDumpOrder.begin(), kDumpOrder.end(), name) - kDumpOrder.begin();
-    };
-    return cache.complete ||
-           (!cache.read_up_to.empty() && place(cache.read_up_to) > place(last_table_of(table)));
-}
-
 /* An ACL at a time: what becomes of one while we read concerns only its own rules. */
 void read_rules(const Settings &settings, ShowAnswer *answer) {
     const std::vector<CachedRule> &cached = answer->cache.rules;
@@ -61,6 +48,8 @@ void read_rules(const Settings &settings, ShowAnswer *answer) {
         const Answer read = perform_rule_get(settings, request);
         const auto *got = std::get_if<RuleGetAnswer>(&read);
         if (got == nullptr) {
+            answer->whole = false;
+            answer->all_rules = false; /* which counters they use is not known */
             answer->notes.push_back("the rules of ACL " + std::to_string(request.acl_id) +
                                     " are not in words: " + std::get<Failure>(read).what);
         }
@@ -74,14 +63,15 @@ void read_rules(const Settings &settings, ShowAnswer *answer) {
 
 /* Counters that no rule uses are in no dump; the simulated switch tells of them where it is asked.
  */
-void add_counters_of_switch(const Settings &settings, std::map<uint32_t, uint32_t> *rules_num) {
+bool add_counters_of_switch(const Settings &settings, std::map<uint32_t, uint32_t> *rules_num) {
     nlohmann::json state;
     if (ask_switch(settings, {{"cmd", "state"}}, &state)) {
-        return;
+        return false;
     }
     for (const auto &counter : state.value("counters", nlohmann::json::array())) {
         rules_num->emplace(counter.value("counter_id", 0u), 0);
     }
+    return true;
 }
 
 void read_counters(const Settings &settings, ShowAnswer *answer) {
@@ -91,7 +81,7 @@ void read_counters(const Settings &settings, ShowAnswer *answer) {
             rules_num[rule.view->targets.counter_id]++;
         }
     }
-    add_counters_of_switch(settings, &rules_num);
+    answer->all_counters = add_counters_of_switch(settings, &rules_num) || answer->all_rules;
     for (const auto &[counter_id, rules] : rules_num) {
         const Answer read = perform_counter_read(settings, {counter_id});
         if (const auto *counter = std::get_if<CounterReadAnswer>(&read)) {
@@ -103,11 +93,12 @@ void read_counters(const Settings &settings, ShowAnswer *answer) {
 }  // namespace
 
 Answer perform_show(const Settings &settings, const ShowRequest &request) {
-    ShowAnswer answer{request, {}, true, {}, {}, {}};
+    ShowAnswer answer;
+    answer.asked = request;
     if (auto failure = read_cache(settings, &answer.cache)) {
         return *failure;
     }
-    answer.whole = reaches(answer.cache, request.table);
+    answer.whole = has_all(answer.cache, last_table_of(request.table));
     if (!answer.whole) {
         answer.notes.push_back(
             "the dump, which holds 65535 characters, was cut" +
@@ -115,6 +106,7 @@ Answer perform_show(const Settings &settings, const ShowRequest &request) {
             ": what follows is missing here");
     }
     const Table table = request.table;
+    answer.all_rules = has_all(answer.cache, "rules");
     if (table == Table::kRules || table == Table::kCounters || table == Table::kAll) {
         read_rules(settings, &answer);
     }

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "exit_codes.h"
+#include "zv_acl_rm/zv_acl_rm_records.h"
 
 namespace aclrmctl {
 
@@ -115,6 +116,15 @@ std::optional<Failure> PrivateSwitch::start(const std::string &program,
         root_.clear();
         return failure;
     }
+    const size_t socket_room = sizeof(sockaddr_un{}.sun_path) - 1;
+    if (root_.size() + std::strlen(ZV_ACL_RM_SOCKET_PATH) > socket_room) {
+        return Failure{kExitFailure,
+                       "a socket's path has room for " + std::to_string(socket_room) +
+                           " bytes, and " + root_ + ZV_ACL_RM_SOCKET_PATH + " is longer",
+                       {},
+                       {},
+                       "name a shorter directory by TMPDIR, such as TMPDIR=/tmp"};
+    }
     const std::string path = program.empty() ? find_daemon() : program;
     const int log_fd =
         open((root_ + "/daemon.log").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_APPEND, 0600);
@@ -135,7 +145,7 @@ std::optional<Failure> PrivateSwitch::start(const std::string &program,
         return Failure{kExitFailure, path + ": " + std::strerror(errno), {}, {}, ""};
     }
     for (int waited = 0; waited < kStartMs && !gave_up(); waited += kPollMs) {
-        if (listens(root_ + "/var/run/zv_acl_rm.sock")) {
+        if (listens(root_ + ZV_ACL_RM_SOCKET_PATH)) {
             return std::nullopt;
         }
         int status = 0;

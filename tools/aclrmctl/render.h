@@ -64,6 +64,9 @@ void render_text(const Answer &answer, const TextStyle &style, std::ostream &out
                  std::ostream &err);
 void render_json(const Answer &answer, const std::string &command, std::ostream &out);
 
+/* What `--version` prints, as an object. */
+void render_json_version(const std::string &version, std::ostream &out);
+
 /* The exit status that the answer ends the tool with. */
 int exit_status(const Answer &answer);
 

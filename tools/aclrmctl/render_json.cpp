@@ -364,6 +364,15 @@ class JsonRenderer final : public Renderer {
 
 }  // namespace
 
+void render_json_version(const std::string &version, std::ostream &out) {
+    out << ordered_json{{"schema_version", kJsonSchemaVersion},
+                        {"command", "--version"},
+                        {"ok", true},
+                        {"exit", kExitOk},
+                        {"version", version}}
+        << "\n";
+}
+
 void render_json(const Answer &answer, const std::string &command, std::ostream &out) {
     const JsonRenderer json(command, out);
     const Renderer &renderer = json;

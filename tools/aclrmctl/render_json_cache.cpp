@@ -15,6 +15,12 @@ ordered_json owner_or_null(int64_t owner) {
                      : ordered_json(owner_name(static_cast<uint32_t>(owner)));
 }
 
+/* An empty list would say that there is nothing, where nothing was told. */
+template <typename List>
+ordered_json list_or_null(const List &list, bool whole) {
+    return list.empty() && !whole ? ordered_json(nullptr) : ordered_json(list);
+}
+
 template <typename Record>
 ordered_json list_of(const std::vector<Record> &records, ordered_json (*object)(const Record &)) {
     ordered_json list = ordered_json::array();
@@ -85,11 +91,13 @@ ordered_json owners_of(const CacheText &cache) {
             std::count_if(cache.rules.begin(), cache.rules.end(), [&](const CachedRule &rule) {
                 return std::find(acl_ids.begin(), acl_ids.end(), rule.acl_id) != acl_ids.end();
             });
+        const bool all_acls = has_all(cache, "acls");
         list.push_back({{"owner", number},
                         {"owner_name", name},
-                        {"acl_ids", acl_ids},
-                        {"rules_num", rules_num},
-                        {"mc_group_ids", mc_group_ids}});
+                        {"acl_ids", all_acls ? ordered_json(acl_ids) : ordered_json(nullptr)},
+                        {"rules_num", all_acls ? ordered_json(rules_num) : ordered_json(nullptr)},
+                        {"mc_group_ids", has_all(cache, "mc") ? ordered_json(mc_group_ids)
+                                                              : ordered_json(nullptr)}});
     }
     return list;
 }
@@ -103,7 +111,7 @@ ordered_json shown_rules(const ShowAnswer &answer) {
         }
         list.push_back(object);
     }
-    return list;
+    return list_or_null(list, has_all(answer.cache, "rules"));
 }
 
 ordered_json shown_counters(const ShowAnswer &answer) {
@@ -112,21 +120,13 @@ ordered_json shown_counters(const ShowAnswer &answer) {
         list.push_back({{"counter_id", counter.counter_id},
                         {"type", counter_type_name(counter.type)},
                         {"value", counter.value},
-                        {"rules_num", counter.rules_num}});
+                        {"rules_num", answer.all_rules ? ordered_json(counter.rules_num)
+                                                       : ordered_json(nullptr)}});
     }
-    return list;
+    return list_or_null(list, answer.all_counters);
 }
 
-}  // namespace
-
-ordered_json cache_head(const CacheText &cache) {
-    return {{"started_at", cache.started_at},
-            {"complete", cache.complete},
-            {"acls_num", cache.acls_num},
-            {"rules_num", cache.rules_num}};
-}
-
-ordered_json cache_table(const CacheText &cache, const std::string &table) {
+ordered_json told_of(const CacheText &cache, const std::string &table) {
     if (table == "rules") {
         return list_of(cache.rules, rule_in_cache);
     }
@@ -143,6 +143,19 @@ ordered_json cache_table(const CacheText &cache, const std::string &table) {
         return list_of(cache.forwardings, forwarding_in_cache);
     }
     return list_of(cache.mc_groups, mc_group_in_cache);
+}
+
+}  // namespace
+
+ordered_json cache_head(const CacheText &cache) {
+    return {{"started_at", cache.started_at},
+            {"complete", cache.complete},
+            {"acls_num", cache.acls_num},
+            {"rules_num", cache.rules_num}};
+}
+
+ordered_json cache_table(const CacheText &cache, const std::string &table) {
+    return list_or_null(told_of(cache, table), has_all(cache, table));
 }
 
 ordered_json shown_tables(const ShowAnswer &answer) {

@@ -1,5 +1,6 @@
 #include "render_text.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
@@ -44,6 +45,34 @@ std::string ports_text(const std::vector<uint32_t> &ports) {
     return counted(ports.size(), "port") + ": " + number_runs(ports);
 }
 
+/* Columns behind the indentation of a picture. */
+size_t picture_columns(size_t columns) {
+    return columns == 0 ? kPictureColumns : columns - std::min<size_t>(columns, 4);
+}
+
+/* Where a terminal would break it, an error of a file goes on in a line of its own behind the
+ * place, and one of a load between words. Elsewhere it is whole, as editors expect it. */
+std::string first_line(const Failure &failure, size_t columns) {
+    const std::string whole = "aclrmctl: " + failure.what;
+    if (columns == 0 || whole.size() <= columns || (!failure.input && !failure.load)) {
+        return whole + "\n";
+    }
+    if (!failure.input) {
+        return wrapped(whole).substr(2); /* its indentation */
+    }
+    const RuleFileError &error = failure.input->error;
+    const std::string place =
+        describe_place(failure.input->file, {error.line, error.column, "", ""});
+    const size_t end = std::string("aclrmctl: ").size() + place.size();
+    return whole.substr(0, end - 1) + "\n" + wrapped(whole.substr(end));
+}
+
+/* "FILE:" before what is said of it, in a line of its own where both together are too long. */
+std::string file_line(const std::string &file, const std::string &said, size_t columns) {
+    const bool fits = columns == 0 || file.size() + 2 + said.size() <= columns;
+    return fits ? file + ": " + said + "\n" : file + ":\n" + wrapped(said);
+}
+
 /* Columns that no rule has anything to say in are left out, and the rule's words come last: they
  * are long, and a line should fit a terminal. */
 void print_rule_table(std::ostream &out, const Names &names, size_t columns,
@@ -78,9 +107,9 @@ void print_rule_table(std::ostream &out, const Names &names, size_t columns,
 }  // namespace
 
 void TextRenderer::operator()(const Failure &answer) const {
-    err_ << "aclrmctl: " << answer.what << "\n";
-    if (answer.input) {
-        for (const std::string &line : picture_of(answer.input->error)) {
+    err_ << first_line(answer, columns_);
+    if (answer.input && answer.input->error.line != 0) {
+        for (const std::string &line : picture_of(answer.input->error, picture_columns(columns_))) {
             err_ << "    " << line << "\n";
         }
     }
@@ -101,7 +130,8 @@ void TextRenderer::operator()(const Failure &answer) const {
         err_ << wrapped((answer.why_certain ? "why: " : "perhaps: ") + reason);
     }
     for (const std::string &detail : answer.details) {
-        err_ << "  " << detail << "\n"; /* whole: they name what scripts may look for */
+        /* Whole where no terminal is: they name what scripts may look for. */
+        err_ << (answer.load && columns_ != 0 ? wrapped(detail) : "  " + detail + "\n");
     }
     if (!answer.hint.empty()) {
         err_ << wrapped("hint: " + answer.hint);
@@ -140,10 +170,13 @@ void TextRenderer::operator()(const AclResizeAnswer &answer) const {
 }
 
 void TextRenderer::operator()(const RuleCheckAnswer &answer) const {
-    out_ << answer.file << ": " << counted(answer.lines_num, "line") << ", "
-         << counted(answer.rules_num, "rule") << ", " << answer.expanded_num
-         << " after port ranges became prefixes\n  needs an ACL with room for "
-         << counted(uint64_t{answer.last_offset} + 1, "rule") << ": priority "
+    out_ << file_line(answer.file,
+                      counted(answer.lines_num, "line") + ", " + counted(answer.rules_num, "rule") +
+                          ", " + std::to_string(answer.expanded_num) +
+                          " after port ranges became prefixes",
+                      columns_)
+         << "  needs an ACL with room for " << counted(uint64_t{answer.last_offset} + 1, "rule")
+         << ": priority "
          << block_text(answer.first_offset, answer.last_offset - answer.first_offset + 1) << "\n"
          << "  " << format_name(answer.format) << " format: " << answer.kinds_num[0] << " IPv4, "
          << answer.kinds_num[1] << " IPv6, " << answer.kinds_num[2] << " MAC, "
@@ -158,9 +191,12 @@ void TextRenderer::operator()(const RuleCheckAnswer &answer) const {
 
 void TextRenderer::operator()(const RuleLoadAnswer &answer) const {
     const RuleCheckAnswer &file = answer.checked;
-    out_ << file.file << ": " << counted(file.rules_num, "rule") << " became " << file.expanded_num
-         << " in ACL " << answer.acl_id << ", priority " << file.first_offset << "-"
-         << file.last_offset << "\n";
+    out_ << file_line(file.file,
+                      counted(file.rules_num, "rule") + " became " +
+                          std::to_string(file.expanded_num) + " in ACL " +
+                          std::to_string(answer.acl_id) + ", priority " +
+                          block_text(file.first_offset, file.last_offset - file.first_offset + 1),
+                      columns_);
     out_ << formatted("  %u commands in %.1f ms, %.0f rules/second\n", answer.commands_num,
                       answer.seconds * 1e3, file.expanded_num / answer.seconds);
     print_masked(out_, file);
@@ -267,7 +303,7 @@ void TextRenderer::operator()(const DumpAnswer &answer) const {
 /* The story was told while it happened. */
 void TextRenderer::operator()(const DemoAnswer &answer) const {
     out_ << "\nAll done" << (answer.attached ? "" : "; switch and daemon are gone again")
-         << ". 'aclrmctl --help' lists the commands.\n";
+         << ".\n'aclrmctl --help' lists the commands.\n";
 }
 
 std::string formatted(const char *format, ...) {

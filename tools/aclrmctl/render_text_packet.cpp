@@ -62,7 +62,7 @@ void TextRenderer::operator()(const PacketAnswer &answer) const {
     }
     const auto ports = hit.value("ports", std::vector<uint32_t>());
     if (!ports.empty()) {
-        out_ << ", forwarded to port " << number_runs(ports);
+        out_ << ", forwarded to " << (ports.size() == 1 ? "port " : "ports ") << number_runs(ports);
     }
     out_ << "\n";
 }

@@ -9,6 +9,8 @@ namespace aclrmctl {
 
 namespace {
 
+constexpr const char *kNotTold = "not told";
+
 std::string owner_text(const Names &names, int64_t owner) {
     return owner < 0 ? "nobody" : names.owner(static_cast<uint32_t>(owner));
 }
@@ -70,6 +72,7 @@ bool is_router_interface(const CacheText &cache, uint32_t number) {
     return rif && !port;
 }
 
+/* Where the table of bind points was cut, a number that is not in it may be of either kind. */
 std::string bound_to(const CacheText &cache, const CachedAcl &acl) {
     std::vector<uint32_t> ports;
     std::vector<uint32_t> rifs;
@@ -78,7 +81,9 @@ std::string bound_to(const CacheText &cache, const CachedAcl &acl) {
     }
     std::sort(ports.begin(), ports.end());
     std::sort(rifs.begin(), rifs.end());
-    std::string text = points_text(ports, rifs);
+    std::string text = has_all(cache, "ports") || ports.empty()
+                           ? points_text(ports, rifs)
+                           : "ports or rifs " + number_runs(acl.bound_to);
     if (acl.bound_to_system) {
         text = text == "-" ? "system" : "system: " + text;
     }
@@ -127,7 +132,8 @@ TextTable groups_table(const Names &names, const CacheText &cache) {
                 (point.router_interface ? rifs : ports).push_back(point.number);
             }
         }
-        table.add({std::to_string(group.group_id), points_text(ports, rifs),
+        table.add({std::to_string(group.group_id),
+                   has_all(cache, "ports") ? points_text(ports, rifs) : kNotTold,
                    acls_of_group(names, cache, group.group_id)});
     }
     return table;
@@ -170,7 +176,8 @@ TextTable counters_table(const Names &names, const ShowAnswer &answer) {
     for (const ShownCounter &counter : answer.counters) {
         table.add({std::to_string(counter.counter_id),
                    names.counter_type(static_cast<uint32_t>(counter.type)),
-                   std::to_string(counter.value), std::to_string(counter.rules_num)});
+                   std::to_string(counter.value),
+                   answer.all_rules ? std::to_string(counter.rules_num) : "-"});
     }
     return table;
 }
@@ -193,8 +200,12 @@ TextTable owners_table(const Names &names, const CacheText &cache) {
         const auto mc_groups =
             std::count_if(cache.mc_groups.begin(), cache.mc_groups.end(),
                           [&](const CachedMcGroup &group) { return group.owner == number; });
-        table.add({names.owner(number), std::to_string(acl_ids.size()), std::to_string(rules),
-                   std::to_string(mc_groups), acl_ids.empty() ? "-" : number_runs(acl_ids)});
+        const bool all_acls = has_all(cache, "acls");
+        const std::string ids = acl_ids.empty() ? "-" : number_runs(acl_ids);
+        table.add({names.owner(number), all_acls ? std::to_string(acl_ids.size()) : "-",
+                   all_acls ? std::to_string(rules) : "-",
+                   has_all(cache, "mc") ? std::to_string(mc_groups) : "-",
+                   all_acls ? ids : kNotTold});
     }
     return table;
 }
@@ -220,14 +231,19 @@ TextTable forwarding_table(const CacheText &cache) {
 struct Section {
     Table table;
     const char *title;
-    bool overview; /* among all the tables; groups say what ports say, and rules are many */
+    const char *dumped; /* the dump's table that its lines are of; "" where they are of none */
+    bool overview;      /* among all the tables; groups say what ports say, and rules are many */
 };
 
 constexpr Section kSections[] = {
-    {Table::kOwners, "Owners", true},         {Table::kAcls, "ACLs", true},
-    {Table::kGroups, "Groups", false},        {Table::kPorts, "Ports", true},
-    {Table::kCounters, "Counters", true},     {Table::kMc, "MC groups", true},
-    {Table::kForwarding, "Forwarding", true}, {Table::kRules, "Rules", false},
+    {Table::kOwners, "Owners", "", true},
+    {Table::kAcls, "ACLs", "acls", true},
+    {Table::kGroups, "Groups", "groups", false},
+    {Table::kPorts, "Ports", "ports", true},
+    {Table::kCounters, "Counters", "", true},
+    {Table::kMc, "MC groups", "mc", true},
+    {Table::kForwarding, "Forwarding", "forwarding", true},
+    {Table::kRules, "Rules", "rules", false},
 };
 
 TextTable table_of(const Names &names, const ShowAnswer &answer, Table table) {
@@ -253,6 +269,19 @@ TextTable table_of(const Names &names, const ShowAnswer &answer, Table table) {
     return owners_table(names, answer.cache);
 }
 
+std::string why_not_told(const ShowAnswer &answer) {
+    return has_all(answer.cache, "rules") && !answer.all_rules
+               ? "not told: rules could not be read\n"
+               : "not told: the dump was cut\n";
+}
+
+bool is_told(const ShowAnswer &answer, const Section &section) {
+    if (section.table == Table::kCounters) {
+        return answer.all_counters;
+    }
+    return section.dumped[0] == '\0' || has_all(answer.cache, section.dumped);
+}
+
 }  // namespace
 
 /* One table stands alone, so that a script can skip its first line; several have titles. */
@@ -266,15 +295,21 @@ void TextRenderer::operator()(const ShowAnswer &answer) const {
                                     ? points_table(names_, answer.cache)
                                     : table_of(names_, answer, section.table);
         if (table.empty()) {
-            out_ << section.title << ": none\n";
+            out_ << section.title
+                 << (is_told(answer, section) ? ": none\n" : ": " + why_not_told(answer));
             continue;
         }
         if (all) {
             out_ << section.title << "\n";
         }
         table.print(out_, columns_);
+        if (!is_told(answer, section)) {
+            out_ << "  there may be more, " << why_not_told(answer);
+        }
     }
-    if (all) {
+    if (all && answer.cache.read_up_to.empty()) {
+        out_ << "Rules: not told\n";
+    } else if (all) {
         out_ << "Rules: " << answer.cache.rules_num << " ('aclrmctl show rules' lists them)\n";
     }
     if (!answer.notes.empty()) {

@@ -59,6 +59,7 @@ struct AclDestroyRequest {
 struct AclEditRequest {
     uint32_t acl_id = 0;
     uint32_t direction = kDirectionIngress; /* the new one */
+    bool force = false;                     /* also one with rules or bindings */
 };
 
 struct AclResizeRequest {

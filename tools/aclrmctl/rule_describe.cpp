@@ -66,7 +66,7 @@ std::string describe_port(uint16_t port, uint16_t mask) {
 std::string describe_match(const KeyBytes &key, const KeyBytes &mask) {
     std::string text;
     if (mask[kProtocolAt] == 0) {
-        text = "ip";
+        text = "ip4";
     } else if (mask[kProtocolAt] == 0xFF) {
         text = protocol_name(key[kProtocolAt]);
     } else {
@@ -126,10 +126,21 @@ std::string describe_key(uint32_t key_type, const KeyBytes &key, const KeyBytes 
            key_to_hex(mask).substr(0, digits) + rest;
 }
 
+bool shows_ports(uint8_t protocol, uint16_t source, uint16_t destination) {
+    constexpr uint8_t kWithPorts[] = {6, 17, 33, 132, 136}; /* TCP, UDP, DCCP, SCTP, UDP-Lite */
+    return source != 0 || destination != 0 ||
+           std::find(std::begin(kWithPorts), std::end(kWithPorts), protocol) !=
+               std::end(kWithPorts);
+}
+
 std::string describe_packet(const KeyBytes &key) {
-    std::string text = protocol_name(key[kProtocolAt]) + " " + dotted(get32(&key[0])) + ":" +
-                       std::to_string(get16(&key[kSourcePortAt])) + " > " + dotted(get32(&key[4])) +
-                       ":" + std::to_string(get16(&key[kDestinationPortAt]));
+    const uint8_t protocol = key[kProtocolAt];
+    const uint16_t source = get16(&key[kSourcePortAt]);
+    const uint16_t destination = get16(&key[kDestinationPortAt]);
+    const bool ports = shows_ports(protocol, source, destination);
+    std::string text = protocol_name(protocol) + " " + dotted(get32(&key[0])) +
+                       (ports ? ":" + std::to_string(source) : "") + " > " +
+                       dotted(get32(&key[4])) + (ports ? ":" + std::to_string(destination) : "");
     const uint16_t flags = get16(&key[kFlagsAt]);
     return flags == 0 ? text : text + " flags " + hex_number(flags, 4);
 }

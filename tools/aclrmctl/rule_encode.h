@@ -118,6 +118,8 @@ std::string describe_key(uint32_t key_type, const KeyBytes &key, const KeyBytes 
 std::string describe_packet(const KeyBytes &key);
 
 std::string dotted(uint32_t address);
+/* Whether a packet's ports are worth a word: of other protocols only where they are not 0. */
+bool shows_ports(uint8_t protocol, uint16_t source, uint16_t destination);
 std::string protocol_name(uint8_t protocol); /* "tcp", or the number */
 
 /* False unless `hex` is exactly two digits for each byte. */

@@ -9,7 +9,12 @@ namespace aclrmctl {
 namespace {
 
 constexpr size_t kLargestFileBytes = size_t{64} << 20;
-constexpr size_t kShownBytes = 120; /* of a line in an error message: fits a wide terminal */
+constexpr size_t kPictureLead = 30; /* columns shown before the caret where a line is cut */
+constexpr size_t kNarrowestPicture = 12;
+constexpr size_t kTabColumns = 8; /* at most */
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr const char *kCut = "...";
+constexpr size_t kCutColumns = 3;
 
 struct FormatWord {
     RuleFormat format;
@@ -53,6 +58,55 @@ std::optional<RuleFileError> parse_lines(std::string_view text, RuleFile *file) 
     return std::nullopt;
 }
 
+/* A character of a line as a terminal may show it, and where its bytes end. */
+struct Glyph {
+    std::string shown;
+    size_t end;
+};
+
+/* The bytes of the UTF-8 character that the text begins with, 0 for none; *code is its number. */
+size_t decode_utf8(std::string_view text, uint32_t *code) {
+    const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
+    const size_t length = byte(0) < 0x80             ? 1
+                          : (byte(0) & 0xE0) == 0xC0 ? 2
+                          : (byte(0) & 0xF0) == 0xE0 ? 3
+                          : (byte(0) & 0xF8) == 0xF0 ? 4
+                                                     : 0;
+    if (length == 0 || length > text.size()) {
+        return 0;
+    }
+    *code = length == 1 ? byte(0) : byte(0) & (0x7Fu >> length);
+    for (size_t i = 1; i < length; i++) {
+        if ((byte(i) & 0xC0) != 0x80) {
+            return 0;
+        }
+        *code = *code << 6 | (byte(i) & 0x3Fu);
+    }
+    constexpr uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+    const bool is_surrogate = *code >= 0xD800 && *code <= 0xDFFF;
+    return *code < kSmallest[length] || is_surrogate || *code > 0x10FFFF ? 0 : length;
+}
+
+/* Controls are of no shape, and a terminal may obey them; so it may those from 0x80 on. */
+bool is_control(uint32_t code) {
+    constexpr uint32_t kDelete = 0x7F;
+    constexpr uint32_t kLastControl = 0x9F;
+    return code < ' ' || (code >= kDelete && code <= kLastControl);
+}
+
+std::vector<Glyph> glyphs_of(std::string_view line) {
+    std::vector<Glyph> glyphs;
+    for (size_t at = 0; at < line.size();) {
+        uint32_t code = 0;
+        const size_t length = decode_utf8(line.substr(at), &code);
+        const bool prints = length > 0 && (code == '\t' || !is_control(code));
+        const size_t end = at + std::max<size_t>(length, 1);
+        glyphs.push_back({prints ? std::string(line.substr(at, length)) : "?", end});
+        at = end;
+    }
+    return glyphs;
+}
+
 }  // namespace
 
 RuleFormat detect_format(std::string_view text) {
@@ -93,25 +147,46 @@ void add_rule(FilterRule rule, bool masked, RuleFile *file) {
 }
 
 std::string describe_place(const std::string &file_name, const RuleFileError &error) {
+    if (error.line == 0) {
+        return file_name + ": " + error.message;
+    }
     return file_name + ":" + std::to_string(error.line) + ":" + std::to_string(error.column) +
            ": " + (error.path.empty() ? "" : error.path + ": ") + error.message;
 }
 
-std::array<std::string, 2> picture_of(const RuleFileError &error) {
-    const size_t column = error.column - 1;
-    const size_t start =
-        error.text.size() <= kShownBytes || column < kShownBytes / 2 ? 0 : column - kShownBytes / 2;
-    std::string shown = error.text.substr(start, kShownBytes);
-    std::string caret(column - start, ' ');
-    for (size_t i = 0; i < shown.size(); i++) {
-        /* A tab above the caret's line needs a tab below it, or the caret points elsewhere. */
-        if (i < caret.size() && shown[i] == '\t') {
-            caret[i] = '\t';
-        } else if (shown[i] != '\t' && (shown[i] < ' ' || shown[i] > '~')) {
-            shown[i] = '?';
-        }
+std::array<std::string, 2> picture_of(const RuleFileError &error, size_t columns) {
+    const size_t room = std::max(columns == 0 ? kPictureColumns : columns, kNarrowestPicture);
+    std::vector<Glyph> glyphs = glyphs_of(error.text);
+    const size_t byte = error.column - 1;
+    size_t caret = 0;
+    while (caret < glyphs.size() && glyphs[caret].end <= byte) {
+        caret++;
     }
-    return {shown, caret + "^"};
+    const size_t past = byte - std::min(byte, error.text.size()); /* of the line's end */
+    size_t width = glyphs.size();
+    for (const Glyph &glyph : glyphs) {
+        width += glyph.shown == "\t" ? kTabColumns - 1 : 0;
+    }
+    const bool is_cut = std::max(width, caret + past + 1) > room;
+    /* A tab above the caret's line needs a tab below it, or the caret points elsewhere. Where a
+     * line is cut to a width, a tab has to have one. */
+    for (Glyph &glyph : glyphs) {
+        glyph.shown = is_cut && glyph.shown == "\t" ? " " : glyph.shown;
+    }
+    size_t start = 0;
+    if (is_cut && caret + past + kCutColumns >= room) {
+        start = caret - std::min({caret, kPictureLead, room / 2 - kCutColumns});
+    }
+    std::string shown = start > 0 ? kCut : "";
+    std::string under(shown.size(), ' ');
+    size_t left = room - shown.size();
+    const bool ends_cut = is_cut && glyphs.size() - start > left;
+    left -= ends_cut ? kCutColumns : 0;
+    for (size_t i = start; i < glyphs.size() && (!is_cut || i - start < left); i++) {
+        shown += glyphs[i].shown;
+        under += i >= caret ? "" : glyphs[i].shown == "\t" ? "\t" : " ";
+    }
+    return {shown + (ends_cut ? kCut : ""), under + std::string(past, ' ') + "^"};
 }
 
 int read_text_file(const std::string &file_name, std::string *text) {
@@ -131,7 +206,13 @@ int read_text_file(const std::string &file_name, std::string *text) {
         }
     }
     /* A directory opens and only fails to be read. */
-    return std::ferror(file.get()) != 0 ? errno : 0;
+    if (std::ferror(file.get()) != 0) {
+        return errno;
+    }
+    if (text->compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) {
+        text->erase(0, kByteOrderMark.size());
+    }
+    return 0;
 }
 
 const char *format_name(RuleFormat format) {

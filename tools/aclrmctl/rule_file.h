@@ -77,6 +77,7 @@ struct FilterRule {
     FilePlace at;
     FilePlace priority_at;
     FilePlace counter_at;
+    FilePlace forward_at; /* of the port or the MC group */
     RuleKind kind = RuleKind::kIpv4;
     AddressPrefix source;
     AddressPrefix destination;
@@ -107,7 +108,7 @@ struct RuleFile {
 };
 
 struct RuleFileError {
-    uint32_t line = 0;   /* from 1 */
+    uint32_t line = 0;   /* from 1; 0: the file as a whole */
     uint32_t column = 0; /* from 1, in bytes */
     std::string message;
     std::string text;   /* the whole line, without its end */
@@ -139,12 +140,14 @@ void add_rule(FilterRule rule, bool masked, RuleFile *file);
 /* "FILE:LINE:COLUMN: message", with the pointer before the message where there is one. */
 std::string describe_place(const std::string &file_name, const RuleFileError &error);
 
-/* The line's text, and a caret under the column. Of a very long line the part around the column is
- * shown; bytes that do not print become '?'. */
-std::array<std::string, 2> picture_of(const RuleFileError &error);
+/* The line's text, and a caret under the column, in `columns` of a terminal; 0: in kPictureColumns.
+ * Of a longer line the part around the column is shown, with "..." where it is cut. A character is
+ * one column; what does not print, or is no UTF-8, becomes '?'. */
+inline constexpr size_t kPictureColumns = 76; /* of a terminal of 80, behind an indentation */
+std::array<std::string, 2> picture_of(const RuleFileError &error, size_t columns = 0);
 
-/* Reads a whole file into *text; "-" is standard input. Returns 0 or an errno value (EFBIG above
- * 64 MiB). */
+/* Reads a whole file into *text, without the byte order mark that some editors put before it; "-"
+ * is standard input. Returns 0 or an errno value (EFBIG above 64 MiB). */
 int read_text_file(const std::string &file_name, std::string *text);
 
 /* "classic", "policy" and "json"; nothing for another name. */

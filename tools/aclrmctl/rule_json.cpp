@@ -251,6 +251,7 @@ bool JsonRule::take_forward(const JsonValue &value) {
 
 bool JsonRule::take_forward_port(const JsonValue &value) {
     uint32_t port = 0;
+    rule.forward_at = LineCounter(lines_).place(value.at);
     const bool taken = number(value, "a logical port", &port);
     rule.targets.forward_port = port;
     return taken;
@@ -258,6 +259,7 @@ bool JsonRule::take_forward_port(const JsonValue &value) {
 
 bool JsonRule::take_forward_mc(const JsonValue &value) {
     uint32_t group = 0;
+    rule.forward_at = LineCounter(lines_).place(value.at);
     const bool taken = number(value, "an MC group", &group);
     rule.targets.forward_mc = group;
     return taken;

@@ -6,9 +6,9 @@
 #include <set>
 
 #include "exit_codes.h"
+#include "rule_interrupt.h"
 #include "rule_preflight.h"
-#include "rule_sender.h"
-#include "rule_survey.h"
+#include "rule_report.h"
 
 namespace aclrmctl {
 
@@ -62,89 +62,6 @@ std::optional<Failure> check_first_priority(const LoadedFile &loaded, uint32_t f
     return std::nullopt;
 }
 
-/* States as runs: rules that follow each other in the file, and in priority. */
-LoadOutcome outcome_of(const LoadPlan &plan, const std::vector<RuleState> &states) {
-    LoadOutcome outcome;
-    outcome.total = plan.total();
-    outcome.undo = plan.request.undo;
-    for (uint32_t i = 0; i < plan.total(); i++) {
-        RuleRun *last = outcome.runs.empty() ? nullptr : &outcome.runs.back();
-        if (last != nullptr && last->state == states[i] &&
-            last->last_priority + 1 == plan.offset(i)) {
-            last->last_priority = plan.offset(i);
-            last->last_line = plan.line(i);
-            last->rules_num++;
-        } else {
-            outcome.runs.push_back(
-                {states[i], plan.offset(i), plan.offset(i), plan.line(i), plan.line(i), 1});
-        }
-    }
-    return outcome;
-}
-
-/* What the daemon does not take back, and no deletion reaches. */
-bool leaves_traces(const LoadPlan &plan, const SendResult &sent) {
-    for (const LoadBatch &batch : sent.batches) {
-        for (uint32_t i = 0; batch.fate == BatchFate::kRefused && i < batch.count; i++) {
-            const RuleTargets targets = plan.rule(batch.first + i).targets;
-            if (targets.counter_id != 0 || targets.forward_port) {
-                return true;
-            }
-        }
-    }
-    return false;
-}
-
-/* Why the first refused command was, as the daemon is now: rules of its own that have a record
- * would look as if they had been in the way. */
-void explain_refusal(const LoadPlan &plan, const SendResult &sent,
-                     const std::vector<RuleState> &states, zv_acl_rm_client_t *client,
-                     Failure *failure) {
-    const auto refused =
-        std::find_if(sent.batches.begin(), sent.batches.end(),
-                     [](const LoadBatch &batch) { return batch.fate == BatchFate::kRefused; });
-    if (client == nullptr || refused == sent.batches.end() || !failure->status) {
-        return;
-    }
-    for (uint32_t i = refused->first; i < refused->first + refused->count; i++) {
-        if (states[i] == RuleState::kInSwitch || states[i] == RuleState::kRecordOnly) {
-            return;
-        }
-    }
-    zv_acl_rm_acl_rule_set_params_t params{};
-    fill_batch(plan, *refused, &params);
-    add_why(client, ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET, &params, sizeof(params), failure);
-}
-
-/* Finds out what is in the switch, takes it back where that is wanted, and says it all. */
-Failure failed_load(const LoadPlan &plan, const SendResult &sent, Client client) {
-    Failure failure = *sent.failure;
-    std::vector<RuleState> states = survey_rules(plan, sent, &client);
-    explain_refusal(plan, sent, states, client.get(), &failure);
-    if (plan.request.undo && client) {
-        take_back(plan, client.get(), &states);
-    } else if (plan.request.undo) {
-        failure.details.emplace_back("nothing was taken back: the daemon does not answer");
-    }
-    failure.load = outcome_of(plan, states);
-    const std::vector<std::string> lines = outcome_lines(*failure.load);
-    failure.details.insert(failure.details.begin(), lines.begin(), lines.end());
-    if (leaves_traces(plan, sent)) {
-        failure.details.emplace_back(
-            "a refused command may leave forwarding entries and uses of counters behind");
-    }
-    failure.load->cause = failure.exit_code;
-    if (count_rules(*failure.load, is_in_switch) > 0) {
-        failure.exit_code = kExitPartial;
-    }
-    if (failure.exit_code == kExitPartial && !plan.request.undo) {
-        failure.hint =
-            "'rule load --undo' takes back what a failed load has put there; now "
-            "'aclrmctl rule del' does";
-    }
-    return failure;
-}
-
 }  // namespace
 
 Failure input_failure(const std::string &name, const RuleFileError &error) {
@@ -168,14 +85,17 @@ Failure place_failure(const LoadedFile &loaded, int exit_code, uint32_t rule_ind
 std::optional<Failure> read_rule_file(const std::string &name, RuleFormat format,
                                       uint32_t first_priority, LoadedFile *loaded) {
     loaded->name = name == "-" ? "<stdin>" : name;
+    const auto whole_file = [&](const std::string &message) {
+        return input_failure(loaded->name, RuleFileError{0, 0, message, ""});
+    };
     if (const int error = read_text_file(name, &loaded->text); error != 0) {
-        return Failure{kExitInput, name + ": " + std::strerror(error), {}, {}, ""};
+        return whole_file(std::strerror(error));
     }
     if (const auto error = parse_rule_text(loaded->text, format, &loaded->file)) {
         return input_failure(loaded->name, *error);
     }
     if (loaded->file.rules.empty()) {
-        return Failure{kExitInput, loaded->name + ": there is no rule in the file", {}, {}, ""};
+        return whole_file("there is no rule in the file");
     }
     if (const auto error = expand_rules(loaded->file, &loaded->expanded)) {
         return place_failure(*loaded, kExitInput, error->rule_index, error->at, error->member,
@@ -212,6 +132,7 @@ Answer load_rules(const Settings &settings, const RuleLoadRequest &request,
     if (auto failure = check_before_load(plan, client.get())) {
         return *failure;
     }
+    const InterruptWatch watch;
     const auto start = std::chrono::steady_clock::now();
     const SendResult sent =
         send_rules(plan, client.get(), request.quiet ? [](uint32_t, uint32_t) {} : progress);

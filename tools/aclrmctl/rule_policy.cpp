@@ -63,6 +63,7 @@ class PolicyLine {
     bool at_option(const char *word);
 
     TextCursor cursor_;
+    FilePlace number_at_; /* of the last next_number */
     uint32_t line_;
     AddressFamily family_ = AddressFamily::kAny;
 };
@@ -78,7 +79,11 @@ bool PolicyLine::next_number(const char *word, uint32_t limit, const char *what,
         return cursor_.fail_here(std::string("expected '") + word + "'");
     }
     cursor_.word();
-    return cursor_.space_before(what) && cursor_.number(limit, what, value) && ends_here(what);
+    if (!cursor_.space_before(what)) {
+        return false;
+    }
+    number_at_ = place();
+    return cursor_.number(limit, what, value) && ends_here(what);
 }
 
 /* A number that goes on in letters is a slip, not the next word. */
@@ -163,6 +168,7 @@ bool PolicyLine::take_forward() {
     } else {
         return cursor_.fail_here("expected 'port' or 'mc': where to forward to");
     }
+    rule.forward_at = number_at_;
     return cursor_.space_before("what to match");
 }
 

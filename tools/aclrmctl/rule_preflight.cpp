@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <set>
 
-#include "cache_text.h"
 #include "exit_codes.h"
-#include "perform_parts.h"
+#include "rule_records.h"
 #include "text_table.h"
 
 namespace aclrmctl {
@@ -32,6 +31,19 @@ std::optional<Failure> check_acl(const LoadPlan &plan, zv_acl_rm_client_t *clien
     return failure;
 }
 
+/* What the command line gives all rules that name none has no place in the file. */
+Failure unknown_target(const LoadPlan &plan, uint32_t index, bool is_of_rule, const char *option,
+                       const FilePlace &place, const char *member, const std::string &message) {
+    Failure told{kExitRefused, std::string(option) + ": " + message, {}, {}, ""};
+    if (is_of_rule) {
+        told = place_failure(plan.loaded, kExitRefused, plan.loaded.expanded[index].rule_index,
+                             place, member, message);
+    }
+    told.status = ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND;
+    told.details.emplace_back(kNothingSent);
+    return told;
+}
+
 std::optional<Failure> check_counter(const LoadPlan &plan, uint32_t index, uint32_t counter_id,
                                      zv_acl_rm_client_t *client) {
     zv_acl_rm_counter_get_params_t params{};
@@ -44,19 +56,15 @@ std::optional<Failure> check_counter(const LoadPlan &plan, uint32_t index, uint3
         return failure;
     }
     const FilterRule &rule = plan.source(index);
-    const std::string message = "there is no counter " + std::to_string(counter_id);
-    Failure told{kExitRefused, "--counter: " + message, {}, {}, ""};
-    if (rule.targets.counter_id != 0) {
-        told = place_failure(plan.loaded, kExitRefused, plan.loaded.expanded[index].rule_index,
-                             rule.counter_at, "counter", message);
-    }
-    told.status = failure->status;
-    told.details.emplace_back(kNothingSent);
+    Failure told =
+        unknown_target(plan, index, rule.targets.counter_id != 0, "--counter", rule.counter_at,
+                       "counter", "there is no counter " + std::to_string(counter_id));
     told.hint = "'aclrmctl counter create' makes one, 'aclrmctl show counters' lists them";
     return told;
 }
 
-std::optional<Failure> check_counters(const LoadPlan &plan, zv_acl_rm_client_t *client) {
+std::optional<Failure> check_counters(const LoadPlan &plan, const RuleRecords &,
+                                      zv_acl_rm_client_t *client) {
     std::set<uint32_t> known;
     for (uint32_t i = 0; i < plan.total(); i++) {
         const uint32_t of_rule = plan.source(i).targets.counter_id;
@@ -72,6 +80,43 @@ std::optional<Failure> check_counters(const LoadPlan &plan, zv_acl_rm_client_t *
     return std::nullopt;
 }
 
+/* Any owner's group may be forwarded to, but only its owner can read it: so the dump is looked at,
+ * and where that is cut the group is left to the daemon, which refuses before it writes. */
+std::optional<Failure> check_groups(const LoadPlan &plan, const RuleRecords &records,
+                                    zv_acl_rm_client_t *) {
+    for (uint32_t i = 0; records.mc_groups && i < plan.total(); i++) {
+        const FilterRule &rule = plan.source(i);
+        const auto group = plan.rule(i).targets.forward_mc;
+        if (!group || records.mc_groups->count(*group) != 0) {
+            continue;
+        }
+        Failure told = unknown_target(plan, i, rule.targets.forward_mc.has_value(), "--forward-mc",
+                                      rule.forward_at, "forward/mc",
+                                      "there is no MC group " + std::to_string(*group));
+        told.hint = "'aclrmctl mc create' makes one, 'aclrmctl show mc' lists them";
+        return told;
+    }
+    return std::nullopt;
+}
+
+/* A command that runs into the limit leaves rules in the switch that the daemon cannot delete. */
+std::optional<Failure> check_limit(const LoadPlan &plan, const RuleRecords &records,
+                                   zv_acl_rm_client_t *) {
+    const uint32_t left = kMostRules - std::min(records.rules_num, kMostRules);
+    if (plan.total() <= left) {
+        return std::nullopt;
+    }
+    Failure told = place_failure(plan.loaded, kExitRefused, plan.loaded.expanded[left].rule_index,
+                                 plan.source(left).at, "",
+                                 "the daemon has room for " + counted(left, "rule") +
+                                     " more, the file has " + std::to_string(plan.total()));
+    told.details.push_back("it holds " + counted(records.rules_num, "rule") + " of at most " +
+                           std::to_string(kMostRules) + ", those of all ACLs together");
+    told.details.emplace_back(kNothingSent);
+    told.hint = "'aclrmctl show rules' lists them, 'aclrmctl rule del' makes room";
+    return told;
+}
+
 /* Moves an offset onto itself, which changes nothing and is refused past the ACL's end. A read
  * would say the same of an offset without a rule only with errors in the daemon's log. */
 std::optional<Failure> touch_offset(const LoadPlan &plan, uint32_t offset,
@@ -83,17 +128,6 @@ std::optional<Failure> touch_offset(const LoadPlan &plan, uint32_t offset,
     params.new_start = offset;
     const int error = zv_acl_rm_api_acl_rule_move_block(client, &params, status);
     return call_failure(plan.settings, "asking for the room of " + of_acl(plan), error, 0);
-}
-
-/* The answer to a read of one offset; an errno value becomes a failure. */
-std::optional<Failure> read_offset(const LoadPlan &plan, uint32_t offset,
-                                   zv_acl_rm_client_t *client, zv_acl_rm_status_t *status) {
-    zv_acl_rm_acl_rule_get_params_t params{};
-    params.acl_id = plan.request.acl_id;
-    params.rules_num = 1;
-    params.rules[0].offset = offset;
-    const int error = zv_acl_rm_api_acl_rule_get(client, &params, status);
-    return call_failure(plan.settings, "reading " + of_acl(plan), error, 0);
 }
 
 /* The first offset that the switch does not have: the ACL's size. */
@@ -119,7 +153,8 @@ std::optional<Failure> find_room(const LoadPlan &plan, uint32_t past, zv_acl_rm_
 
 /* An offset is refused past the ACL's end, and anywhere while the switch fails; so it is past the
  * end only where it is refused twice. */
-std::optional<Failure> check_room(const LoadPlan &plan, zv_acl_rm_client_t *client) {
+std::optional<Failure> check_room(const LoadPlan &plan, const RuleRecords &,
+                                  zv_acl_rm_client_t *client) {
     uint32_t highest = 0;
     for (uint32_t i = 0; i < plan.total(); i++) {
         highest = std::max(highest, plan.offset(i));
@@ -156,18 +191,19 @@ std::optional<Failure> check_room(const LoadPlan &plan, zv_acl_rm_client_t *clie
 
 /* Where the dump is cut, each offset is asked for; the daemon's log then has errors for those that
  * are free, which is the lesser evil: the switch writes over a rule before the daemon refuses. */
-std::optional<Failure> check_free(const LoadPlan &plan, zv_acl_rm_client_t *client) {
-    const auto dumped = recorded_offsets(plan.settings, plan.request.acl_id);
+std::optional<Failure> check_free(const LoadPlan &plan, const RuleRecords &records,
+                                  zv_acl_rm_client_t *client) {
     std::vector<uint32_t> taken;
     uint32_t first_index = 0;
     for (uint32_t i = 0; i < plan.total(); i++) {
-        bool is_taken = dumped && dumped->count(plan.offset(i)) != 0;
-        if (!dumped) {
-            zv_acl_rm_status_t status = 0;
-            if (auto failure = read_offset(plan, plan.offset(i), client, &status)) {
+        bool is_taken = records.offsets.count(plan.offset(i)) != 0;
+        if (!is_taken && !records.is_whole) {
+            OffsetFound found{};
+            if (auto failure = probe_offset(plan.settings, plan.request.acl_id, plan.offset(i),
+                                            client, &found)) {
                 return failure;
             }
-            is_taken = status == ZV_ACL_RM_STATUS_SUCCESS;
+            is_taken = found == OffsetFound::kRule;
         }
         if (is_taken) {
             first_index = taken.empty() ? i : first_index;
@@ -192,29 +228,16 @@ std::optional<Failure> check_free(const LoadPlan &plan, zv_acl_rm_client_t *clie
 
 }  // namespace
 
-std::optional<std::set<uint32_t>> recorded_offsets(const Settings &settings, uint32_t acl_id) {
-    const Answer answer = perform_dump(settings, DumpRequest{});
-    const auto *dumped = std::get_if<DumpAnswer>(&answer);
-    if (dumped == nullptr || !dumped->text) {
-        return std::nullopt;
-    }
-    const CacheText cache = read_cache_text(*dumped->text);
-    /* The daemon's own count says whether the list was cut. An empty text counts nothing. */
-    if (cache.rules.size() != cache.rules_num || (cache.rules.empty() && !cache.complete)) {
-        return std::nullopt;
-    }
-    std::set<uint32_t> offsets;
-    for (const CachedRule &rule : cache.rules) {
-        if (rule.acl_id == acl_id) {
-            offsets.insert(rule.offset);
-        }
-    }
-    return offsets;
-}
-
 std::optional<Failure> check_before_load(const LoadPlan &plan, zv_acl_rm_client_t *client) {
-    for (const auto check : {check_acl, check_counters, check_room, check_free}) {
-        if (auto failure = check(plan, client)) {
+    if (auto failure = check_acl(plan, client)) {
+        return failure;
+    }
+    RuleRecords records;
+    if (auto failure = read_records(plan.settings, plan.request.acl_id, &records)) {
+        return failure;
+    }
+    for (const auto check : {check_counters, check_groups, check_room, check_limit, check_free}) {
+        if (auto failure = check(plan, records, client)) {
             return failure;
         }
     }

@@ -6,6 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "exit_codes.h"
+#include "rule_interrupt.h"
+#include "text_table.h"
+
 namespace aclrmctl {
 
 namespace {
@@ -19,13 +23,16 @@ class Sender {
 
   private:
     bool may_send() const {
-        return !result_->failure && sent_num_ < result_->batches.size() &&
+        return !result_->failure && InterruptWatch::caught() == nullptr &&
+               sent_num_ < result_->batches.size() &&
                sent_num_ - answered_num_ < plan_.request.in_flight;
     }
     bool waits() const { return answered_num_ < sent_num_; }
     bool send_one();
     bool collect_one();
     void note_failure(const LoadBatch &batch, int error);
+    void note_interrupt();
+    void tell_also_refused();
     std::string batch_words(const LoadBatch &batch) const;
 
     const LoadPlan &plan_;
@@ -34,7 +41,9 @@ class Sender {
     zv_acl_rm_acl_rule_set_params_t params_{};
     size_t sent_num_ = 0; /* batches */
     size_t answered_num_ = 0;
-    uint32_t written_num_ = 0; /* rules */
+    uint32_t written_num_ = 0;           /* rules */
+    std::vector<uint32_t> also_refused_; /* lines of commands refused behind the first failure */
+    uint32_t also_refused_num_ = 0;
 };
 
 /* False when nothing was sent: the daemon takes nothing more now, or the connection failed. */
@@ -104,9 +113,35 @@ void Sender::note_failure(const LoadBatch &batch, int error) {
                                                   error, error == 0 ? batch.status : 0);
     if (!result_->failure) {
         result_->failure = std::move(failure);
+    } else if (error == 0) {
+        also_refused_num_++;
+        for (uint32_t i = batch.first; i < batch.first + batch.count; i++) {
+            also_refused_.push_back(plan_.line(i));
+        }
     } else {
         result_->failure->details.push_back("also: " + failure->what);
     }
+}
+
+void Sender::tell_also_refused() {
+    if (also_refused_num_ == 0) {
+        return;
+    }
+    /* A rule that expands has several rules of the switch on its line. */
+    also_refused_.erase(std::unique(also_refused_.begin(), also_refused_.end()),
+                        also_refused_.end());
+    result_->failure->details.push_back(
+        "also refused: " + counted(also_refused_num_, "command") + " under way behind it, line" +
+        (also_refused_.size() == 1 ? " " : "s ") + number_runs(also_refused_));
+}
+
+void Sender::note_interrupt() {
+    result_->failure =
+        Failure{kExitFailure,
+                "loading " + plan_.loaded.name + " was stopped by " + InterruptWatch::caught(),
+                {},
+                {},
+                ""};
 }
 
 void Sender::run(const Progress &progress) {
@@ -122,6 +157,10 @@ void Sender::run(const Progress &progress) {
     for (size_t i = answered_num_; i < sent_num_; i++) {
         result_->batches[i].fate = BatchFate::kUnanswered;
     }
+    if (!result_->failure && sent_num_ < result_->batches.size()) {
+        note_interrupt();
+    }
+    tell_also_refused();
 }
 
 }  // namespace

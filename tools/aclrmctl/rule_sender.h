@@ -19,7 +19,8 @@ struct SendResult {
 void fill_batch(const LoadPlan &plan, const LoadBatch &batch,
                 zv_acl_rm_acl_rule_set_params_t *params);
 
-/* After the first failure nothing more is sent, and the answers under way are taken. */
+/* After the first failure, or a signal that asks to stop, nothing more is sent, and the answers
+ * under way are taken. */
 SendResult send_rules(const LoadPlan &plan, zv_acl_rm_client_t *client, const Progress &progress);
 
 }  // namespace aclrmctl

@@ -4,6 +4,7 @@
 #include "usage_error.h"
 
 #include <algorithm>
+#include <regex>
 
 #include "exit_codes.h"
 
@@ -11,6 +12,7 @@ namespace aclrmctl {
 
 namespace {
 
+constexpr const char *kNoCommand = "A command is required";
 constexpr size_t kNearEnough = 2;        /* slips of the pen between a word and what was meant */
 constexpr size_t kPictureColumns = 76;   /* of a terminal of 80, behind the indentation */
 constexpr size_t kPictureLeadBytes = 30; /* shown before the word where the line is too long */
@@ -136,6 +138,15 @@ std::vector<std::string> option_names(const CLI::App &app) {
     return names;
 }
 
+/* The only entry that begins with the word. */
+std::string begun_by(const std::string &word, const std::vector<std::string> &entries) {
+    const auto begins = [&](const std::string &entry) {
+        return !word.empty() && entry.rfind(word, 0) == 0;
+    };
+    const auto found = std::find_if(entries.begin(), entries.end(), begins);
+    return std::count_if(entries.begin(), entries.end(), begins) == 1 ? *found : "";
+}
+
 /* An argument that nobody expected, in words that say what it would have to be. */
 void explain_extra(const CLI::App &app, const std::string &word, Failure *failure) {
     const CLI::App &command = deepest(app);
@@ -146,9 +157,10 @@ void explain_extra(const CLI::App &app, const std::string &word, Failure *failur
             "'aclrmctl" + (where.empty() ? "" : " " + where) + "' has no option '" + word + "'";
         meant = nearest(word.substr(0, word.find('=')), option_names(command));
     } else if (const auto names = command_names(command); !names.empty()) {
-        failure->what =
-            "'aclrmctl" + (where.empty() ? "" : " " + where) + "' has no command '" + word + "'";
-        meant = nearest(word, names);
+        failure->what = "'aclrmctl" + (where.empty() ? "" : " " + where) + "' has no " +
+                        (where == "show" ? "table '" : "command '") + word + "'";
+        meant = begun_by(word, names);
+        meant = meant.empty() ? nearest(word, names) : meant;
     } else {
         failure->what = "'aclrmctl " + where + "' has no place for '" + word + "'";
     }
@@ -175,8 +187,41 @@ std::string conversion_text(const std::string &message) {
     if (colon == std::string::npos || equals == std::string::npos || equals < colon) {
         return message;
     }
-    return message.substr(colon + 2, equals - colon - 2) + ": '" + message.substr(equals + 3) +
-           "' is no number, or too large a one";
+    const std::string value = message.substr(equals + 3);
+    const bool is_number = value.find_first_not_of("0123456789") == std::string::npos;
+    return message.substr(colon + 2, equals - colon - 2) + ": '" + value +
+           (is_number ? "' is too large a number" : "' is no number, or too large a one");
+}
+
+/* The parser's own sentences, in ours. */
+std::string plain_words(const std::string &message) {
+    struct Sentence {
+        const char *of_parser;
+        const char *ours;
+    };
+    static const Sentence kSentences[] = {
+        {"^(.*): At Most 1 required but received ([0-9]+)$",
+         "$1: given $2 times, but takes one value"},
+        {"^(.*): 1 required .*missing$", "$1: its value is missing"},
+        {"^(.*): Value (.*) not in range (.*) to (.*)$", "$1: '$2' is not between $3 and $4"},
+        {"^The following arguments? (?:was|were) not expected: (.*)$", "'$1' was not expected"},
+    };
+    for (const Sentence &sentence : kSentences) {
+        const std::regex pattern(sentence.of_parser);
+        if (std::regex_match(message, pattern)) {
+            return std::regex_replace(message, pattern, sentence.ours);
+        }
+    }
+    return message;
+}
+
+/* "acl, bind or show" */
+std::string alternatives(const std::vector<std::string> &names) {
+    std::string text;
+    for (size_t i = 0; i < names.size(); i++) {
+        text += (i == 0 ? "" : i + 1 == names.size() ? " or " : ", ") + names[i];
+    }
+    return text;
 }
 
 size_t distance(const std::string &a, const std::string &b) {
@@ -240,7 +285,12 @@ Failure usage_failure(const CLI::App &app, const std::vector<std::string> &words
             failure.what = conversion_text(failure.what);
         }
     }
+    failure.what = plain_words(failure.what);
     const std::string where = command_read(app);
+    if (missing && !wrong && failure.what == kNoCommand) {
+        failure.what = "'aclrmctl" + (where.empty() ? "" : " " + where) + "' needs a command";
+        failure.hint = alternatives(command_names(deepest(app))) + "; ";
+    }
     failure.hint += "'aclrmctl " + (where.empty() ? "" : where + " ") + "--help' tells more";
     return failure;
 }

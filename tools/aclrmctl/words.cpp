@@ -3,7 +3,9 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cctype>
 #include <ostream>
+#include <unordered_set>
 
 #include "exit_codes.h"
 #include "names.h"
@@ -36,7 +38,7 @@ constexpr const char *kFooter =
     "  1  the command line is wrong; nothing was sent\n"
     "  2  an input file is unreadable or wrong; nothing was sent\n"
     "  3  no daemon (or no switch) at its socket, or it went away\n"
-    "  4  the daemon refused; its status is printed\n"
+    "  4  refused by the daemon (its status is printed) or by the tool beforehand\n"
     "  5  no answer in time; whether the command was carried out is unknown\n"
     "  6  the switch's control socket refused\n"
     "  7  anything else (output, memory, an answer of another version)\n"
@@ -114,6 +116,49 @@ void add_dump(CLI::App &app, Words &words) {
     command->add_option("FILE", request->file, "file the daemon writes; without it: print");
 }
 
+/* What the parser makes a number by itself may have a sign or blanks, be octal, be nothing at all,
+ * or be cut to the largest there is. The empty description keeps it out of the help. */
+CLI::Validator strict_number(bool may_be_negative) {
+    return CLI::Validator(
+        [may_be_negative](std::string &text) -> std::string {
+            const bool negative = may_be_negative && text.rfind('-', 0) == 0;
+            const std::string digits = text.substr(negative ? 1 : 0);
+            const bool is_decimal = !digits.empty() &&
+                                    digits.find_first_not_of("0123456789") == std::string::npos &&
+                                    (digits.size() == 1 || digits[0] != '0');
+            uint64_t number = 0;
+            if (read_number64(digits, &number)) {
+                text = (negative ? "-" : "") + std::to_string(number);
+                return "";
+            }
+            const char *wrong = is_decimal ? "' is too large a number"
+                                : digits.size() > 1 && digits[0] == '0' && std::isdigit(digits[1])
+                                    ? "' is no number: a leading zero might mean octal"
+                                    : "' is no number, decimal or hexadecimal behind 0x";
+            return "'" + text + wrong;
+        },
+        "");
+}
+
+/* Before the checks of a range, which read the number once more. */
+void read_numbers_strictly(CLI::App &app) {
+    for (CLI::Option *option : app.get_options()) {
+        const std::string type = option->get_type_name();
+        if (type.rfind("UINT", 0) == 0 || type.rfind("INT", 0) == 0) {
+            option->transform(strict_number(type[0] == 'I'));
+        }
+    }
+    for (CLI::App *command : app.get_subcommands([](CLI::App *) { return true; })) {
+        read_numbers_strictly(*command);
+    }
+}
+
+/* The order stays: it is that of the requests. */
+void drop_repeated(std::vector<uint32_t> *numbers) {
+    std::unordered_set<uint32_t> seen;
+    std::erase_if(*numbers, [&](uint32_t number) { return !seen.insert(number).second; });
+}
+
 /* Looked for by itself: the parser may have given up before it came to the option. */
 bool asks_for_json(const std::vector<std::string> &words) {
     return std::any_of(words.begin(), words.end(), [](const std::string &word) {
@@ -148,6 +193,7 @@ CLI::Validator one_of(const NameList &names, uint64_t numbers_below) {
             }
             uint32_t number = 0;
             if (read_number(text, &number) && number < numbers_below) {
+                text = std::to_string(number);
                 return "";
             }
             return "'" + text + "' is none of " + list +
@@ -172,6 +218,9 @@ CLI::Option *add_numbers(CLI::App &command, const std::string &name, const std::
             [name, kind, numbers](const std::vector<std::string> &lists) {
                 for (const std::string &list : lists) {
                     demand(name, read_number_list(kind, list, numbers));
+                }
+                if (kind.once) {
+                    drop_repeated(numbers);
                 }
             },
             help)
@@ -204,6 +253,7 @@ void build_parser(CLI::App &app, Words &words) {
     add_show_words(app, words);
     add_switch_words(app, words);
     add_demo_words(app, words);
+    read_numbers_strictly(app);
 }
 
 std::optional<Invocation> read_words(int argc, const char *const *argv, std::ostream &out,
@@ -221,7 +271,13 @@ std::optional<Invocation> read_words(int argc, const char *const *argv, std::ost
         }
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() == 0) { /* help or version, which the parser prints */
-            *exit_code = app.exit(error, out, err);
+            *exit_code = kExitOk;
+            const bool is_version = dynamic_cast<const CLI::CallForVersion *>(&error) != nullptr;
+            if (is_version && asks_for_json(given)) {
+                render_json_version(ZV_ACLRMCTL_VERSION, out);
+            } else {
+                app.exit(error, out, err);
+            }
             return std::nullopt;
         }
         const Failure failure = usage_failure(app, given, error);

@@ -46,11 +46,15 @@ void add_edit(CLI::App &acl, Words &words) {
         acl, words, "edit", "give an ACL another direction and so another id",
         "The switch destroys the ACL and makes it anew over the same region; the new id\n"
         "is printed. Rules, groups and ports keep the former id in the daemon's records,\n"
-        "so edit an ACL before it is loaded and bound.\n"
+        "so edit an ACL before it is loaded and bound: one with rules or bindings is\n"
+        "refused, and so is any where that cannot be told, but with --force.\n"
         "\nExample:\n  aclrmctl acl edit --acl 1 --direction egress\n");
     add_acl_id(*command, &request->acl_id);
     add_direction(*command, &request->direction, "the new one: ingress, egress or a number")
         ->required();
+    command->add_flag("--force", request->force,
+                      "also an ACL with rules or bindings, which are lost\n"
+                      "to the daemon");
 }
 
 void add_resize(CLI::App &acl, Words &words) {

@@ -178,13 +178,14 @@ void finish_packet(Words &words, PacketWords &packet) {
 }
 
 void add_fields(CLI::App &command, PacketWords *words) {
-    static const NameList kProtocols{{"icmp", 1}, {"tcp", 6}, {"udp", 17}, {"icmpv6", 58}};
+    static const NameList kProtocols{
+        {"tcp", 6}, {"udp", 17}, {"icmp", 1}, {"icmp6", 58}, {"icmpv6", 58}};
     words->tuple = {
         command.add_option("--src", words->source, "source address, IPv4 or IPv6")
             ->type_name("ADDRESS"),
         command.add_option("--dst", words->destination, "destination address, likewise")
             ->type_name("ADDRESS"),
-        command.add_option("--proto", words->protocol, "tcp, udp, icmp, icmpv6 or a number")
+        command.add_option("--proto", words->protocol, "tcp, udp, icmp, icmp6 or a number")
             ->transform(one_of(kProtocols, 256))
             ->type_name("PROTOCOL"),
         command.add_option("--sport", words->source_port, "source port"),

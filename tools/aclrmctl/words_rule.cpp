@@ -109,9 +109,12 @@ void add_load(CLI::App &rule, Words &words) {
     command->add_flag("--check", load->check_only, "only check the file, as 'rule check' does");
     command->footer(
         "Port ranges become prefixes; the rules get the priorities from --first-priority\n"
-        "on, in the file's order. Nothing is sent when the file is bad, the ACL has no\n"
-        "room or an offset holds a rule. A load that fails on the way says for every\n"
-        "rule whether the switch has it.\n"
+        "on, in the file's order. Nothing is sent when the file is bad, a counter or an\n"
+        "MC group is missing, ACL or daemon have no room, or an offset holds a rule.\n"
+        "\nA load that fails on the way, or is stopped by Ctrl-C, says for every rule\n"
+        "whether the switch has it. Commands that were under way behind a failed one are\n"
+        "carried out: where no gap may be met, load before the ACL is bound, or with\n"
+        "--in-flight 1.\n"
         "\nExamples:\n"
         "  aclrmctl rule load samples/campus-edge.rules --acl 1\n"
         "  aclrmctl rule load samples/branch-office.policy --acl 1 --undo\n"
@@ -266,10 +269,10 @@ void add_add(CLI::App &rule, Words &words) {
     add_verdict(*command, &add->targets, "permit, drop or trap");
     add_targets(*command, &add->request.rule.targets, &add->targets, " of the rule");
     command->footer(
-        "Fields left out match anything. The addresses tell the version of IP; without\n"
-        "any it is IPv4. A range of ports must be a prefix (1024-2047), for others see\n"
-        "'rule load'. Key and mask have up to 128 bytes each, the rest is 0. An offset\n"
-        "that holds a rule is refused.\n"
+        "Fields left out match anything. The addresses tell the version of IP; a rule\n"
+        "without addresses is an IPv4 one. A range of ports must be a prefix (1024-2047),\n"
+        "for others see 'rule load'. Key and mask have up to 128 bytes each, the rest is\n"
+        "0. An offset that holds a rule is refused.\n"
         "\nExamples:\n"
         "  aclrmctl rule add --acl 1 --priority 7 --proto tcp --dst 192.0.2.0/24 \\\n"
         "      --dport 23 --verdict drop --counter 1\n"

@@ -1,0 +1,174 @@
+/* What is no number is refused, wherever the tool takes one. */
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tests/tools/run_tool.h"
+
+namespace {
+
+using zv_test::run_tool;
+using zv_test::ToolRun;
+using Words = std::vector<std::string>;
+
+struct NumericOption {
+    Words words; /* of its command, and its own where it is no positional */
+    std::string name;
+    bool may_be_negative;
+};
+
+/* As the tool itself lists them. */
+std::vector<NumericOption> numeric_options() {
+    std::vector<NumericOption> options;
+    std::istringstream lines(run_tool("", {"__options"}).out);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream cells(line);
+        std::string command;
+        std::string names;
+        std::string type;
+        std::getline(cells, command, '\t');
+        std::getline(cells, names, '\t');
+        std::getline(cells, type, '\t');
+        if (type.rfind("UINT", 0) != 0 && type.rfind("INT", 0) != 0) {
+            continue;
+        }
+        NumericOption option{{}, names.substr(0, names.find(',')), type[0] == 'I'};
+        std::istringstream words(command);
+        for (std::string word; words >> word;) {
+            option.words.push_back(word);
+        }
+        if (option.name.rfind("--", 0) == 0) {
+            option.words.push_back(option.name);
+        }
+        options.push_back(option);
+    }
+    return options;
+}
+
+TEST(StrictNumbers, AreAskedForByEveryNumericOption) {
+    const auto options = numeric_options();
+    ASSERT_GT(options.size(), 30u);
+    for (const NumericOption &option : options) {
+        Words bad{"", "+5", " 5", "5 ", "010", "00", "0x", "0xg", "5x", "1e3", "1.5", "--1"};
+        if (!option.may_be_negative) {
+            bad.emplace_back("-1");
+        }
+        for (const std::string &value : bad) {
+            Words words = option.words;
+            if (value == "--1" && option.words.back() != option.name) {
+                continue; /* an option, as a word of its own */
+            }
+            if (value.rfind("-", 0) == 0 && option.words.back() == option.name) {
+                words.back() += "=" + value;
+            } else {
+                words.push_back(value);
+            }
+            const ToolRun run = run_tool("/none", words);
+            EXPECT_EQ(run.exit_code, 1) << option.name << " '" << value << "'";
+            EXPECT_EQ(
+                run.err.rfind("aclrmctl: " + option.name + ": '" + value + "' is no number", 0), 0u)
+                << run.err;
+        }
+        Words words = option.words;
+        words.emplace_back("99999999999999999999999");
+        const ToolRun run = run_tool("/none", words);
+        EXPECT_EQ(run.exit_code, 1) << option.name;
+        EXPECT_NE(run.err.find("is too large a number"), std::string::npos) << run.err;
+    }
+}
+
+TEST(StrictNumbers, AreTakenUpToTheLargestThereIs) {
+    for (const Words &words :
+         {Words{"acl", "create", "--size", "4294967295"},
+          Words{"acl", "create", "--size", "0xFFFFFFFF"}, Words{"acl", "create", "--size", "0"},
+          Words{"--handle", "18446744073709551615", "show"},
+          Words{"--handle", "0xffffffffffffffff", "show"},
+          Words{"switch", "faults", "--call", "*", "--times", "-1"},
+          Words{"bind", "port", "--acl", "1", "0x10001-0x10004,65545"}}) {
+        EXPECT_EQ(run_tool("/none", words).exit_code, 3) << words.back();
+    }
+    for (const Words &words : {Words{"acl", "create", "--size", "4294967296"},
+                               Words{"--handle", "18446744073709551616", "show"},
+                               Words{"switch", "packet", "--port", "1", "--sport", "65536"}}) {
+        const ToolRun run = run_tool("/none", words);
+        EXPECT_EQ(run.exit_code, 1) << words.back();
+        EXPECT_NE(run.err.find("is too large a number"), std::string::npos) << run.err;
+    }
+}
+
+/* Where a name or a number may stand, and in lists. */
+TEST(StrictNumbers, AreAskedForBesideNamesAndInLists) {
+    for (const std::string &value : {std::string("010"), std::string("+1"), std::string("-1"),
+                                     std::string(" 1"), std::string("0x")}) {
+        for (const Words &words :
+             {Words{"acl", "create", "--size", "5", "--direction=" + value},
+              Words{"open", "--owner=" + value}, Words{"bind", "port", "--acl", "1", "--", value},
+              Words{"rule", "get", "--acl", "1", "--", "3," + value}}) {
+            const ToolRun run = run_tool("/none", words);
+            EXPECT_EQ(run.exit_code, 1) << words.back();
+            EXPECT_NE(run.err.find("'" + value + "'"), std::string::npos) << run.err;
+        }
+    }
+}
+
+TEST(StrictNumbers, AreMissingBesideACommaThatIsPointedAt) {
+    const ToolRun run = run_tool("/none", {"bind", "port", "--acl", "1", "1,"});
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(run.err,
+              "aclrmctl: PORT: '1,': a logical port is missing beside a comma\n"
+              "    aclrmctl bind port --acl 1 1,\n"
+              "                               ^^\n"
+              "  hint: 'aclrmctl bind port --help' tells more\n");
+}
+
+struct Sentence {
+    Words words;
+    std::string first; /* line of standard error, behind the tool's name */
+    std::string hint = "";
+};
+
+/* None of them is a sentence of the parser's. */
+TEST(UsageErrors, SpeakTheToolsOwnWords) {
+    const std::vector<Sentence> rows{
+        {{}, "'aclrmctl' needs a command"},
+        {{"acl"},
+         "'aclrmctl acl' needs a command",
+         "  hint: create, destroy, edit or resize; 'aclrmctl acl --help' tells more\n"},
+        {{"acl", "cre"}, "'aclrmctl acl' has no command 'cre'", "did you mean 'create'?"},
+        {{"show", "foo"}, "'aclrmctl show' has no table 'foo'"},
+        {{"--timeout"}, "--timeout: its value is missing"},
+        {{"acl", "create", "--size="}, "--size: its value is missing"},
+        {{"acl", "create", "--size", "5", "--size", "6"},
+         "--size: given 2 times, but takes one value"},
+        {{"rule", "load", "x", "--acl", "1", "--batch", "0"},
+         "--batch: '0' is not between 1 and 20"},
+        {{"switch", "packet", "--port", "1", "--vlan", "5000"},
+         "--vlan: '5000' is not between 0 and 4095"},
+        {{"switch", "packet", "--port", "1", "--frame", "0011"},
+         "--frame: an Ethernet frame has 14 bytes at least"},
+        {{"switch", "packet", "--port", "1", "--key", "00"},
+         "--key: a key is 256 hexadecimal digits (128 bytes)"},
+        {{"switch", "packet"}, "--port: exactly one of --port and --rif is needed"},
+        {{"switch", "packet", "--port", "1", "--rif", "1"},
+         "--port: exactly one of --port and --rif is needed"},
+    };
+    for (const Sentence &row : rows) {
+        const ToolRun run = run_tool("/none", row.words);
+        EXPECT_EQ(run.exit_code, 1);
+        EXPECT_EQ(run.err.substr(0, run.err.find('\n')), "aclrmctl: " + row.first);
+        EXPECT_NE(run.err.find(row.hint), std::string::npos) << run.err;
+    }
+}
+
+TEST(UsageErrors, LeaveVersionAndHelpAlone) {
+    const ToolRun version = run_tool("", {"-j", "--version"});
+    EXPECT_EQ(version.exit_code, 0);
+    EXPECT_EQ(version.out.rfind("{\"schema_version\":1,\"command\":\"--version\",\"ok\":true,"
+                                "\"exit\":0,\"version\":\"",
+                                0),
+              0u)
+        << version.out;
+    EXPECT_EQ(run_tool("", {"-j", "--help"}).out, run_tool("", {"--help"}).out);
+}
+
+}  // namespace

@@ -1,0 +1,51 @@
+#include "rule_interrupt.h"
+
+#include <cstddef>
+#include <iterator>
+
+namespace aclrmctl {
+
+namespace {
+
+volatile std::sig_atomic_t g_caught = 0;
+
+void note(int number) {
+    g_caught = number;
+}
+
+}  // namespace
+
+InterruptWatch::InterruptWatch() {
+    g_caught = 0;
+    struct sigaction noting {};
+    noting.sa_handler = note;
+    /* Who presses the key again does not want to wait for the report. */
+    noting.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (size_t i = 0; i < std::size(kSignals); i++) {
+        sigaction(kSignals[i], nullptr, &before_[i]);
+        if (before_[i].sa_handler != SIG_IGN) {
+            sigaction(kSignals[i], &noting, nullptr);
+        }
+    }
+}
+
+InterruptWatch::~InterruptWatch() {
+    for (size_t i = 0; i < std::size(kSignals); i++) {
+        sigaction(kSignals[i], &before_[i], nullptr);
+    }
+}
+
+const char *InterruptWatch::caught() {
+    switch (g_caught) {
+        case SIGINT:
+            return "SIGINT";
+        case SIGTERM:
+            return "SIGTERM";
+        case SIGHUP:
+            return "SIGHUP";
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace aclrmctl
