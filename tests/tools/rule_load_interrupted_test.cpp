@@ -352,8 +352,9 @@ class Relay {
     }
 
     void kill_daemon() {
-        ::kill(pid_, SIGKILL);
+        // Known before it is done: what it does may be seen, and asked about, at once.
         killed_ = true;
+        ::kill(pid_, SIGKILL);
     }
 
     bool pass(int client, int server) {
@@ -368,8 +369,8 @@ class Relay {
             return false;
         }
         if (is_it && kill_ == Kill::kInterruptTool) {
-            ::kill(peer_of(client), SIGINT);
             killed_ = true;
+            ::kill(peer_of(client), SIGINT);
         }
         if (send(server, packet, static_cast<size_t>(asked), MSG_NOSIGNAL) != asked) {
             return false;
