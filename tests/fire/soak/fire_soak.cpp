@@ -5,9 +5,9 @@
 // to have the descriptors it had, and no more memory than the tolerance. Every tenth of the way the
 // cache is compared with the switch while everything is in use.
 //
-// The first three tenths warm up: until then the allocator's pieces are cut. The tolerance for
+// The first half warms up: until then the allocator's pieces are cut. The tolerance for
 // memory is 16 pages, since what it was given back may be cut in another way later. A leak of a
-// single byte a request would be 170 pages in a million requests.
+// single byte a request would be 120 pages in half a million requests.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -26,7 +26,7 @@ using namespace zv_test;
 
 constexpr uint32_t kLanes = 16;
 constexpr uint64_t kTolerancePages = 16;
-constexpr uint64_t kWarmUpTenths = 3;
+constexpr uint64_t kWarmUpTenths = 5;
 
 struct Options {
     uint64_t seed = 1;
