@@ -217,40 +217,24 @@ zv_acl_rm_status_t __convert_priority_to_offset(uint32_t *offset, uint32_t prior
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
-void make_rule_key(char *key, uint32_t acl_id, uint32_t offset) {
-    // Two conversions and a byte, not a format string: a key is made for every rule.
+zv_acl_rm_status_t build_key_format(char *key, uint32_t acl_id, uint32_t offset) {
+    if (key == nullptr)
+        return core_log.pass_up(ZV_ACL_RM_STATUS_ERROR);
+    // Two conversions and a byte, not a format string: a key is made several times a rule.
     std::memset(key, 0, RULE_KEY_BYTES);
     constexpr uint32_t DIGITS = 10;  // of the largest number
     char *separator = std::to_chars(key, key + DIGITS, acl_id).ptr;
     *separator = '_';
     std::to_chars(separator + 1, separator + 1 + DIGITS, offset);
-}
-
-void log_rule_key(const char *key) {
-    // Under the name that this line has always had.
-    constexpr LogSite site = {"build_key_format", __LINE__};
-    if (core_log.logs(LogLevel::info))
-        core_log.write(LogLevel::info, site, "key_format:%s ", key);
-}
-
-zv_acl_rm_status_t build_key_format(char *key, uint32_t acl_id, uint32_t offset) {
-    if (key == nullptr)
-        return core_log.pass_up(ZV_ACL_RM_STATUS_ERROR);
-    make_rule_key(key, acl_id, offset);
-    log_rule_key(key);
+    LOG_LINE(core_log, info, "key_format:%s ", key);
     return ZV_ACL_RM_STATUS_SUCCESS;
 }
 
 zv_acl_rm_status_t ht_safe_insert(ht_zvlib_t *table, const void *key, const void *value) {
-    return ht_safe_insert(table, ht_bucket_zvlib(table, key), key, value);
-}
-
-zv_acl_rm_status_t ht_safe_insert(ht_zvlib_t *table, uint32_t bucket, const void *key,
-                                  const void *value) {
     if (table == nullptr || key == nullptr)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR, "hash table not initialized");
     uint32_t is_found = 0;
-    if (ht_insert_new_in_zvlib(table, bucket, key, value, &is_found) != 0)
+    if (ht_insert_new_zvlib(table, key, value, &is_found) != 0)
         return core_log.fail(ZV_ACL_RM_STATUS_ERROR,
                              is_found != 0 ? "key already found while trying to insert new key."
                                            : "Insert not successful");

@@ -53,17 +53,9 @@ zv_acl_rm_status_t __convert_priority_to_offset(uint32_t *offset, uint32_t prior
 // Writes the key of a rule. SUCCESS; ERROR without a place for it.
 zv_acl_rm_status_t build_key_format(char *key, uint32_t acl_id, uint32_t offset);
 
-// The two halves of it, for a key that is made once and used, and logged, several times.
-void make_rule_key(char *key, uint32_t acl_id, uint32_t offset);
-void log_rule_key(const char *key);
-
 // Inserts a copy of the value. ERROR when the table is missing, the key present or the table full;
 // nothing is changed then.
 zv_acl_rm_status_t ht_safe_insert(ht_zvlib_t *table, const void *key, const void *value);
-
-// The same for a key whose bucket is known.
-zv_acl_rm_status_t ht_safe_insert(ht_zvlib_t *table, uint32_t bucket, const void *key,
-                                  const void *value);
 
 // Removes the key. ERROR when the table is missing or refuses, ENTRY_NOT_FOUND for an absent key.
 zv_acl_rm_status_t ht_safe_remove(ht_zvlib_t *table, const void *key);

@@ -9,15 +9,9 @@
 #include "core/acl_rm_types.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
-// The first step: makes the key of the rule's offset-to-be, and has the processor fetch its bucket.
-// Taken for all rules of a batch before the first is translated, the fetches go on side by side:
-// since the last request others have had the caches.
-void place_rule(uint32_t acl_id, const acl_rm_rule &rule, acl_rm_rule_work *work);
-
-// Fills work[index], which was placed, from the rule, whose offset field it writes.
-// PARAM_EXCEEDS_RANGE for another key type than expected; ERROR for an occupied offset or a missing
-// table; ENTRY_NOT_FOUND for an unknown ACL or MC group; NO_HW_RESOURCES when the switch has no
-// room for a forwarding entry.
+// Fills work[index] from the rule, whose offset field it writes. PARAM_EXCEEDS_RANGE for another
+// key type than expected; ERROR for an occupied offset or a missing table; ENTRY_NOT_FOUND for an
+// unknown ACL or MC group; NO_HW_RESOURCES when the switch has no room for a forwarding entry.
 zv_acl_rm_status_t acl_rm_set_rule_by_key_type(uint32_t access_command, uint32_t acl_id,
                                                acl_rm_rule *rule, acl_rm_rule_work *work,
                                                uint32_t index, uint32_t expected_key_type);

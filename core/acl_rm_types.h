@@ -124,9 +124,7 @@ static_assert(sizeof(mcg_id_info) == 8);
 struct acl_rm_rule_work {
     uint32_t access_command;
     uint32_t region_id;
-    const acl_rm_rule *rule;     // the client's; copied once, to the switch's record
-    rule_key key;                // of the offset that its priority names
-    uint32_t bucket;             // of the key, in the table of rules
+    zv_acl_rule_t sdk_rule;
     uint32_t forwarding_action;  // FORWARDING_ACTION_PBS or 0
     uint32_t pbs_id;
     uint32_t forward_log_port;  // 0 for an MC group

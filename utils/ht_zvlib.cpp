@@ -262,7 +262,23 @@ int ht_insert_zvlib(ht_zvlib_t *table, const void *key, const void *value) {
 }
 
 int ht_insert_new_zvlib(ht_zvlib_t *table, const void *key, const void *value, uint32_t *found) {
-    return ht_insert_new_in_zvlib(table, ht_bucket_zvlib(table, key), key, value, found);
+    if (found == nullptr) {
+        return 1;
+    }
+    *found = 0;
+    if (table == nullptr || key == nullptr || value == nullptr) {
+        return 1;
+    }
+    uint32_t bucket = 0;
+    if (!bucket_of(table, key, &bucket)) {
+        return 1;
+    }
+    ht_entry_zvlib_t *before = nullptr;
+    if (find(table, bucket, key, &before) != nullptr) {
+        *found = 1;
+        return 1;
+    }
+    return insert_at(table, bucket, key, value);
 }
 
 int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *found) {
@@ -280,65 +296,6 @@ int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *
     *value = value_of(table, recent);
     *found = 1;
     return 0;
-}
-
-uint32_t ht_bucket_zvlib(const ht_zvlib_t *table, const void *key) {
-    uint32_t bucket = 0;
-    return table != nullptr && key != nullptr && bucket_of(table, key, &bucket)
-               ? bucket
-               : HT_NO_BUCKET_ZVLIB;
-}
-
-int ht_insert_new_in_zvlib(ht_zvlib_t *table, uint32_t bucket, const void *key, const void *value,
-                           uint32_t *found) {
-    if (found == nullptr) {
-        return 1;
-    }
-    *found = 0;
-    if (table == nullptr || key == nullptr || value == nullptr) {
-        return 1;
-    }
-    ht_entry_zvlib_t *before = nullptr;
-    if (bucket >= table->num_buckets) {
-        return 1;
-    }
-    if (find(table, bucket, key, &before) != nullptr) {
-        *found = 1;
-        return 1;
-    }
-    return insert_at(table, bucket, key, value);
-}
-
-int ht_lookup_in_zvlib(ht_zvlib_t *table, uint32_t bucket, const void *key, void **value,
-                       uint32_t *found) {
-    if (found == nullptr) {
-        return 1;
-    }
-    *found = 0;
-    if (table == nullptr || key == nullptr || value == nullptr) {
-        return 1;
-    }
-    ht_entry_zvlib_t *before = nullptr;
-    ht_entry_zvlib_t *entry =
-        bucket < table->num_buckets ? find(table, bucket, key, &before) : nullptr;
-    if (entry != nullptr) {
-        *value = value_of(table, entry);
-        *found = 1;
-    }
-    return 0;
-}
-
-void ht_prefetch_bucket_zvlib(const ht_zvlib_t *table, uint32_t bucket) {
-    if (table != nullptr && bucket < table->num_buckets) {
-        __builtin_prefetch(&table->bucket_heads[bucket], 1);
-        __builtin_prefetch(&table->bucket_counts[bucket], 1);
-    }
-}
-
-void ht_prefetch_entries_zvlib(const ht_zvlib_t *table, uint32_t count) {
-    if (table != nullptr) {
-        utils_pool_prefetch(table->pool, count);
-    }
 }
 
 int ht_delete_zvlib(ht_zvlib_t *table, const void *key) {

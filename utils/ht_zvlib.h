@@ -99,23 +99,6 @@ int ht_insert_new_zvlib(ht_zvlib_t *table, const void *key, const void *value, u
 // at; fails on null arguments.
 int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *found);
 
-// For callers that ask for one key several times: its bucket, which holds until another hash
-// function is installed; HT_NO_BUCKET_ZVLIB for null arguments and where there is none.
-inline constexpr uint32_t HT_NO_BUCKET_ZVLIB = UINT32_MAX;
-uint32_t ht_bucket_zvlib(const ht_zvlib_t *table, const void *key);
-
-// ht_insert_new_zvlib and ht_lookup_zvlib for a key whose bucket is known.
-int ht_insert_new_in_zvlib(ht_zvlib_t *table, uint32_t bucket, const void *key, const void *value,
-                           uint32_t *found);
-int ht_lookup_in_zvlib(ht_zvlib_t *table, uint32_t bucket, const void *key, void **value,
-                       uint32_t *found);
-
-// Have the processor fetch what an insert into the bucket, and the next `count` inserts into any,
-// will write to. Asked for all keys of a batch beforehand, the fetches go on side by side. Nothing
-// changes; a null table and no bucket are fine.
-void ht_prefetch_bucket_zvlib(const ht_zvlib_t *table, uint32_t bucket);
-void ht_prefetch_entries_zvlib(const ht_zvlib_t *table, uint32_t count);
-
 // Deletes the newest entry with that key. Fails on null arguments; on an absent key, after printing
 // "delete not successful " to standard output (kept with its trailing blank: readers of the output
 // expect it); and when the pool refuses the entry, which then stays in the table.

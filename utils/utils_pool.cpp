@@ -72,20 +72,6 @@ void *utils_pool_alloc(utils_pool_t *pool, uint32_t size) {
     return slot + INDEX_BYTES;
 }
 
-void utils_pool_prefetch(const utils_pool_t *pool, uint32_t count) {
-    if (pool == nullptr || pool->items == nullptr) {
-        return;
-    }
-    constexpr size_t LINE_BYTES = 64;
-    const utils_index_record_t *record = pool->allocator->head;
-    for (uint32_t i = 0; i < count && record != nullptr; i++, record = record->next) {
-        const uint8_t *slot = pool->items + record->position * slot_bytes(pool);
-        for (size_t at = 0; at < slot_bytes(pool); at += LINE_BYTES) {
-            __builtin_prefetch(slot + at, 1);
-        }
-    }
-}
-
 int utils_pool_free(utils_pool_t *pool, void *item) {
     if (pool == nullptr || item == nullptr) {
         return 0;

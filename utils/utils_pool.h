@@ -39,10 +39,6 @@ int utils_pool_create(utils_pool_t **place, uint32_t num_items, uint32_t item_si
 // the memory. Null for a null pool, for a size above the item size, and when no item is free.
 void *utils_pool_alloc(utils_pool_t *pool, uint32_t size);
 
-// Has the processor fetch the `count` items that will be handed out next, for writing. Changes
-// nothing.
-void utils_pool_prefetch(const utils_pool_t *pool, uint32_t count);
-
 // Takes an item back. The address must come from utils_pool_alloc of this pool. Fails and changes
 // nothing for a null pool or item, when the index before the item is not below the number of items,
 // and when that item is not in use.

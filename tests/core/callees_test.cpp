@@ -78,6 +78,24 @@ TEST_F(CalleesTest, PriorityThatHasNoOffsetStopsAWrite) {
     EXPECT_EQ(cached_rule(acl_id_, 4), nullptr);
 }
 
+TEST_F(CalleesTest, KeyThatCannotBeBuiltStopsAWriteBeforeTheSwitch) {
+    fail_callee(KEY_FAILURE, 1);
+    EXPECT_EQ(write(rule_at(4)), ZV_ACL_RM_STATUS_ERROR);
+    EXPECT_TRUE(reports(
+        take_lines(), {passed_up(1), failure(1, "override new rule is forbidden for command:[6]")},
+        1, 2));
+    EXPECT_EQ(recorded_calls("zv_api_acl_rules_set").size(), 1u);
+}
+
+TEST_F(CalleesTest, KeyThatCannotBeBuiltLeavesAWrittenRuleInTheSwitchOnly) {
+    fail_callee(KEY_FAILURE, 2);
+    EXPECT_EQ(write(rule_at(4)), ZV_ACL_RM_STATUS_ERROR);
+    EXPECT_TRUE(reports(take_lines(), {}, 1, 3));
+    EXPECT_EQ(recorded_calls("zv_api_acl_rules_set").size(), 2u);
+    EXPECT_EQ(cached_rule(acl_id_, 4), nullptr);
+    EXPECT_EQ(g_rules_cnt, 1u);
+}
+
 // Looked up, taken off its counter, removed: each step builds the key anew.
 TEST_F(CalleesTest, KeyThatCannotBeBuiltStopsADeletionBeforeTheSwitch) {
     fail_callee(KEY_FAILURE, 1);

@@ -21,7 +21,6 @@ class RuleKeyTest : public ConnectedFixture {
     }
     zv_acl_rm_status_t translate(acl_rm_rule *rule, uint32_t expected_key_type = 0,
                                  uint32_t acl_id = 7, uint32_t cmd = 6) {
-        place_rule(acl_id, *rule, &work_[1]);
         return acl_rm_set_rule_by_key_type(cmd, acl_id, rule, work_, 1, expected_key_type);
     }
     const acl_rm_rule_work &record() const { return work_[1]; }
@@ -39,14 +38,27 @@ TEST_F(RuleKeyTest, OffsetNeedsAPlace) {
     EXPECT_EQ(__convert_priority_to_offset(nullptr, 1), ZV_ACL_RM_STATUS_PARAM_NULL);
 }
 
-TEST_F(RuleKeyTest, RefersToTheClientsRuleUnderTheKeyOfItsOffset) {
-    acl_rm_rule rule = rule_at(12);
-    ASSERT_EQ(translate(&rule), ZV_ACL_RM_STATUS_SUCCESS);
-    EXPECT_EQ(record().rule, &rule);
-    rule_key key;
-    ASSERT_EQ(build_key_format(key, 7, 12), ZV_ACL_RM_STATUS_SUCCESS);
-    EXPECT_EQ(memcmp(record().key, key, sizeof(key)), 0);
-    EXPECT_EQ(record().bucket, ht_bucket_zvlib(acl_rule_id_2_region_id_ht, key));
+TEST_F(RuleKeyTest, CopiesEveryBlockWhole) {
+    acl_rm_rule rule = rule_at(12, 3);
+    rule.valid = 200;
+    rule.mask.key_type = 99;
+    for (uint32_t i = 0; i < ZV_ACL_RM_KEY_BYTES; i++) {
+        rule.key.data[i] = static_cast<uint8_t>(i);
+        rule.mask.data[i] = static_cast<uint8_t>(255 - i);
+    }
+    for (uint32_t i = 0; i < ZV_ACL_RM_ACTION_BYTES; i++)
+        rule.action[i] = static_cast<uint8_t>(100 + i);
+    ASSERT_EQ(translate(&rule, 3), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(record().sdk_rule.offset, 12u);
+    EXPECT_EQ(record().sdk_rule.valid, 200);
+    EXPECT_EQ(record().sdk_rule.key.key_type, 3u);
+    EXPECT_EQ(record().sdk_rule.mask.key_type, 99u);
+    // Nothing of the daemon's memory goes to the switch in the gap behind `valid`.
+    constexpr uint8_t ZEROS[3] = {};
+    EXPECT_EQ(memcmp(&record().sdk_rule.valid + 1, ZEROS, sizeof(ZEROS)), 0);
+    EXPECT_EQ(memcmp(record().sdk_rule.key.data, rule.key.data, ZV_ACL_RM_KEY_BYTES), 0);
+    EXPECT_EQ(memcmp(record().sdk_rule.mask.data, rule.mask.data, ZV_ACL_RM_KEY_BYTES), 0);
+    EXPECT_EQ(memcmp(&record().sdk_rule.action, rule.action, ZV_ACL_RM_ACTION_BYTES), 0);
 }
 
 TEST_F(RuleKeyTest, FillsRegionCommandAndCounterAtItsIndexAlone) {
@@ -108,6 +120,7 @@ TEST_F(RuleKeyTest, OtherCommandsKeepTheOffsetAndDoNotLookAtTheCache) {
     rule.offset = 99;
     EXPECT_EQ(translate(&rule, 0, 7, 3), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(rule.offset, 99u);
+    EXPECT_EQ(record().sdk_rule.offset, 99u);
     EXPECT_EQ(record().access_command, 3u);
 }
 

@@ -214,53 +214,6 @@ TEST_F(HtZvlib, InsertOfANewKeyFailsOnNullArguments) {
     EXPECT_EQ(lookup(key), std::nullopt);
 }
 
-TEST_F(HtZvlib, ServesAKeyInItsBucketAsWithoutIt) {
-    create(2, 5);
-    const uint32_t key = 12;
-    const uint32_t value = 77;
-    const uint32_t bucket = ht_bucket_zvlib(table_, &key);
-    EXPECT_EQ(bucket, 2u);
-    ht_prefetch_bucket_zvlib(table_, bucket);
-    ht_prefetch_entries_zvlib(table_, 3);
-    void *place = nullptr;
-    uint32_t found = 4711;
-    EXPECT_EQ(ht_lookup_in_zvlib(table_, bucket, &key, &place, &found), 0);
-    EXPECT_EQ(found, 0u);
-    EXPECT_EQ(place, nullptr);
-    EXPECT_EQ(ht_insert_new_in_zvlib(table_, bucket, &key, &value, &found), 0);
-    EXPECT_EQ(lookup(12), 77u);
-    EXPECT_EQ(ht_insert_new_in_zvlib(table_, bucket, &key, &value, &found), 1);
-    EXPECT_EQ(found, 1u);
-    EXPECT_EQ(ht_lookup_in_zvlib(table_, bucket, &key, &place, &found), 0);
-    ASSERT_EQ(found, 1u);
-    EXPECT_EQ(read(place), 77u);
-    check_table(table_);
-}
-
-TEST_F(HtZvlib, WithoutABucketFindsNothingAndInsertsNothing) {
-    create(2, 5);
-    const uint32_t key = 12;
-    EXPECT_EQ(ht_bucket_zvlib(nullptr, &key), HT_NO_BUCKET_ZVLIB);
-    EXPECT_EQ(ht_bucket_zvlib(table_, nullptr), HT_NO_BUCKET_ZVLIB);
-    ASSERT_EQ(ht_set_hash_zvlib(table_, nullptr), 0);
-    EXPECT_EQ(ht_bucket_zvlib(table_, &key), HT_NO_BUCKET_ZVLIB);
-    ht_prefetch_bucket_zvlib(table_, HT_NO_BUCKET_ZVLIB);
-    ht_prefetch_bucket_zvlib(nullptr, 0);
-    ht_prefetch_entries_zvlib(nullptr, 1);
-    void *place = nullptr;
-    uint32_t found = 4711;
-    EXPECT_EQ(ht_lookup_in_zvlib(table_, HT_NO_BUCKET_ZVLIB, &key, &place, &found), 0);
-    EXPECT_EQ(found, 0u);
-    EXPECT_EQ(ht_insert_new_in_zvlib(table_, HT_NO_BUCKET_ZVLIB, &key, &key, &found), 1);
-    EXPECT_EQ(found, 0u);
-    EXPECT_EQ(ht_lookup_in_zvlib(nullptr, 0, &key, &place, &found), 1);
-    EXPECT_EQ(ht_lookup_in_zvlib(table_, 0, nullptr, &place, &found), 1);
-    EXPECT_EQ(ht_lookup_in_zvlib(table_, 0, &key, nullptr, &found), 1);
-    EXPECT_EQ(ht_lookup_in_zvlib(table_, 0, &key, &place, nullptr), 1);
-    EXPECT_EQ(ht_insert_new_in_zvlib(table_, 0, &key, &key, nullptr), 1);
-    EXPECT_EQ(ht_insert_new_in_zvlib(nullptr, 0, &key, &key, &found), 1);
-}
-
 TEST_F(HtZvlib, LookupAfterAnInsertFindsTheLaterEntryThoughItJustFoundTheEarlier) {
     create(4, 4);
     ASSERT_EQ(insert(7, 70), 0);

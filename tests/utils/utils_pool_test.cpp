@@ -109,15 +109,6 @@ TEST_F(UtilsPool, RefusesNullArguments) {
     EXPECT_EQ(utils_pool_delete(nullptr), 0);
 }
 
-TEST_F(UtilsPool, PrefetchesMoreThanItHasAndWithoutAPool) {
-    utils_pool_prefetch(nullptr, 1);
-    create(2, 8);
-    void *first = utils_pool_alloc(pool_, 8);
-    utils_pool_prefetch(pool_, 5);
-    EXPECT_NE(utils_pool_alloc(pool_, 8), first);
-    EXPECT_EQ(utils_allocator_get_num_allocated(pool_->allocator), 2u);
-}
-
 TEST_F(UtilsPool, RefusesAPlaceThatIsNotEmpty) {
     create(1, 5);
     utils_pool_t *before = pool_;
