@@ -59,15 +59,16 @@ void expect_part(const std::string &text, const std::string &part) {
     EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
 }
 
+/* Nothing is waited for: a time limit of an hour would outlast the test's own. */
 TEST(MissingDaemon, IsSaidAtOnceAndNotAfterTheTimeout) {
-    for (const Words &words : {Words{"open", "--owner", "PRA"},
-                               {"init"},
-                               {"acl", "create", "--size", "1"},
-                               {"bind", "port", "--acl", "1", "2"},
-                               {"dump"}}) {
-        const ToolRun result = zv_test::quickest_run("/nonexistent", words);
+    for (Words words : {Words{"open", "--owner", "PRA"},
+                        {"init"},
+                        {"acl", "create", "--size", "1"},
+                        {"bind", "port", "--acl", "1", "2"},
+                        {"dump"}}) {
+        words.insert(words.begin(), {"--timeout", "3600000"});
+        const ToolRun result = run_tool("/nonexistent", words);
         EXPECT_EQ(result.exit_code, 3);
-        EXPECT_LT(result.seconds, 2.5) << "the time limit is 5 s";
         EXPECT_EQ(result.out, "");
         expect_part(result.err, "no daemon at /nonexistent/var/run/zv_acl_rm.sock: No such file");
     }

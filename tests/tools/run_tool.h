@@ -11,14 +11,10 @@ struct ToolRun {
     int exit_code = -1; /* -1: killed by a signal, or never started */
     std::string out;
     std::string err;
-    double seconds = 0;
 };
 
 /* `root` becomes ZV_PLATFORM_ROOT; with "" the variable is not set. */
 ToolRun run_tool(const std::string &root, const std::vector<std::string> &words);
-
-/* The quickest of ten runs: what the tool takes, not what a busy machine adds. */
-ToolRun quickest_run(const std::string &root, const std::vector<std::string> &words);
 
 }  // namespace zv_test
 
