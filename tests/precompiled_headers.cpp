@@ -1,0 +1,1 @@
+// Carries what tests/CMakeLists.txt compiles once for all tests; nothing is in it.
