@@ -52,9 +52,9 @@ std::vector<Point> points_of(const Refusal &refusal) {
             break;
     }
     std::vector<Point> points;
-    for (const CacheText::BindPoint &point : refusal.ask.cache().bind_points) {
-        if (!point.is_rif) {
-            points.push_back({false, point.id});
+    for (const CachedBindPoint &point : refusal.ask.cache().bind_points) {
+        if (!point.router_interface) {
+            points.push_back({false, point.number});
         }
     }
     return points;
@@ -66,7 +66,7 @@ std::vector<uint32_t> acls_of(const Refusal &refusal) {
         return {refusal.acl_id()};
     }
     std::vector<uint32_t> acl_ids;
-    for (const CacheText::Acl &acl : refusal.ask.cache().acls) {
+    for (const CachedAcl &acl : refusal.ask.cache().acls) {
         if (acl.bound_to_system) {
             acl_ids.push_back(acl.acl_id);
         }
@@ -83,10 +83,10 @@ bool is_bind(const Refusal &refusal) {
 struct Stop {
     uint32_t acl_id;
     Point point;
-    const CacheText::Group *group; /* of the point; null where it carries nothing */
+    const CachedGroup *group; /* of the point; null where it carries nothing */
 };
 
-bool carries(const CacheText::Group &group, uint32_t acl_id) {
+bool carries(const CachedGroup &group, uint32_t acl_id) {
     return std::find(group.acl_ids.begin(), group.acl_ids.end(), acl_id) != group.acl_ids.end();
 }
 
@@ -95,13 +95,13 @@ std::vector<Stop> find_stops(const Refusal &refusal) {
     const CacheText &cache = refusal.ask.cache();
     const bool is_system = refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_BIND_SYSTEM_SET);
     std::vector<Stop> stops;
-    if (!is_bind(refusal) || !cache.has_all(Section::bind_points)) {
+    if (!is_bind(refusal) || !has_all(cache, "ports")) {
         return stops;
     }
     for (const uint32_t acl_id : acls_of(refusal)) {
         for (const Point &point : points_of(refusal)) {
-            const CacheText::BindPoint *bound = cache.find_bind_point(point.is_rif, point.id);
-            const auto *group = bound == nullptr ? nullptr : cache.find_group(bound->group_id);
+            const CachedBindPoint *bound = find_bind_point(cache, point.is_rif, point.id);
+            const auto *group = bound == nullptr ? nullptr : find_group(cache, bound->group_id);
             if (group != nullptr && carries(*group, acl_id)) {
                 continue;
             }
@@ -119,7 +119,7 @@ std::string point_words(const Point &point) {
 }
 
 /* "ACLs 1, 2 and 3"; what its line in the dump had no room for is counted. */
-std::string list_words(const CacheText::Group &group) {
+std::string list_words(const CachedGroup &group) {
     std::string text = group.acls_num == 1 ? "ACL " : "ACLs ";
     const auto listed_num = static_cast<uint32_t>(group.acl_ids.size());
     const uint32_t missing_num = group.acls_num > listed_num ? group.acls_num - listed_num : 0;
@@ -154,7 +154,7 @@ Finding no_ports(const Refusal &refusal) {
 }
 
 Finding bound_to_system_already(const Refusal &refusal) {
-    const CacheText::Acl *acl = refusal.ask.cache().find_acl(refusal.acl_id());
+    const CachedAcl *acl = find_acl(refusal.ask.cache(), refusal.acl_id());
     const bool is_bound = acl != nullptr && acl->bound_to_system;
     const Known is_cause =
         acl == nullptr ? Known::unknown : (is_bound == is_bind(refusal) ? Known::yes : Known::no);
@@ -194,7 +194,7 @@ Finding groups_full(const Refusal &refusal) {
     const std::vector<Stop> stops = find_stops(refusal);
     const std::string text =
         std::to_string(kMaxGroups) + " ports and router interfaces carry ACLs, as many as can: ";
-    if (!cache.has_all(Section::bind_points)) {
+    if (!has_all(cache, "ports")) {
         return possible(text + "unbind one first");
     }
     const bool is_system = refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_BIND_SYSTEM_SET);
@@ -214,7 +214,7 @@ Finding former_id_on_port(const Refusal &refusal) {
             continue;
         }
         for (const uint32_t acl_id : stop.group->acl_ids) {
-            if (cache.find_acl(acl_id) == nullptr) {
+            if (find_acl(cache, acl_id) == nullptr) {
                 return certain(point_words(stop.point) + " carries ACL " + std::to_string(acl_id) +
                                ", which was edited since and has another id: the port takes no "
                                "further ACL");
@@ -225,8 +225,8 @@ Finding former_id_on_port(const Refusal &refusal) {
 }
 
 Finding too_many_bind_points(const Refusal &refusal) {
-    const CacheText::Acl *acl = refusal.ask.cache().find_acl(refusal.acl_id());
-    if (!is_bind(refusal) || acl == nullptr || acl->bound_num < kBindPointsOfALine) {
+    const CachedAcl *acl = find_acl(refusal.ask.cache(), refusal.acl_id());
+    if (!is_bind(refusal) || acl == nullptr || acl->bound_to.size() < kBindPointsOfALine) {
         return no_cause();
     }
     return possible(acl_words(refusal) + " is bound to " + std::to_string(kMaxBindPoints) +

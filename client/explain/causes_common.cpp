@@ -168,9 +168,10 @@ std::string owner_name(uint32_t owner) {
 
 std::string acl_words(const Refusal &refusal) {
     const uint32_t acl_id = refusal.acl_id();
-    const CacheText::Acl *acl = refusal.ask.cache().find_acl(acl_id);
+    const CachedAcl *acl = find_acl(refusal.ask.cache(), acl_id);
     const std::string words = "ACL " + std::to_string(acl_id);
-    return acl == nullptr ? words : words + " (" + owner_name(acl->owner) + "'s)";
+    return acl == nullptr ? words
+                          : words + " (" + owner_name(static_cast<uint32_t>(acl->owner)) + "'s)";
 }
 
 std::string cmd_words(uint32_t cmd) {
@@ -212,11 +213,11 @@ Finding acl_of_another_owner(const Refusal &refusal) {
     }
     const CacheText &cache = refusal.ask.cache();
     const std::string object = "ACL " + std::to_string(refusal.acl_id());
-    const CacheText::Acl *acl = cache.find_acl(refusal.acl_id());
+    const CachedAcl *acl = find_acl(cache, refusal.acl_id());
     if (acl != nullptr) {
-        return owned_by(refusal, object, acl->owner);
+        return owned_by(refusal, object, static_cast<uint32_t>(acl->owner));
     }
-    return cache.has_all(Section::acls) ? no_cause() : possible(object + " is another owner's");
+    return has_all(cache, "acls") ? no_cause() : possible(object + " is another owner's");
 }
 
 Finding unknown_handle(const Refusal &refusal) {
@@ -250,12 +251,11 @@ Finding mc_group_of_another_owner(const Refusal &refusal) {
     }
     const CacheText &cache = refusal.ask.cache();
     const std::string object = "MC group " + std::to_string(refusal.mc_group_id());
-    const CacheText::McGroup *group = cache.find_mc_group(refusal.mc_group_id());
+    const CachedMcGroup *group = find_mc_group(cache, refusal.mc_group_id());
     if (group != nullptr) {
         return owned_by(refusal, object, group->owner);
     }
-    return cache.has_all(Section::mc_groups) ? no_cause()
-                                             : possible(object + " is another owner's");
+    return has_all(cache, "mc") ? no_cause() : possible(object + " is another owner's");
 }
 
 /* Creating aside, the daemon does not look for an MC group's client among the last owner's. Whose

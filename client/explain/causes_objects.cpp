@@ -24,7 +24,7 @@ bool is_create(const Refusal &refusal) {
 /* The highest offset of an ACL that holds a rule. */
 std::optional<uint32_t> find_last_rule(const CacheText &cache, uint32_t acl_id) {
     std::optional<uint32_t> last;
-    for (const CacheText::Rule &rule : cache.rules) {
+    for (const CachedRule &rule : cache.rules) {
         if (rule.acl_id == acl_id && (!last || rule.offset > *last)) {
             last = rule.offset;
         }
@@ -45,7 +45,7 @@ Finding sizes_differ(const Refusal &refusal) {
 
 Finding acls_full(const Refusal &refusal) {
     const CacheText &cache = refusal.ask.cache();
-    if (!cache.has_all(Section::globals)) {
+    if (!has_counts(cache)) {
         return possible("the daemon holds 399 ACLs, as many as its chip allows");
     }
     const bool is_limit = std::any_of(std::begin(kAclLimits), std::end(kAclLimits),
@@ -68,8 +68,8 @@ Finding acl_cache_full(const Refusal &refusal) {
 /* Its rules lie in its region, and are known by the id they were written under. */
 Finding edited_acl_has_rules(const Refusal &refusal) {
     const CacheText &cache = refusal.ask.cache();
-    const CacheText::Acl *acl = cache.find_acl(refusal.acl_id());
-    const auto is_under_former_id = [=](const CacheText::Rule &rule) {
+    const CachedAcl *acl = find_acl(cache, refusal.acl_id());
+    const auto is_under_former_id = [=](const CachedRule &rule) {
         return acl != nullptr && rule.region_id == acl->region_id && rule.acl_id != acl->acl_id;
     };
     const auto rule = std::find_if(cache.rules.begin(), cache.rules.end(), is_under_former_id);
@@ -90,8 +90,8 @@ Finding rule_past_new_size(const Refusal &refusal) {
                         " holds a rule, past the end of a region of " +
                         std::to_string(params.new_size) + " rules");
     }
-    return cache.has_all(Section::rules) ? no_cause()
-                                         : possible("a rule lies past the new end of the region");
+    return has_all(cache, "rules") ? no_cause()
+                                   : possible("a rule lies past the new end of the region");
 }
 
 /* The sizes of creation are in no dump. */
@@ -132,8 +132,7 @@ Finding unknown_counter(const Refusal &refusal) {
 
 Finding mc_groups_full(const Refusal &refusal) {
     const CacheText &cache = refusal.ask.cache();
-    const bool may_be_full =
-        !cache.has_all(Section::mc_groups) || cache.mc_groups.size() >= kMaxMcGroups;
+    const bool may_be_full = !has_all(cache, "mc") || cache.mc_groups.size() >= kMaxMcGroups;
     if (refusal.cmd() != ZV_ACL_RM_ACCESS_CMD_ADD || !may_be_full) {
         return no_cause();
     }
@@ -144,7 +143,7 @@ Finding mc_groups_full(const Refusal &refusal) {
 Finding no_room_for_mc_group(const Refusal &refusal) {
     const CacheText &cache = refusal.ask.cache();
     std::string text = "the switch has no room for another MC group";
-    if (cache.has_all(Section::mc_groups)) {
+    if (has_all(cache, "mc")) {
         text += ": there are " + std::to_string(cache.mc_groups.size()) +
                 ", and rules forward to " + std::to_string(cache.forwardings.size()) +
                 " ports, which take the same room";

@@ -92,9 +92,8 @@ Finding past_region(const Refusal &refusal, const std::string &subject, uint32_t
 
 /* Whether anything forwards to a port already, which needs no new entry then. */
 bool is_forwarded_to(const CacheText &cache, uint32_t log_port) {
-    return std::any_of(
-        cache.forwardings.begin(), cache.forwardings.end(),
-        [=](const CacheText::Forwarding &entry) { return entry.log_port == log_port; });
+    return std::any_of(cache.forwardings.begin(), cache.forwardings.end(),
+                       [=](const CachedForwarding &entry) { return entry.log_port == log_port; });
 }
 
 /* The first rule that forwards to a port nothing forwards to. */
@@ -139,7 +138,7 @@ Finding rules_full(const Refusal &refusal) {
     const CacheText &cache = refusal.ask.cache();
     const std::string text = "the daemon holds " + std::to_string(kMaxRules) +
                              " rules, as many as it can: delete some first";
-    if (cache.has_all(Section::globals)) {
+    if (has_counts(cache)) {
         return finding(cache.rules_num == kMaxRules ? Known::yes : Known::no, text);
     }
     return possible(text);
@@ -322,7 +321,7 @@ Finding no_room_to_forward(const Refusal &refusal) {
     const Rules rules = rules_of(refusal);
     const CacheText &cache = refusal.ask.cache();
     std::string text = "the switch has no room to forward to a further port";
-    if (cache.has_all(Section::mc_groups)) {
+    if (has_all(cache, "mc")) {
         text += ": rules forward to " + std::to_string(cache.forwardings.size()) + " ports and " +
                 std::to_string(cache.mc_groups.size()) + " MC groups take the same room";
     }

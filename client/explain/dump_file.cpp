@@ -1,22 +1,18 @@
 #include "client/explain/dump_file.h"
 
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
+
+#include "client/dump_place.h"
 
 namespace zv_acl_rm_lib {
 
 namespace {
 
 constexpr size_t kLongestDump = 128 * 1024; /* twice the text, for its headline and what may come */
-
-std::string temporary_base() {
-    const char *named = secure_getenv("TMPDIR");
-    return named != nullptr && named[0] == '/' ? named : "/tmp";
-}
 
 }  // namespace
 
@@ -31,7 +27,7 @@ DumpFile::~DumpFile() {
 }
 
 bool DumpFile::create() {
-    std::string directory = temporary_base() + "/zv_acl_rm-XXXXXX";
+    std::string directory = zv_cache_text::temporary_base() + "/zv_acl_rm-XXXXXX";
     if (mkdtemp(directory.data()) == nullptr) {
         return false;
     }
@@ -53,15 +49,6 @@ std::string DumpFile::read() const {
     }
     text.resize(used);
     return text;
-}
-
-bool peer_can_write(int socket_fd) {
-    ucred peer = {};
-    socklen_t bytes = sizeof(peer);
-    if (getsockopt(socket_fd, SOL_SOCKET, SO_PEERCRED, &peer, &bytes) != 0) {
-        return false;
-    }
-    return peer.uid == 0 || peer.uid == geteuid();
 }
 
 }  // namespace zv_acl_rm_lib

@@ -28,10 +28,6 @@ class DumpFile {
     int fd_ = -1;
 };
 
-/* Whether the process behind a connected local socket may write to such a file: it runs as root or
- * as the caller's user. */
-bool peer_can_write(int socket_fd);
-
 }  // namespace zv_acl_rm_lib
 
 #endif

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <string>
 
+#include "client/dump_place.h"
 #include "client/explain/dump_file.h"
 
 namespace zv_acl_rm_lib {
@@ -74,7 +75,7 @@ void Inquiry::take_dump() {
     zv_acl_rm_dump_params_t record{0, reinterpret_cast<uintptr_t>(file.path())};
     zv_acl_rm_status_t status = 0;
     if (ask(ZV_ACL_RM_API_INT_CMD_DUMP, &record, sizeof(record), &status) && status == 0) {
-        cache_ = parse_cache_text(file.read());
+        cache_ = read_cache_text(file.read());
     }
 }
 
@@ -105,10 +106,10 @@ Known Inquiry::is_initialized(uint32_t acl_id) {
 }
 
 Known Inquiry::has_acl(uint32_t acl_id) {
-    if (cache().find_acl(acl_id) != nullptr) {
+    if (find_acl(cache(), acl_id) != nullptr) {
         return Known::yes;
     }
-    if (cache().has_all(Section::acls)) {
+    if (has_all(cache(), "acls")) {
         return Known::no;
     }
     zv_acl_rm_status_t status = 0;
@@ -126,10 +127,10 @@ Known Inquiry::has_acl(uint32_t acl_id) {
 }
 
 Known Inquiry::has_rule(uint32_t acl_id, uint32_t offset) {
-    if (cache().has_rule(acl_id, offset)) {
+    if (find_rule(cache(), acl_id, offset) != nullptr) {
         return Known::yes;
     }
-    if (cache().has_all(Section::rules)) {
+    if (has_all(cache(), "rules")) {
         return Known::no;
     }
     zv_acl_rm_status_t status = 0;
@@ -140,10 +141,10 @@ Known Inquiry::has_rule(uint32_t acl_id, uint32_t offset) {
 }
 
 Known Inquiry::has_mc_group(uint32_t mc_group_id) {
-    if (cache().find_mc_group(mc_group_id) != nullptr) {
+    if (find_mc_group(cache(), mc_group_id) != nullptr) {
         return Known::yes;
     }
-    return cache().has_all(Section::mc_groups) ? Known::no : Known::unknown;
+    return has_all(cache(), "mc") ? Known::no : Known::unknown;
 }
 
 Known Inquiry::has_counter(uint32_t counter_id) {

@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <optional>
 
+#include "client/cache_text.h"
 #include "client/client_object.h"
-#include "client/explain/cache_text.h"
 
 namespace zv_acl_rm_lib {
+
+using namespace zv_cache_text;
 
 enum class Known { no, yes, unknown };
 

@@ -375,6 +375,11 @@ int zv_rpc_client_receive(zv_rpc_client_t *client, uint32_t *sequence, void *rep
         return ENOMSG;
     }
     int error = wait_for_reply(client, &taken, results, Deadline(timeout_ms));
+    if (error == ECONNRESET) {
+        // Nothing will come any more. One request a call is given up, so that the caller learns of
+        // each, and then nothing is outstanding.
+        taken.header.sequence = client->oldest_wanted++;
+    }
     if (sequence != nullptr) {
         *sequence = taken.header.sequence;
     }

@@ -9,7 +9,7 @@ from typing import Any, Dict, Generic, List, Optional, Sequence, Type, TypeVar, 
 
 from . import requests
 from .connection import SOCKET_PATH, Connection, Deadline, Reply
-from .errors import BadAnswer, Busy, Error, NothingToCollect, Refused, TimedOut
+from .errors import BadAnswer, Busy, Error, Gone, NothingToCollect, Refused, TimedOut
 from .requests import Request
 from .rules import Acl, CounterValue, Rule, StoredRule
 from .words import Activity, CounterKind, Direction, Status, status_of
@@ -349,11 +349,15 @@ class Client:
         """Waits for the oldest outstanding answer; answers come in the order of the requests.
 
         A refusal is not raised here but by Answer.result(). After TimedOut the answer is still
-        outstanding. NothingToCollect: nothing was submitted."""
+        outstanding; after Gone none is. NothingToCollect: nothing was submitted."""
         self._connection.require_open()
         if not self._submitted:
             raise NothingToCollect("nothing was submitted")
-        reply = self._connection.receive(Deadline(self.timeout))
+        try:
+            reply = self._connection.receive(Deadline(self.timeout))
+        except Gone:
+            self._submitted.clear()  # no answer will come
+            raise
         return self._answer(self._submitted.pop(reply.sequence), reply)
 
     @property

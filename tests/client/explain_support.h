@@ -91,12 +91,17 @@ inline Request move_block(uint32_t acl_id, uint32_t start, uint32_t size, uint32
             zv_acl_rm_acl_rule_move_block_params_t{0, acl_id, start, size, new_start}};
 }
 
+template <typename Number, size_t N>
+uint32_t put(const std::vector<Number> &from, Number (&to)[N]) {
+    std::copy(from.begin(), from.end(), to);
+    return static_cast<uint32_t>(from.size());
+}
+
 inline Request port_bind(uint32_t cmd, uint32_t acl_id, const std::vector<uint32_t> &ports) {
     zv_acl_rm_acl_port_bind_params_t record{};
     record.cmd = cmd;
     record.acl_id = acl_id;
-    std::copy(ports.begin(), ports.end(), record.log_ports);
-    record.ports_num = static_cast<uint32_t>(ports.size());
+    record.ports_num = put(ports, record.log_ports);
     return {ZV_ACL_RM_API_INT_CMD_ACL_BIND_PORT_SET, record};
 }
 
@@ -104,8 +109,7 @@ inline Request rif_bind(uint32_t cmd, uint32_t acl_id, const std::vector<uint16_
     zv_acl_rm_acl_rif_bind_params_t record{};
     record.cmd = cmd;
     record.acl_id = acl_id;
-    std::copy(rifs.begin(), rifs.end(), record.rifs);
-    record.rifs_num = static_cast<uint32_t>(rifs.size());
+    record.rifs_num = put(rifs, record.rifs);
     return {ZV_ACL_RM_API_INT_CMD_ACL_BIND_RIF_SET, record};
 }
 
@@ -117,8 +121,7 @@ inline Request system_bind(uint32_t cmd, uint32_t acl_id) {
 inline Request port_set(uint32_t cmd, const std::vector<uint32_t> &ports) {
     zv_acl_rm_port_set_params_t record{};
     record.cmd = cmd;
-    std::copy(ports.begin(), ports.end(), record.log_ports);
-    record.ports_num = static_cast<uint32_t>(ports.size());
+    record.ports_num = put(ports, record.log_ports);
     return {ZV_ACL_RM_API_INT_CMD_PORT_SET, record};
 }
 
@@ -141,8 +144,7 @@ inline Request mc_group(uint32_t cmd, uint32_t mc_group_id, const std::vector<ui
     zv_acl_rm_mc_group_set_params_t record{};
     record.cmd = cmd;
     record.mc_group_id = mc_group_id;
-    std::copy(ports.begin(), ports.end(), record.log_ports);
-    record.ports_num = static_cast<uint32_t>(ports.size());
+    record.ports_num = put(ports, record.log_ports);
     return {ZV_ACL_RM_API_INT_CMD_MC_GRP_SET, record};
 }
 

@@ -353,6 +353,9 @@ TEST(Collect, NamesEachRequestThatADaemonThatWentAwayLeftUnanswered) {
     EXPECT_EQ(collect(client).error, ENOMSG);
     uint32_t sequence = 0;
     EXPECT_EQ(submit_init(client, &sequence), ECONNRESET);
+    zv_acl_rm_status_t status = kUntouched;
+    EXPECT_EQ(zv_acl_rm_api_init(client.get(), 1, &status), ECONNRESET)
+        << "nothing is outstanding any more";
 }
 
 TEST(Collect, CallsAReplyOfAnotherSizeAProtocolErrorAndGoesOn) {

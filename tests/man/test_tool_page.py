@@ -89,7 +89,8 @@ class ToolPage(unittest.TestCase):
 
     def test_has_the_environment_that_the_tool_reads_and_no_more(self):
         read = set()
-        for source in (pages.ROOT / "tools/aclrmctl").glob("*.cpp"):
+        sources = [pages.ROOT / "client/dump_place.cpp", *(pages.ROOT / "tools/aclrmctl").glob("*.cpp")]
+        for source in sources:
             read |= set(re.findall(r'getenv\("(\w+)"\)', source.read_text()))
         part = PAGE.read_text().split(".Sh ENVIRONMENT")[1].split("\n.Sh ")[0]
         self.assertEqual(read, set(re.findall(r"^\.It Ev (\w+)", part, re.M)))

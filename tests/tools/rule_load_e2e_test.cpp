@@ -210,7 +210,7 @@ TEST(RuleLoadChecks, ThatEveryOffsetIsFree) {
                        ":1:1: offset 5 of ACL 1 holds a rule already\n"
                        "    permit tcp from 10.0.0.1 to any port 1-14\n"
                        "    ^\n"
-                       "  2 offsets of those needed: 5-6\n"
+                       "  taken of the offsets needed: 5-6\n"
                        "  nothing was sent\n",
                    4);
     refusal.session.text({"rule", "load", file, "--acl", "1", "--first-priority", "7"});
@@ -254,30 +254,92 @@ TEST(RuleLoadChecks, ThatTheAclHasRoom) {
     refusal.session.daemon().allow_error_lines();
 }
 
-TEST(RuleLoadChecks, ThatTheCountersExistAndPointsAtTheOneThatDoesNot) {
+/* What rules refer to, and a file in each format that refers to number 9, which is not there. */
+struct Referred {
+    const char *object;
+    const char *option; /* refers to one for all rules */
+    Words create;
+    const char *line;
+    uint32_t column;
+    const char *json_rule;
+    const char *path;
+    uint32_t json_column;
+    const char *hint;
+};
+
+void expect_missing_is_told(const Referred &referred) {
     Refusal refusal;
     begin(refusal.session, 5);
+    const std::string object = referred.object;
+    const std::string line = referred.line;
     const std::string file =
-        file_of(refusal.session, "f.policy", "drop ip4 from any to any count 9\n");
+        file_of(refusal.session, "f.policy", "drop ip6 from any to any\n" + line + "\n");
     refusal.expect({"rule", "load", file, "--acl", "1"},
-                   "aclrmctl: " + file +
-                       ":1:26: there is no counter 9\n"
-                       "    drop ip4 from any to any count 9\n" +
-                       std::string(29, ' ') + "^\n",
+                   "aclrmctl: " + file + ":2:" + std::to_string(referred.column) +
+                       ": there is no " + object + " 9\n    " + line + "\n" +
+                       std::string(3 + referred.column, ' ') + "^\n",
                    4);
     const std::string plain = file_of(refusal.session, "p.policy", "drop ip4 from any to any\n");
-    refusal.expect({"rule", "load", plain, "--acl", "1", "--counter", "8"},
-                   "aclrmctl: --counter: there is no counter 8\n", 4);
-    const json object = json::parse(
-        refusal.session
-            .run({"--json", "rule", "load",
-                  file_of(refusal.session, "f.json",
-                          "{\"rules\": [{\"match\": {\"family\": \"ip4\"}, \"counter\": 9}]}"),
-                  "--acl", "1"})
-            .out);
-    EXPECT_EQ(object.at("input").at("path"), "/rules/0/counter");
-    EXPECT_EQ(object.at("input").at("line"), 1);
-    EXPECT_EQ(object.at("input").at("column"), 52);
+    refusal.expect({"rule", "load", plain, "--acl", "1", referred.option, "8"},
+                   "aclrmctl: " + std::string(referred.option) + ": there is no " + object + " 8\n",
+                   4);
+    const std::string rules = file_of(refusal.session, "f.json",
+                                      "{\"rules\": [{\"match\": {\"family\": \"ip4\"},\n" +
+                                          std::string(referred.json_rule) + "}]}");
+    const ToolRun run = refusal.session.run({"--json", "rule", "load", rules, "--acl", "1"});
+    EXPECT_EQ(run.exit_code, 4);
+    const json answer = json::parse(run.out);
+    EXPECT_EQ(answer.at("input").at("path"), referred.path);
+    EXPECT_EQ(answer.at("input").at("line"), 2);
+    EXPECT_EQ(answer.at("input").at("column"), referred.json_column);
+    EXPECT_EQ(answer.at("hint"), referred.hint);
+    const std::string made =
+        std::to_string(refusal.session.object(referred.create).front().get<uint32_t>());
+    refusal.session.text({"rule", "load", plain, "--acl", "1", referred.option, made});
+    refusal.session.daemon().allow_error_lines();
+}
+
+TEST(RuleLoadChecks, ThatTheCountersExistAndPointsAtTheOneThatDoesNot) {
+    expect_missing_is_told(
+        {"counter",
+         "--counter",
+         {"counter", "create", "--type", "packets"},
+         "drop ip4 from any to any count 9",
+         26,
+         "\"counter\": 9",
+         "/rules/0/counter",
+         12,
+         "'aclrmctl counter create' makes one, 'aclrmctl show counters' lists them"});
+}
+
+TEST(RuleLoadChecks, ThatTheMcGroupsExistAndPointsAtTheOneThatDoesNot) {
+    expect_missing_is_told({"MC group",
+                            "--forward-mc",
+                            {"mc", "create"},
+                            "drop forward mc 9 ip4 from any to any",
+                            17,
+                            "\"forward\": {\"mc\": 9}",
+                            "/rules/0/forward/mc",
+                            19,
+                            "'aclrmctl mc create' makes one, 'aclrmctl show mc' lists them"});
+}
+
+TEST(RuleLoadChecks, ThatAnAclOfSizeZeroHasRoomFirst) {
+    Refusal refusal;
+    begin(refusal.session, 0);
+    const std::string file = file_of(refusal.session, "f.policy", "drop ip4 from any to any\n");
+    refusal.expect({"rule", "load", file, "--acl", "1"},
+                   "aclrmctl: " + file +
+                       ":1:1: ACL 1 has no room, or the switch does not answer\n"
+                       "    drop ip4 from any to any\n"
+                       "    ^\n"
+                       "  nothing was sent\n"
+                       "  hint: 'rule check' tells the room that a file needs; 'aclrmctl acl "
+                       "resize'\n"
+                       "    gives more to an ACL of size 0\n",
+                   4);
+    refusal.session.text({"acl", "resize", "--acl", "1", "--size", "1"});
+    refusal.session.text({"rule", "load", file, "--acl", "1"});
     refusal.session.daemon().allow_error_lines();
 }
 
@@ -292,37 +354,6 @@ TEST(RuleLoadChecks, ThatTheAclIsThereAndOurs) {
     refusal.expect({"rule", "load", file, "--acl", "77"},
                    "aclrmctl: asking whether ACL 77 takes rules: refused\n", 4);
     refusal.session.daemon().allow_error_lines();
-}
-
-TEST(RuleLoadChecks, ThatTheMcGroupsExistAndPointsAtTheOneThatDoesNot) {
-    Refusal refusal;
-    begin(refusal.session, 5);
-    refusal.session.text({"mc", "create"});
-    const std::string file = file_of(refusal.session, "f.policy",
-                                     "forward mc 1 ip6 from any to any\n"
-                                     "drop forward mc 9 ip4 from any to any\n");
-    refusal.expect({"rule", "load", file, "--acl", "1"},
-                   "aclrmctl: " + file +
-                       ":2:17: there is no MC group 9\n"
-                       "    drop forward mc 9 ip4 from any to any\n" +
-                       std::string(20, ' ') + "^\n",
-                   4);
-    const std::string plain = file_of(refusal.session, "p.policy", "drop ip4 from any to any\n");
-    refusal.expect({"rule", "load", plain, "--acl", "1", "--forward-mc", "8"},
-                   "aclrmctl: --forward-mc: there is no MC group 8\n", 4);
-    const json object =
-        json::parse(refusal.session
-                        .run({"--json", "rule", "load",
-                              file_of(refusal.session, "f.json",
-                                      "{\"rules\": [{\"match\": {\"family\": \"ip4\"},\n"
-                                      "\"forward\": {\"mc\": 9}}]}"),
-                              "--acl", "1"})
-                        .out);
-    EXPECT_EQ(object.at("input").at("path"), "/rules/0/forward/mc");
-    EXPECT_EQ(object.at("input").at("line"), 2);
-    EXPECT_EQ(object.at("input").at("column"), 19);
-    EXPECT_EQ(object.at("hint"), "'aclrmctl mc create' makes one, 'aclrmctl show mc' lists them");
-    refusal.session.text({"rule", "load", plain, "--acl", "1", "--forward-mc", "1"});
 }
 
 TEST(RuleLoadFailure, OfAnUnknownMcGroupHasWrittenNothing) {

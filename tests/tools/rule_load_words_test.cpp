@@ -58,10 +58,9 @@ class AclStub {
         : write_(std::move(write)),
           daemon_([this](const StubRequest &request) { return answer(request); }) {}
 
-    ToolRun run(Words words) {
-        words.insert(words.begin(),
-                     {"--socket", daemon_.socket_path(), "--switch-socket", "/none"});
-        return run_tool("", words);
+    ToolRun run(Words words) { return run_tool("", at_the_stub(std::move(words))); }
+    ToolRun run_on_terminal(unsigned short columns, Words words) {
+        return zv_test::run_tool_on_terminal(columns, "", at_the_stub(std::move(words)));
     }
     std::string file(const std::string &text) {
         const std::string path = daemon_.directory() + "/test.rules";
@@ -84,6 +83,12 @@ class AclStub {
     bool was_asked() const { return !daemon_.requests().empty(); }
 
   private:
+    Words at_the_stub(Words words) {
+        words.insert(words.begin(),
+                     {"--socket", daemon_.socket_path(), "--switch-socket", "/none"});
+        return words;
+    }
+
     StubReply answer(const StubRequest &request) {
         switch (request.command) {
             case ZV_ACL_RM_API_INT_CMD_DUMP:
@@ -308,8 +313,9 @@ TEST(RuleLoadWord, GivesRulesTheirOwnTargetsBeforeThoseOfTheCommandLine) {
     const ToolRun result = stub.run({"rule", "load", file, "--acl", "1", "--counter", "9",
                                      "--forward-mc", "5", "--verdict", "trap"});
     EXPECT_EQ(result.exit_code, 0) << result.err;
-    ASSERT_EQ(stub.writes().size(), 1u);
-    const auto &sent = stub.writes()[0].rules;
+    const auto writes = stub.writes();
+    ASSERT_EQ(writes.size(), 1u);
+    const auto &sent = writes[0].rules;
     EXPECT_EQ(sent[0].forwarding.type, 1u);
     EXPECT_EQ(sent[0].forwarding.log_port, 7u);
     EXPECT_EQ(sent[0].forwarding.counter_id, 9u);
@@ -483,6 +489,36 @@ TEST(RuleLoadWord, GetsThroughWithAnyWindow) {
         EXPECT_EQ(result.exit_code, 0) << result.err;
         EXPECT_EQ(stub.writes().size(), 50u);
     }
+}
+
+TEST(RuleLoadWord, ShowsHowFarItIsOnATerminalAndCleansUp) {
+    AclStub stub;
+    const std::string file = stub.file(rules(400));
+    const Words load{"rule", "load", file, "--acl", "6", "--in-flight", "1"};
+    const ToolRun run = stub.run_on_terminal(60, load);
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    const std::string bar = "\r200 of 400 rules  50% [" + std::string(17, '#');
+    expect_part(run.err, "\r20 of 400 rules  5% [#");
+    expect_part(run.err, bar + std::string(18, ' ') + "]\033[K");
+    EXPECT_EQ(run.err.substr(run.err.size() - 4), "\r\033[K") << "the line is taken away";
+    for (const char *quiet : {"-q", "-j"}) {
+        AclStub other;
+        Words words = load;
+        words[2] = other.file(rules(400));
+        words.emplace_back(quiet);
+        EXPECT_EQ(other.run_on_terminal(60, words).err, "") << quiet;
+    }
+}
+
+TEST(RuleLoadWord, TakesTheBarAwayBeforeItReports) {
+    AclStub stub([](StubReply good, uint32_t priority) {
+        return priority == 40 ? StubReply{.status = ZV_ACL_RM_STATUS_ERROR} : good;
+    });
+    const std::string file = stub.file(rules(400));
+    const ToolRun run =
+        stub.run_on_terminal(60, {"rule", "load", file, "--acl", "6", "--in-flight", "1"});
+    EXPECT_EQ(run.exit_code, 8);
+    expect_part(run.err, "[K\r\033[Kaclrmctl: loading ");
 }
 
 TEST(ProgressLine, FitsTheTerminal) {

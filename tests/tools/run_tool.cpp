@@ -4,6 +4,8 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,15 +62,10 @@ std::vector<char *> pointers(std::vector<std::string> &texts) {
     return result;
 }
 
-}  // namespace
-
-ToolRun run_tool(const std::string &root, const std::vector<std::string> &words) {
+/* Runs the tool with its outputs on those descriptors, which are closed here. */
+ToolRun run_with(const std::string &root, const std::vector<std::string> &words,
+                 const int (&out)[2], const int (&err)[2]) {
     ToolRun run;
-    int out[2];
-    int err[2];
-    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
-        return run;
-    }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
@@ -97,6 +94,38 @@ ToolRun run_tool(const std::string &root, const std::vector<std::string> &words)
         run.exit_code = WEXITSTATUS(status);
     }
     return run;
+}
+
+/* The terminal's two ends, that of the reader first. */
+bool open_terminal(unsigned short columns, int (&ends)[2]) {
+    ends[0] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (ends[0] < 0 || grantpt(ends[0]) != 0 || unlockpt(ends[0]) != 0) {
+        return false;
+    }
+    ends[1] = open(ptsname(ends[0]), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const winsize size{.ws_row = 25, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    return ends[1] >= 0 && ioctl(ends[1], TIOCSWINSZ, &size) == 0;
+}
+
+}  // namespace
+
+ToolRun run_tool(const std::string &root, const std::vector<std::string> &words) {
+    int out[2];
+    int err[2];
+    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
+        return {};
+    }
+    return run_with(root, words, out, err);
+}
+
+ToolRun run_tool_on_terminal(unsigned short columns, const std::string &root,
+                             const std::vector<std::string> &words) {
+    int out[2];
+    int err[2];
+    if (pipe2(out, O_CLOEXEC) != 0 || !open_terminal(columns, err)) {
+        return {};
+    }
+    return run_with(root, words, out, err);
 }
 
 }  // namespace zv_test

@@ -16,6 +16,10 @@ struct ToolRun {
 /* `root` becomes ZV_PLATFORM_ROOT; with "" the variable is not set. */
 ToolRun run_tool(const std::string &root, const std::vector<std::string> &words);
 
+/* The same with standard error on a terminal of that width, which ends lines with CR LF. */
+ToolRun run_tool_on_terminal(unsigned short columns, const std::string &root,
+                             const std::vector<std::string> &words);
+
 }  // namespace zv_test
 
 #endif

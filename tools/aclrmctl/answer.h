@@ -14,13 +14,15 @@
 #include <variant>
 #include <vector>
 
-#include "cache_text.h"
+#include "client/cache_text.h"
 #include "frame.h"
 #include "request.h"
 #include "rule_outcome.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
 namespace aclrmctl {
+
+using namespace zv_cache_text;
 
 /* What is done of a list that travelled in several requests, all of it in the order given. */
 struct PartialWork {
@@ -29,6 +31,7 @@ struct PartialWork {
     std::vector<uint32_t> done;      /* at least one */
     std::vector<uint32_t> uncertain; /* the numbers of the failing request */
     std::vector<uint32_t> not_sent;
+    std::optional<uint32_t> mc_group_id; /* of a group that was created for them */
 };
 
 /* A word of the command line that is wrong. */

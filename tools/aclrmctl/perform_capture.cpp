@@ -57,6 +57,22 @@ std::optional<Failure> send_one(const Settings &settings, const PcapRequest &req
     return std::nullopt;
 }
 
+/* Which packets of the capture the switch has seen; a frame without a key is none of them. */
+void tell_of_sent(const std::vector<CaptureRow> &rows, size_t packets_num, Failure *failure) {
+    std::vector<uint32_t> numbers;
+    for (const CaptureRow &row : rows) {
+        if (row.sent) {
+            numbers.push_back(row.number);
+        }
+    }
+    if (!numbers.empty()) {
+        failure->exit_code = kExitPartial;
+    }
+    failure->details.push_back(
+        "sent before that: " + (numbers.empty() ? "none" : "packets " + number_runs(numbers)) +
+        " of " + std::to_string(packets_num));
+}
+
 }  // namespace
 
 Answer send_capture(const Settings &settings, const PcapRequest &request) {
@@ -79,9 +95,7 @@ Answer send_capture(const Settings &settings, const PcapRequest &request) {
                 pick_key(keys_of(packets[i].layer, packets[i].bytes), request.key_type)) {
             row.packet = *key;
             if (auto failure = send_one(settings, request, words, &row)) {
-                failure->details.push_back("sent before that: " + counted(i, "packet") + " of " +
-                                           std::to_string(packets.size()));
-                failure->exit_code = i > 0 ? static_cast<int>(kExitPartial) : failure->exit_code;
+                tell_of_sent(answer.rows, packets.size(), &*failure);
                 return *failure;
             }
         }

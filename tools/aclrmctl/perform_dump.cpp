@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "client/dump_place.h"
 #include "daemon_link.h"
 #include "exit_codes.h"
 #include "perform_parts.h"
@@ -22,8 +23,7 @@ const char *const kDumpHint =
 class PrivateDirectory {
   public:
     PrivateDirectory() {
-        const char *base = std::getenv("TMPDIR");
-        path_ = std::string(base == nullptr || *base == '\0' ? "/tmp" : base) + "/aclrmctl-XXXXXX";
+        path_ = temporary_base() + "/aclrmctl-XXXXXX";
         error_ = mkdtemp(path_.data()) == nullptr ? errno : 0;
     }
     ~PrivateDirectory() {
@@ -63,10 +63,18 @@ struct FileState {
 };
 
 /* The daemon answers with success even if it had to print to its log instead. */
-Answer dump_to(const Settings &settings, const std::string &path, const std::string &what) {
+Answer dump_to(const Settings &settings, const std::string &path, const std::string &what,
+               bool is_private) {
     Client client;
     if (auto failure = connect_daemon(settings, &client)) {
         return *failure;
+    }
+    if (is_private && !peer_can_write(zv_acl_rm_client_fd(client.get()))) {
+        return Failure{kExitFailure,
+                       what + ": the daemon runs as another user, who cannot write a file of ours",
+                       {},
+                       {},
+                       "run as root or as the daemon's user, or name a file that it can write"};
     }
     const FileState before(path);
     zv_acl_rm_status_t status = 0;
@@ -89,7 +97,7 @@ Answer perform_dump(const Settings &settings, const DumpRequest &request) {
         std::error_code error;
         const auto path = std::filesystem::absolute(request.file, error);
         const std::string file = error ? request.file : path.string();
-        return dump_to(settings, file, "dumping to " + file);
+        return dump_to(settings, file, "dumping to " + file, false);
     }
     const PrivateDirectory directory;
     if (directory.error() != 0) {
@@ -99,7 +107,8 @@ Answer perform_dump(const Settings &settings, const DumpRequest &request) {
                        {},
                        "name a file for the dump, or another TMPDIR"};
     }
-    Answer answer = dump_to(settings, directory.path() + "/dump", "reading the daemon's cache");
+    Answer answer =
+        dump_to(settings, directory.path() + "/dump", "reading the daemon's cache", true);
     if (auto *dumped = std::get_if<DumpAnswer>(&answer)) {
         std::string text;
         if (const int error = read_text_file(dumped->file, &text); error != 0) {

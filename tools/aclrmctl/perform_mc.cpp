@@ -85,6 +85,7 @@ Answer perform_mc_create(const Settings &settings, const McCreateRequest &reques
         failure->exit_code = failure->partial ? failure->partial->cause : failure->exit_code;
         mark_partial(&*failure, "added", request.ports, count + added,
                      std::min(request.ports.size(), count + added + ZV_ACL_RM_PORTS_PER_RECORD));
+        failure->partial->mc_group_id = group_id;
         return *failure;
     }
     return McCreateAnswer{group_id, request.ports};

@@ -17,6 +17,7 @@
 #include <fstream>
 #include <vector>
 
+#include "client/dump_place.h"
 #include "exit_codes.h"
 #include "zv_acl_rm/zv_acl_rm_records.h"
 
@@ -109,8 +110,7 @@ PrivateSwitch::~PrivateSwitch() {
 
 std::optional<Failure> PrivateSwitch::start(const std::string &program,
                                             const std::function<bool()> &gave_up) {
-    const char *base = std::getenv("TMPDIR");
-    root_ = std::string(base == nullptr || *base == '\0' ? "/tmp" : base) + "/aclrmctl-XXXXXX";
+    root_ = temporary_base() + "/aclrmctl-XXXXXX";
     if (mkdtemp(root_.data()) == nullptr) {
         const Failure failure{kExitFailure, root_ + ": " + std::strerror(errno), {}, {}, ""};
         root_.clear();

@@ -35,6 +35,7 @@ ordered_json check_object(const RuleCheckAnswer &answer) {
             {"permit", answer.verdicts_num[0]},
             {"drop", answer.verdicts_num[1]},
             {"trap", answer.verdicts_num[2]},
+            {"other_verdicts", answer.other_verdicts_num},
             {"no_verdict", answer.no_verdict_num},
             {"masked", answer.masked_num},
             {"first_masked_line", answer.first_masked_line}};
@@ -128,6 +129,9 @@ class JsonRenderer final : public Renderer {
                                  {"done", answer.partial->done},
                                  {"uncertain", answer.partial->uncertain},
                                  {"not_sent", answer.partial->not_sent}};
+            if (answer.partial->mc_group_id) {
+                object["partial"]["mc_group_id"] = *answer.partial->mc_group_id;
+            }
         }
         if (answer.input) {
             object["input"] = {{"file", answer.input->file},

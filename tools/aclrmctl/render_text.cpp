@@ -28,6 +28,11 @@ std::string block_text(uint32_t first, uint32_t count) {
     return count <= 1 ? start : start + "-" + std::to_string(uint64_t{first} + count - 1);
 }
 
+std::string priorities_text(const RuleCheckAnswer &file) {
+    return "priority " + std::to_string(file.first_offset) +
+           (file.last_offset == file.first_offset ? "" : "-" + std::to_string(file.last_offset));
+}
+
 /* "port 65540", "MC 3", "" where the rule forwards nowhere. */
 std::string forward_text(const RuleTargets &targets) {
     if (targets.forward_port) {
@@ -176,16 +181,18 @@ void TextRenderer::operator()(const RuleCheckAnswer &answer) const {
                           " after port ranges became prefixes",
                       columns_)
          << "  needs an ACL with room for " << counted(uint64_t{answer.last_offset} + 1, "rule")
-         << ": priority "
-         << block_text(answer.first_offset, answer.last_offset - answer.first_offset + 1) << "\n"
+         << ": " << priorities_text(answer) << "\n"
          << "  " << format_name(answer.format) << " format: " << answer.kinds_num[0] << " IPv4, "
          << answer.kinds_num[1] << " IPv6, " << answer.kinds_num[2] << " MAC, "
          << answer.kinds_num[3] << " raw; " << answer.forwards_num << " forward, "
          << counted(answer.counters.size(), "counter")
          << (answer.counters.empty() ? "" : ": " + number_runs(answer.counters)) << "\n";
     out_ << "  verdicts: " << answer.verdicts_num[0] << " permit, " << answer.verdicts_num[1]
-         << " drop, " << answer.verdicts_num[2] << " trap, " << answer.no_verdict_num
-         << " left to --verdict\n";
+         << " drop, " << answer.verdicts_num[2] << " trap, "
+         << (answer.other_verdicts_num == 0
+                 ? ""
+                 : std::to_string(answer.other_verdicts_num) + " other, ")
+         << answer.no_verdict_num << " left to --verdict\n";
     print_masked(out_, answer);
 }
 
@@ -194,8 +201,7 @@ void TextRenderer::operator()(const RuleLoadAnswer &answer) const {
     out_ << file_line(file.file,
                       counted(file.rules_num, "rule") + " became " +
                           std::to_string(file.expanded_num) + " in ACL " +
-                          std::to_string(answer.acl_id) + ", priority " +
-                          block_text(file.first_offset, file.last_offset - file.first_offset + 1),
+                          std::to_string(answer.acl_id) + ", " + priorities_text(file),
                       columns_);
     out_ << formatted("  %u commands in %.1f ms, %.0f rules/second\n", answer.commands_num,
                       answer.seconds * 1e3, file.expanded_num / answer.seconds);

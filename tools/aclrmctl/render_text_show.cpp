@@ -15,12 +15,6 @@ std::string owner_text(const Names &names, int64_t owner) {
     return owner < 0 ? "nobody" : names.owner(static_cast<uint32_t>(owner));
 }
 
-const CachedGroup *find_group(const CacheText &cache, uint32_t group_id) {
-    const auto found = std::find_if(cache.groups.begin(), cache.groups.end(),
-                                    [&](const CachedGroup &g) { return g.group_id == group_id; });
-    return found == cache.groups.end() ? nullptr : &*found;
-}
-
 std::string joined(const std::vector<std::string> &items) {
     std::string text;
     for (const std::string &item : items) {
@@ -37,11 +31,9 @@ std::string acls_of_group(const Names &names, const CacheText &cache, uint32_t g
     }
     std::vector<std::string> items;
     for (const uint32_t acl_id : group->acl_ids) {
-        const auto acl = std::find_if(cache.acls.begin(), cache.acls.end(),
-                                      [&](const CachedAcl &a) { return a.acl_id == acl_id; });
-        items.push_back(
-            std::to_string(acl_id) +
-            (acl == cache.acls.end() ? "" : " (" + owner_text(names, acl->owner) + ")"));
+        const CachedAcl *acl = find_acl(cache, acl_id);
+        items.push_back(std::to_string(acl_id) +
+                        (acl == nullptr ? "" : " (" + owner_text(names, acl->owner) + ")"));
     }
     if (group->acls_num > group->acl_ids.size()) {
         items.push_back("and " + std::to_string(group->acls_num - group->acl_ids.size()) + " more");

@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "render_text.h"
+#include "rule_encode.h"
 #include "switch_control.h"
 #include "text_table.h"
 
@@ -40,12 +41,9 @@ uint64_t active_rules(const json &region) {
     return active;
 }
 
-/* The verdict in a rule's action block, little-endian at byte 12. */
 std::string rule_verdict(const Names &names, const json &rule) {
-    const std::string action = rule.value("action", std::string());
-    return action.size() < 26 || action[25] < '0' || action[25] > '2'
-               ? "-"
-               : names.verdict(static_cast<uint32_t>(action[25] - '0'));
+    const auto verdict = verdict_of_action_text(rule.value("action", std::string()));
+    return verdict ? names.verdict(*verdict) : "-";
 }
 
 /* Where and how an answer is printed. */

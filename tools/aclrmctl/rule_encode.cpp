@@ -1,6 +1,7 @@
 #include "rule_encode.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 #include "text_cursor.h"
@@ -277,6 +278,21 @@ uint32_t verdict_of_action(const uint8_t *action) {
     uint32_t verdict = 0;
     std::memcpy(&verdict, action + kVerdictAt, sizeof(verdict));
     return verdict;
+}
+
+std::optional<uint32_t> verdict_of_action_text(const std::string &hex) {
+    if (hex.size() != 2 * size_t{ZV_ACL_RM_ACTION_BYTES}) {
+        return std::nullopt;
+    }
+    uint8_t action[ZV_ACL_RM_ACTION_BYTES] = {};
+    for (size_t i = 0; i < ZV_ACL_RM_ACTION_BYTES; i++) {
+        const char *digits = hex.data() + 2 * i;
+        const auto read = std::from_chars(digits, digits + 2, action[i], 16);
+        if (read.ec != std::errc() || read.ptr != digits + 2) {
+            return std::nullopt;
+        }
+    }
+    return verdict_of_action(action);
 }
 
 KeyBytes encode_packet(const PacketFields &fields) {

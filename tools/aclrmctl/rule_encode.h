@@ -101,6 +101,10 @@ void encode_whole_rule(const WholeRule &rule, acl_rm_rule *record);
 /* The verdict in a rule's action block; not a Verdict, since a client may have written anything. */
 uint32_t verdict_of_action(const uint8_t *action);
 
+/* The same of a block in hexadecimal digits, as the simulated switch shows it; none where it is no
+ * whole block. */
+std::optional<uint32_t> verdict_of_action_text(const std::string &hex);
+
 KeyBytes encode_packet(const PacketFields &fields);
 
 /* "tcp 10.0.0.0/8 > any port 53": the words for a key and a mask of key type 0. A field whose mask

@@ -29,9 +29,13 @@ InterruptWatch::InterruptWatch() {
     }
 }
 
+/* Whoever noted signals before is told of the one that came meanwhile. */
 InterruptWatch::~InterruptWatch() {
     for (size_t i = 0; i < std::size(kSignals); i++) {
         sigaction(kSignals[i], &before_[i], nullptr);
+        if (g_caught == kSignals[i] && before_[i].sa_handler != SIG_DFL) {
+            std::raise(g_caught);
+        }
     }
 }
 

@@ -7,7 +7,8 @@
 namespace aclrmctl {
 
 /* While it lives the first SIGINT, SIGTERM or SIGHUP is noted instead of ending the program; a
- * second one of the same kind ends it. What was ignored before stays so. One at a time. */
+ * second one of the same kind ends it. What was ignored before stays so. A handler of before gets
+ * the signal when the watch ends. One at a time. */
 class InterruptWatch {
   public:
     InterruptWatch();

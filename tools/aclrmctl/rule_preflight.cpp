@@ -219,8 +219,7 @@ std::optional<Failure> check_free(const LoadPlan &plan, const RuleRecords &recor
                       "offset " + std::to_string(taken.front()) + " of " + of_acl(plan) +
                           " holds a rule already");
     std::sort(taken.begin(), taken.end());
-    told.details.push_back(counted(taken.size(), "offset") +
-                           " of those needed: " + number_runs(taken));
+    told.details.push_back("taken of the offsets needed: " + number_runs(taken));
     told.details.emplace_back(kNothingSent);
     told.hint = "--first-priority puts the file behind them, 'aclrmctl rule del' makes them free";
     return told;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "cache_text.h"
 #include "exit_codes.h"
 #include "perform_parts.h"
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "rule_encode.h"
 #include "switch_control.h"
 
 namespace aclrmctl {
@@ -118,7 +119,8 @@ std::optional<SwitchRules> ask_for_rules(const LoadPlan &plan) {
 bool is_same_in_switch(const nlohmann::json &held, const WholeRule &rule) {
     return held.value("valid", 0u) == 1 && held.value("key_type", 99u) == rule.key_type &&
            held.value("key", "") == key_to_hex(rule.key) &&
-           held.value("mask", "") == key_to_hex(rule.mask);
+           held.value("mask", "") == key_to_hex(rule.mask) &&
+           verdict_of_action_text(held.value("action", "")) == static_cast<uint32_t>(rule.verdict);
 }
 
 /* What the simulated switch says of a rule that the daemon did not show. */

@@ -436,6 +436,9 @@ class SubmittedRequests(WithStub):
         client.collect().result()
         with self.assertRaises(zv_acl_rm.Gone):
             client.collect()
+        self.assertEqual(client.under_way, 0)
+        with self.assertRaises(zv_acl_rm.Gone):
+            client.init(1)
 
     def test_that_were_answered_are_had_though_the_daemon_left_others_unread(self):
         daemon, client = self.start(lambda packet: [stub.echo(packet), stub.HANG_UP])

@@ -93,9 +93,17 @@ TEST_F(Client, ReportsAServerThatHasGone) {
 TEST_F(Client, ReportsAServerThatGoesWhileItWaits) {
     ASSERT_EQ(zv_rpc_client_send(client_, kBlock, nullptr, 0, nullptr, 0, nullptr, kTimeoutMs), 0);
     sem_wait(&server_.shared().entered);
+    uint32_t sent = 0;
+    ASSERT_EQ(zv_rpc_client_send(client_, kCount, nullptr, 0, nullptr, 0, &sent, kTimeoutMs), 0);
     server_.kill();
-    EXPECT_EQ(zv_rpc_client_receive(client_, nullptr, nullptr, nullptr, nullptr, kTimeoutMs),
-              ECONNRESET);
+    for (const uint32_t lost : {sent - 1, sent}) {
+        uint32_t sequence = 0;
+        EXPECT_EQ(zv_rpc_client_receive(client_, &sequence, nullptr, nullptr, nullptr, kTimeoutMs),
+                  ECONNRESET);
+        EXPECT_EQ(sequence, lost);
+    }
+    EXPECT_EQ(zv_rpc_client_receive(client_, nullptr, nullptr, nullptr, nullptr, 0), ENOMSG);
+    EXPECT_EQ(call(kEcho, {1}), ECONNRESET) << "nothing is outstanding any more";
 }
 
 TEST_F(Client, ReportsAReplyLongerThanTheRoom) {

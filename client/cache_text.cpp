@@ -1,13 +1,13 @@
 /* One line is one record, but for an ACL's, which breaks before its ports. The tables follow in a
  * fixed order, each with a headline; a line of another shape ends the reading. */
-#include "cache_text.h"
+#include "client/cache_text.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <tuple>
 
-namespace aclrmctl {
+namespace zv_cache_text {
 
 namespace {
 
@@ -177,7 +177,18 @@ void sort_by(std::vector<Record> *records, Key key) {
                      [key](const Record &a, const Record &b) { return key(a) < key(b); });
 }
 
+template <typename Records, typename Wanted>
+auto *find_in(const Records &records, Wanted is_wanted) {
+    const auto found = std::find_if(records.begin(), records.end(), is_wanted);
+    return found == records.end() ? nullptr : &*found;
+}
+
 }  // namespace
+
+/* They stand before the first table. */
+bool has_counts(const CacheText &cache) {
+    return !cache.read_up_to.empty();
+}
 
 /* A table is whole once the next one was reached. */
 bool has_all(const CacheText &cache, std::string_view table) {
@@ -187,6 +198,33 @@ bool has_all(const CacheText &cache, std::string_view table) {
         return std::find(kOrder.begin(), kOrder.end(), name) - kOrder.begin();
     };
     return cache.complete || (!cache.read_up_to.empty() && place(cache.read_up_to) > place(table));
+}
+
+const CachedAcl *find_acl(const CacheText &cache, uint32_t acl_id) {
+    return find_in(cache.acls, [=](const CachedAcl &acl) { return acl.acl_id == acl_id; });
+}
+
+const CachedGroup *find_group(const CacheText &cache, uint32_t group_id) {
+    return find_in(cache.groups,
+                   [=](const CachedGroup &group) { return group.group_id == group_id; });
+}
+
+const CachedMcGroup *find_mc_group(const CacheText &cache, uint32_t mc_group_id) {
+    return find_in(cache.mc_groups,
+                   [=](const CachedMcGroup &group) { return group.mc_group_id == mc_group_id; });
+}
+
+const CachedBindPoint *find_bind_point(const CacheText &cache, bool router_interface,
+                                       uint32_t number) {
+    return find_in(cache.bind_points, [=](const CachedBindPoint &point) {
+        return point.router_interface == router_interface && point.number == number;
+    });
+}
+
+const CachedRule *find_rule(const CacheText &cache, uint32_t acl_id, uint32_t offset) {
+    return find_in(cache.rules, [=](const CachedRule &rule) {
+        return rule.acl_id == acl_id && rule.offset == offset;
+    });
 }
 
 CacheText read_cache_text(std::string_view text) {
@@ -203,4 +241,4 @@ CacheText read_cache_text(std::string_view text) {
     return cache;
 }
 
-}  // namespace aclrmctl
+}  // namespace zv_cache_text
