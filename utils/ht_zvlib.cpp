@@ -159,6 +159,10 @@ T *make_zeros(size_t length) {
     for (size_t at = 0; at < bytes; at += SMALLEST_PAGE_BYTES) {
         *reinterpret_cast<volatile uint8_t *>(reinterpret_cast<uint8_t *>(zeros) + at) = 0;
     }
+    if (bytes > 0) {
+        // The array need not begin with a page, and then ends in one that no step reached.
+        *reinterpret_cast<volatile uint8_t *>(reinterpret_cast<uint8_t *>(zeros) + bytes - 1) = 0;
+    }
     return zeros;
 }
 
@@ -429,6 +433,8 @@ int ht_free_zvlib(ht_zvlib_t **table) {
     freed->bucket_heads = nullptr;
     std::free(freed->bucket_counts);
     freed->bucket_counts = nullptr;
+    freed->num_buckets = 0;
+    freed->recent = nullptr;
     // A table whose creation failed early has no pool to delete.
     if (freed->pool != nullptr && utils_pool_delete(&freed->pool) == 0) {
         return 1;

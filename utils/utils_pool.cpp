@@ -31,6 +31,8 @@ void touch_pages(uint8_t *block, size_t bytes) {
     for (size_t at = 0; at < bytes; at += PAGE_BYTES) {
         touched[at] = 0;
     }
+    // The block need not begin with a page, and then ends in one that no step reached.
+    touched[bytes - 1] = 0;
 }
 
 }  // namespace

@@ -229,8 +229,8 @@ Finding too_many_bind_points(const Refusal &refusal) {
     if (!is_bind(refusal) || acl == nullptr || acl->bound_to.size() < kBindPointsOfALine) {
         return no_cause();
     }
-    return possible(acl_words(refusal) + " is bound to " + std::to_string(kMaxBindPoints) +
-                    " ports and router interfaces, as many as it can");
+    return possible(acl_words(refusal) + " lists " + std::to_string(kMaxBindPoints) +
+                    " ports and router interfaces that it is bound to, as many as it can");
 }
 
 Finding no_room_to_bind(const Refusal &refusal) {

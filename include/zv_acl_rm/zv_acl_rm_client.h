@@ -68,7 +68,7 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_client_connect(const char *socket_path, uint64_t 
 ZV_ACL_RM_EXPORT void zv_acl_rm_client_close(zv_acl_rm_client_t *client);
 
 /* The time a call may take from its first byte to the whole answer, in ms; a negative number: no
- * limit. 0 gives an answer only if it is there at once. EINVAL: `client` is null. */
+ * limit. 0 gives an answer only if it is there at once. Returns 0, or EINVAL: `client` is null. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_client_set_timeout_ms(zv_acl_rm_client_t *client, int timeout_ms);
 
 /* The handle given to connect; 0 for a null client. */
@@ -155,7 +155,9 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_move_block(
 /* Binds an ACL to, or unbinds it from, ports_num logical ports, in their order; those done before
  * a failure stay done. ACLs on one port form a group ordered by their owners' priorities. Binding
  * what is bound and unbinding what is not are successes without effect.
- * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: no port, or unknown handle or ACL.
+ * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: no port, unknown handle or ACL, or the ACL's
+ * list of what it is bound to is full: 648 ports and router interfaces, and those stay listed that
+ * an unbind took off before it failed. The port is bound all the same, and not listed.
  * NO_RESOURCES: 128 groups exist, 16 ACLs on the port, or memory ran out. NO_HW_RESOURCES: the
  * switch's room ran out. ENTRY_NOT_FOUND: the port's group holds an ACL that was edited since.
  * ERROR: another owner's ACL, a port whose ACLs have the other direction, or the switch refused.
@@ -164,7 +166,8 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_port_bind(zv_acl_rm_client_t *client,
                                                  zv_acl_rm_acl_port_bind_params_t *params,
                                                  zv_acl_rm_status_t *status);
 
-/* The same for router interfaces, with the same statuses and the same EINVAL. */
+/* The same for router interfaces, with the same statuses. EINVAL: rifs_num above
+ * ZV_ACL_RM_PORTS_PER_RECORD. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rif_bind(zv_acl_rm_client_t *client,
                                                 zv_acl_rm_acl_rif_bind_params_t *params,
                                                 zv_acl_rm_status_t *status);
@@ -186,9 +189,10 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_counter_get(zv_acl_rm_client_t *client,
 /* ADD makes a multicast group of ports_num ports (out: mc_group_id); ADD_PORTS and DELETE_PORTS
  * change it, DELETE removes it. A client that opened as OF13 can only ADD.
  * CMD_UNSUPPORTED: another cmd. ENTRY_NOT_FOUND: ADD by a handle that was never opened.
- * PARAM_EXCEEDS_RANGE: unknown handle or group. NO_RESOURCES: the switch has no room. ERROR:
- * another owner's group, a refusal of the switch, or the daemon holds 6400 groups. EINVAL:
- * ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
+ * PARAM_EXCEEDS_RANGE: unknown handle or group, of the other commands. NO_RESOURCES: ADD, the
+ * switch has no room. ERROR: another owner's group, any other refusal of the switch, or ADD, the
+ * daemon holds 6400 groups: the new one is then in the switch, and nobody can name it. After any
+ * other failure nothing has changed. EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_mc_group_set(zv_acl_rm_client_t *client,
                                                 zv_acl_rm_mc_group_set_params_t *params,
                                                 zv_acl_rm_status_t *status);
@@ -201,16 +205,22 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_mc_group_get(zv_acl_rm_client_t *client,
                                                 zv_acl_rm_status_t *status);
 
 /* BIND puts an ACL on every front-panel port, present ones and those PORT_SET will add; UNBIND
- * takes it off every port, also those bound one by one. Ports done before a failure stay done.
- * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: unknown handle or ACL. NO_RESOURCES and
- * NO_HW_RESOURCES as for a port bind. ERROR: another owner's ACL, or already (not yet) bound so. */
+ * takes it off every port, also those bound one by one. Ports done before a failure stay done:
+ * after a failed BIND the ACL is on them and still not bound to the system, so that UNBIND is
+ * refused and they are unbound one by one; after a failed UNBIND it still counts as bound to the
+ * system, and UNBIND may be sent again.
+ * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: unknown handle or ACL, or its list is full as
+ * for a port bind, as are NO_RESOURCES, NO_HW_RESOURCES and ENTRY_NOT_FOUND. ERROR: another owner's
+ * ACL, already (not yet) bound so, a port whose ACLs have the other direction, the ports could not
+ * be listed, or the switch refused. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_system_bind_set(zv_acl_rm_client_t *client,
                                                    zv_acl_rm_acl_system_bind_params_t *params,
                                                    zv_acl_rm_status_t *status);
 
 /* Tells the daemon of ports that came or went: every owner's system-bound ACLs are bound to them
- * or unbound from them. The handle is not checked. CMD_UNSUPPORTED: another cmd; otherwise the
- * statuses of a port bind. EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
+ * or unbound from them, one ACL after the other; what was done before a failure stays done. The
+ * handle is not checked, and no port is a success without effect. CMD_UNSUPPORTED: another cmd;
+ * otherwise the statuses of a port bind. EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_port_set(zv_acl_rm_client_t *client,
                                             zv_acl_rm_port_set_params_t *params,
                                             zv_acl_rm_status_t *status);

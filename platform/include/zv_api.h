@@ -10,8 +10,10 @@
  * A call that fails changes nothing, neither in the switch nor at the caller's addresses.
  *
  * Ids start at 1, count up, each kind on its own, and are never given out again. Arguments stay
- * the caller's; the SDK keeps copies. Any thread may call any function; calls are carried out one
- * at a time. Records are naturally aligned and hosts little-endian: the layouts are the ABI.
+ * the caller's; the SDK keeps copies. What a pointer that is not null names is there as a whole,
+ * also where a command does not look at it: the call trace shows what a command was given. Any
+ * thread may call any function; calls are carried out one at a time. Records are naturally aligned
+ * and hosts little-endian: the layouts are the ABI.
  */
 #ifndef ZV_API_H
 #define ZV_API_H
@@ -118,10 +120,10 @@ zv_status_t zv_api_acl_set(zv_api_handle_t handle, uint32_t cmd, uint32_t acl_ty
                            uint32_t *acl_id);
 
 /* Rules. SET writes count rules at their offsets, over whatever is there (with activity 0; of two
- * rules for one offset the later stays). DELETE empties the rules' offsets and reads nothing else
- * of the rules; an offset that is empty already is no failure. All rules or none are carried out.
- * rules may be null with count 0.
- * Returns also 3, 4 (an offset outside the region), 6 (no such region), 9. */
+ * rules for one offset the later stays). DELETE empties the rules' offsets and looks at nothing
+ * else of the rules; an offset that is empty already is no failure. All rules or none are carried
+ * out. rules may be null with count 0. Returns also 3, 4 (an offset outside the region), 6 (no such
+ * region), 9. */
 zv_status_t zv_api_acl_rules_set(zv_api_handle_t handle, uint32_t cmd, uint32_t region_id,
                                  const zv_acl_rule_t *rules, uint32_t count);
 

@@ -40,9 +40,11 @@ extern "C" {
  *            returns; null when the request has no body
  * body_len   bytes of body
  * reply      in: points to null; out: where the reply body is, null for none; it may lie in body.
- *            The library copies it before anything else happens, and only if the handler succeeded.
+ *            The library takes it, only if the handler succeeded, before it receives the next
+ *            request and calls any handler again.
  * reply_len  in: points to 0; out: bytes of reply. A reply that does not fit a message (max_message
- *            less 40 bytes) is left out: the client gets the status alone and a warning is logged.
+ *            less 40 bytes), or that begins in body and reaches past its end, is left out: the
+ *            client gets the status alone and a warning is logged.
  *
  * Returns the command's status, which reaches the client as it is; 0 is success. With any other
  * status reply and reply_len are not looked at.
@@ -90,8 +92,8 @@ uint32_t zv_rpc_core_td_init(const char *socket_path, uint32_t max_message);
  * Registers the commands. The table is copied.
  *
  * Returns 0; 1 a null or empty table, a null handler, a name without NUL, or an id that stands
- * there twice; 2 before zv_rpc_core_td_init, or a table is registered already. A failure changes
- * nothing.
+ * there twice; 2 before zv_rpc_core_td_init, or a table is registered already; 4 no memory. A
+ * failure changes nothing.
  */
 uint32_t zv_rpc_api_rpc_command_db_init(const zv_rpc_command_t *table, uint32_t count);
 

@@ -81,8 +81,8 @@ int zv_rpc_client_send(zv_rpc_client_t *client, uint32_t command, const void *bo
 /*
  * Takes the next reply to zv_rpc_client_send. *sequence (may be null) says to which request it
  * belongs, also when the transport's error says that the request failed; the other arguments are
- * those of zv_rpc_client_call. After ETIMEDOUT the request is still outstanding; ECONNRESET gives up
- * the oldest one that is, which *sequence names.
+ * those of zv_rpc_client_call. After ETIMEDOUT the request is still outstanding; ECONNRESET gives
+ * up the oldest one that is, which *sequence names.
  *
  * Returns as zv_rpc_client_call, or ENOMSG when no request is outstanding.
  */

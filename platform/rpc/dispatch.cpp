@@ -31,13 +31,13 @@ bool Dispatcher::open(uint32_t max_message) {
     return packet_ != nullptr;
 }
 
-bool Dispatcher::set_table(const zv_rpc_command_t *table, uint32_t count) {
+Status Dispatcher::set_table(const zv_rpc_command_t *table, uint32_t count) {
     if (table == nullptr || count == 0 || !std::all_of(table, table + count, is_complete)) {
-        return false;
+        return kBadParameter;
     }
     std::unique_ptr<Command[]> commands(new (std::nothrow) Command[count]);
     if (commands == nullptr) {
-        return false;
+        return kSystemError;
     }
     std::transform(table, table + count, commands.get(), [](const zv_rpc_command_t &command) {
         return Command{command.command_id, command.handler};
@@ -46,11 +46,11 @@ bool Dispatcher::set_table(const zv_rpc_command_t *table, uint32_t count) {
     std::sort(commands.get(), end, [](const Command &a, const Command &b) { return a.id < b.id; });
     auto same_id = [](const Command &a, const Command &b) { return a.id == b.id; };
     if (std::adjacent_find(commands.get(), end, same_id) != end) {
-        return false;
+        return kBadParameter;
     }
     commands_ = std::move(commands);
     command_num_ = count;
-    return true;
+    return kSuccess;
 }
 
 void Dispatcher::close() {
@@ -95,15 +95,33 @@ void Dispatcher::run(const Command &command, const Header &request, Header *repl
     reply->status = command.handler(body, request.body_len, &reply_body, &reply_len);
     erase_path(request, body);
     if (reply->status == 0 && reply_len > 0) {
-        place_reply(command, reply_body, reply_len, reply);
+        place_reply(request, reply_body, reply_len, reply);
     }
 }
 
-void Dispatcher::place_reply(const Command &command, const uint8_t *from, uint32_t len,
+const char *Dispatcher::fault_of_reply(const Header &request, const uint8_t *from, uint32_t len) {
+    if (from == nullptr) {
+        return "at a null address";
+    }
+    if (len > max_message_ - kHeaderLen) {
+        return "do not fit a message";
+    }
+    // Behind the body lie the attachment and what an earlier request, perhaps another client's,
+    // has left there.
+    const auto first = reinterpret_cast<uintptr_t>(from);
+    const auto buffer = reinterpret_cast<uintptr_t>(packet());
+    const bool inside = first >= buffer && first < buffer + max_message_;
+    return inside && first + len > buffer + kHeaderLen + request.body_len
+               ? "reach past the body they begin in"
+               : nullptr;
+}
+
+void Dispatcher::place_reply(const Header &request, const uint8_t *from, uint32_t len,
                              Header *reply) {
-    if (from == nullptr || len > max_message_ - kHeaderLen) {
-        log_line(kWarning, "The reply of command %u is left out: %u bytes %s.\n", command.id, len,
-                 from == nullptr ? "at a null address" : "do not fit a message");
+    const char *fault = fault_of_reply(request, from, len);
+    if (fault != nullptr) {
+        log_line(kWarning, "The reply of command %u is left out: %u bytes %s.\n", request.command,
+                 len, fault);
         return;
     }
     uint8_t *to = packet() + kHeaderLen;
@@ -113,7 +131,7 @@ void Dispatcher::place_reply(const Command &command, const uint8_t *from, uint32
     reply->body_len = len;
     // A handler may answer with a copy of the record that it made while the address stood in it.
     uint64_t address = reinterpret_cast<uintptr_t>(path_);
-    if (command.id == kPathCommand && len >= kPathAddressEnd &&
+    if (request.command == kPathCommand && len >= kPathAddressEnd &&
         memcmp(to + kPathAddressOffset, &address, sizeof(address)) == 0) {
         memset(to + kPathAddressOffset, 0, sizeof(address));
     }

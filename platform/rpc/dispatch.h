@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/rpc/status.h"
 #include "platform/rpc/wire.h"
 #include "zv_rpc.h"
 
@@ -19,9 +20,9 @@ class Dispatcher {
   public:
     // Makes the buffer for messages of max_message bytes. False when there is no memory.
     bool open(uint32_t max_message);
-    // Takes a copy of the table. False, and nothing changed, where zv_rpc.h says that it is bad, or
-    // without memory.
-    bool set_table(const zv_rpc_command_t *table, uint32_t count);
+    // Takes a copy of the table. kBadParameter where zv_rpc.h says that it is bad, kSystemError
+    // without memory; nothing is changed then.
+    Status set_table(const zv_rpc_command_t *table, uint32_t count);
     bool has_table() const { return command_num_ > 0; }
     // Forgets the table and the buffer.
     void close();
@@ -45,7 +46,9 @@ class Dispatcher {
 
     const Command *find(uint32_t id) const;
     void run(const Command &command, const Header &request, Header *reply);
-    void place_reply(const Command &command, const uint8_t *from, uint32_t len, Header *reply);
+    // Why a handler's reply cannot be sent, as the end of a log line; null where it can.
+    const char *fault_of_reply(const Header &request, const uint8_t *from, uint32_t len);
+    void place_reply(const Header &request, const uint8_t *from, uint32_t len, Header *reply);
     // The path address in the body of a path command: written before the handler, erased after it.
     void set_path(const Header &request, uint8_t *body);
     void erase_path(const Header &request, uint8_t *body);

@@ -9,20 +9,10 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
-
 #include "platform/rpc/socket_path.h"
+#include "platform/rpc/status.h"
 
 namespace zv_rpc_lib {
-
-enum Status : uint32_t {
-    kSuccess = 0,
-    kBadParameter = 1,
-    kWrongState = 2,
-    kAlreadyServed = 3,
-    kSystemError = 4,
-    kInsideHandler = 5,
-};
 
 class Listener {
   public:

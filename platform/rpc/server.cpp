@@ -107,7 +107,7 @@ Status Server::set_table(const zv_rpc_command_t *table, uint32_t count) {
     if (!is_open_ || dispatcher_.has_table()) {
         return kWrongState;
     }
-    return dispatcher_.set_table(table, count) ? kSuccess : kBadParameter;
+    return dispatcher_.set_table(table, count);
 }
 
 void Server::set_stop(bool stop) {
@@ -227,6 +227,10 @@ bool Server::handle_round(const Events &events, int count) {
 }
 
 void Server::serve_connection(Connection *connection, uint32_t events) {
+    if (!connection->is_open()) {
+        // Closed, and still watched because it could not be taken out of the wait.
+        return;
+    }
     if (connection->waits()) {
         const Connection::Sent sent = connection->flush();
         if (sent == Connection::Sent::kDone) {
@@ -259,7 +263,10 @@ void Server::send_reply(Connection *connection, uint32_t len) {
             watch(connection, EPOLL_CTL_MOD);
             break;
         case Connection::Sent::kNoMemory:
-            log_line(kWarning, "No memory for a reply that waits.\n");
+            log_line(kWarning,
+                     "No memory for a reply that waits, to a connection of uid %u, gid %u, "
+                     "pid %d.\n",
+                     connection->peer().uid, connection->peer().gid, connection->peer().pid);
             close_connection(connection);
             break;
         case Connection::Sent::kFailed:
@@ -269,7 +276,9 @@ void Server::send_reply(Connection *connection, uint32_t len) {
 }
 
 void Server::give_up(Connection *connection) {
-    log_line(kWarning, "Cannot send a reply: %s.\n", strerror(errno));
+    const ucred &peer = connection->peer();
+    log_line(kWarning, "Cannot send a reply to a connection of uid %u, gid %u, pid %d: %s.\n",
+             peer.uid, peer.gid, peer.pid, strerror(errno));
     close_connection(connection);
 }
 
@@ -278,13 +287,17 @@ void Server::watch(Connection *connection, int operation) {
     uint32_t events = connection->waits() ? EPOLLOUT : EPOLLIN | EPOLLRDHUP;
     auto tag = static_cast<uint32_t>(connection - connections_.data());
     if (!watch_fd(poll_fd_, operation, connection->fd(), events, tag)) {
-        log_line(kWarning, "Cannot watch a connection: %s.\n", strerror(errno));
+        const ucred &peer = connection->peer();
+        log_line(kWarning, "Cannot watch a connection of uid %u, gid %u, pid %d: %s.\n", peer.uid,
+                 peer.gid, peer.pid, strerror(errno));
         close_connection(connection);
     }
 }
 
 void Server::close_connection(Connection *connection) {
     const ucred &peer = connection->peer();
+    // Closing alone leaves it watched where a process that a handler forked has it open too.
+    epoll_ctl(poll_fd_, EPOLL_CTL_DEL, connection->fd(), nullptr);
     connection->close();
     connection_num_--;
     log_line(kInfo, "Connection of uid %u, gid %u, pid %d closed, %u left.\n", peer.uid, peer.gid,

@@ -16,8 +16,9 @@ namespace zv_sim {
 bool trace_enabled() noexcept;
 
 // Appends {"seq":N,"call":name,"args":args,"status":status,"out":out}. Bytes that are not UTF-8 are
-// replaced. A line that cannot be written is lost. Any thread; lines stand in the file in the order
-// of their numbers.
+// replaced. A line that cannot be written is lost; of one that the file takes only a part of, that
+// part stays, on a line of its own. Any thread; lines stand in the file in the order of their
+// numbers.
 void trace_append(const char *name, const OrderedJson &args, uint32_t status,
                   const OrderedJson &out) noexcept;
 

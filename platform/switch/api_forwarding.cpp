@@ -13,6 +13,11 @@ bool has_ports(const zv_acl_pbs_entry_t *entry) {
     return entry != nullptr && (entry->ports != nullptr || entry->port_count == 0);
 }
 
+bool takes_ports(uint32_t cmd) {
+    return cmd == ZV_ACCESS_CMD_ADD || cmd == ZV_ACCESS_CMD_ADD_PORTS ||
+           cmd == ZV_ACCESS_CMD_DELETE_PORTS;
+}
+
 }  // namespace
 
 zv_status_t zv_api_acl_policy_based_switching_set(zv_api_handle_t handle, uint32_t cmd,
@@ -21,15 +26,14 @@ zv_status_t zv_api_acl_policy_based_switching_set(zv_api_handle_t handle, uint32
                                                   uint32_t *pbs_id) {
     zv_sim::Call call("zv_api_acl_policy_based_switching_set");
     call.args([&](OrderedJson &args) {
+        const bool with_ports = takes_ports(cmd) || cmd == ZV_ACCESS_CMD_DELETE;
         args = zv_sim::object_of({{"cmd", cmd},
                                   {"switch_id", switch_id},
-                                  {"entry", pbs_entry_json(entry, true)},
+                                  {"entry", pbs_entry_json(entry, with_ports)},
                                   {"pbs_id", number_json(pbs_id)}});
     });
     const zv_status_t status = carry_out(call, handle, [&](Switch &sw) -> zv_status_t {
-        const bool takes_ports = cmd == ZV_ACCESS_CMD_ADD || cmd == ZV_ACCESS_CMD_ADD_PORTS ||
-                                 cmd == ZV_ACCESS_CMD_DELETE_PORTS;
-        if (pbs_id == nullptr || (takes_ports && !has_ports(entry))) {
+        if (pbs_id == nullptr || (takes_ports(cmd) && !has_ports(entry))) {
             return kNullParameter;
         }
         switch (cmd) {

@@ -1,6 +1,8 @@
 // What rules may point at: PBS entries and flow counters. Both can go while rules name them; such
 // rules then forward nowhere or count nothing.
 
+#include <algorithm>
+
 #include "platform/switch/state.h"
 
 namespace zv_switch {
@@ -16,14 +18,6 @@ bool is_full_size(uint32_t entry_type, const std::set<uint32_t> &ports) {
 Pbs *find_pbs(Switch &sw, uint8_t switch_id, uint32_t pbs_id) {
     Pbs *pbs = sw.pbs.find(pbs_id);
     return pbs != nullptr && pbs->switch_id == switch_id ? pbs : nullptr;
-}
-
-zv_status_t replace_ports(Pbs *pbs, std::set<uint32_t> ports) {
-    if (!is_full_size(pbs->entry_type, ports)) {
-        return kOutOfRange;
-    }
-    pbs->ports = std::move(ports);
-    return kSuccess;
 }
 
 }  // namespace
@@ -47,9 +41,14 @@ zv_status_t pbs_add_ports(Switch &sw, uint8_t switch_id, uint32_t pbs_id,
     if (pbs == nullptr) {
         return kEntryNotFound;
     }
-    std::set<uint32_t> ports = pbs->ports;
-    ports.insert(entry.ports, entry.ports + entry.port_count);
-    return replace_ports(pbs, std::move(ports));
+    // Memory is taken for the new ports alone: an entry may have any number of others.
+    std::set<uint32_t> added(entry.ports, entry.ports + entry.port_count);
+    if (pbs->entry_type == kSinglePort &&
+        !std::includes(pbs->ports.begin(), pbs->ports.end(), added.begin(), added.end())) {
+        return kOutOfRange;
+    }
+    pbs->ports.merge(added);
+    return kSuccess;
 }
 
 zv_status_t pbs_delete_ports(Switch &sw, uint8_t switch_id, uint32_t pbs_id,
@@ -58,11 +57,14 @@ zv_status_t pbs_delete_ports(Switch &sw, uint8_t switch_id, uint32_t pbs_id,
     if (pbs == nullptr) {
         return kEntryNotFound;
     }
-    std::set<uint32_t> ports = pbs->ports;
-    for (uint32_t i = 0; i < entry.port_count; i++) {
-        ports.erase(entry.ports[i]);
+    const uint32_t *first = entry.ports;
+    const uint32_t *end = first + entry.port_count;
+    const auto is_held = [pbs](uint32_t port) { return pbs->ports.contains(port); };
+    if (pbs->entry_type == kSinglePort && std::any_of(first, end, is_held)) {
+        return kOutOfRange;
     }
-    return replace_ports(pbs, std::move(ports));
+    std::for_each(first, end, [pbs](uint32_t port) { pbs->ports.erase(port); });
+    return kSuccess;
 }
 
 zv_status_t pbs_destroy(Switch &sw, uint8_t switch_id, uint32_t pbs_id) {

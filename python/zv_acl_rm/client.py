@@ -208,10 +208,12 @@ class Client:
         """Binds an ACL to up to 100 logical ports, in their order; those done before a failure
         stay done. Binding what is bound is no failure.
 
-        PARAM_EXCEEDS_RANGE: no port, or no such ACL. NO_RESOURCES: the daemon's groups are used
+        PARAM_EXCEEDS_RANGE: no port, no such ACL, or its list of what it is bound to is full (648
+        ports and router interfaces; those that an unbind took off before it failed stay listed):
+        the port is bound all the same, and not listed. NO_RESOURCES: the daemon's groups are used
         up, or a port has 16 ACLs. NO_HW_RESOURCES: the switch's room ran out. ENTRY_NOT_FOUND: a
-        port has an ACL that was edited since. ERROR: another owner's ACL, or a port whose ACLs
-        have the other direction."""
+        port has an ACL that was edited since. ERROR: another owner's ACL, a port whose ACLs have
+        the other direction, or the switch refused."""
         self.call(requests.bind_ports(acl_id, log_ports))
 
     def unbind_ports(self, acl_id: int, log_ports: Sequence[int]) -> None:
@@ -228,25 +230,30 @@ class Client:
         self.call(requests.unbind_rifs(acl_id, rifs))
 
     def bind_system(self, acl_id: int) -> None:
-        """Binds an ACL to every front-panel port, and to those that add_ports() will name.
+        """Binds an ACL to every front-panel port, and to those that add_ports() will name. After a
+        failure it stays on the ports done before, but is not bound to the system: they are unbound
+        one by one.
 
-        PARAM_EXCEEDS_RANGE: no such ACL. NO_RESOURCES and NO_HW_RESOURCES as with bind_ports.
-        ERROR: another owner's ACL, or one that is bound so already."""
+        PARAM_EXCEEDS_RANGE: no such ACL, or its list is full as with bind_ports, as are
+        NO_RESOURCES, NO_HW_RESOURCES and ENTRY_NOT_FOUND. ERROR: another owner's ACL, one that is
+        bound so already, a port whose ACLs have the other direction, or the switch refused."""
         self.call(requests.bind_system(acl_id))
 
     def unbind_system(self, acl_id: int) -> None:
-        """Takes a system-bound ACL off every port, also off those it was bound to one by one.
+        """Takes a system-bound ACL off every port, also off those it was bound to one by one. After
+        a failure it still counts as bound to the system, and this may be called again.
 
-        PARAM_EXCEEDS_RANGE: no such ACL. ERROR: another owner's ACL, or one not bound so."""
+        PARAM_EXCEEDS_RANGE: no such ACL. ERROR: another owner's ACL, one not bound so, or the
+        switch refused."""
         self.call(requests.unbind_system(acl_id))
 
     def add_ports(self, log_ports: Sequence[int]) -> None:
         """Tells the daemon of up to 100 ports that came: every owner's system-bound ACLs are bound
-        to them. Statuses as with bind_ports."""
+        to them. Statuses as with bind_ports, but that no port is no failure."""
         self.call(requests.add_ports(log_ports))
 
     def remove_ports(self, log_ports: Sequence[int]) -> None:
-        """Tells the daemon of up to 100 ports that went. Statuses as with bind_ports."""
+        """Tells the daemon of up to 100 ports that went. Statuses as with add_ports."""
         self.call(requests.remove_ports(log_ports))
 
     # ---- counters
@@ -274,14 +281,15 @@ class Client:
         """Creates an MC group of up to 100 ports and returns its id.
 
         ENTRY_NOT_FOUND: the handle was never opened. NO_RESOURCES: no room in the switch. ERROR:
-        the daemon holds 6400 groups."""
+        the switch refused, or the daemon holds 6400 groups: the new one is then in the switch, and
+        nobody can name it."""
         return self.call(requests.create_mc_group(log_ports))
 
     def add_mc_group_ports(self, mc_group_id: int, log_ports: Sequence[int]) -> None:
         """Adds up to 100 ports to an MC group.
 
-        PARAM_EXCEEDS_RANGE: no such group, or a client that opened as OF13. NO_RESOURCES: no room
-        in the switch. ERROR: another owner's group."""
+        PARAM_EXCEEDS_RANGE: no such group, or a client that opened as OF13. ERROR: another owner's
+        group, or the switch refused, for want of room too."""
         self.call(requests.add_mc_group_ports(mc_group_id, log_ports))
 
     def remove_mc_group_ports(self, mc_group_id: int, log_ports: Sequence[int]) -> None:

@@ -239,6 +239,28 @@ TEST_F(ExplainBind, AHundredAndTwentyEightGroups) {
               "128 ports and router interfaces carry ACLs, as many as can: unbind one first");
 }
 
+/* Only unbinding that fails leaves an ACL's list longer than there are groups: it keeps those that
+ * were taken off before the failure, and binding them again lists them once more. */
+TEST_F(ExplainBind, AnAclWhoseListOfBoundPointsIsFull) {
+    std::vector<uint16_t> rifs;
+    for (uint16_t rif = 1; rif <= 100; rif++) {
+        rifs.push_back(rif);
+    }
+    for (int i = 0; i < 6; i++) {
+        ASSERT_EQ(client_.bind_rifs(BIND, acl_.acl_id, rifs), 0u);
+        daemon_.control().fail("zv_api_acl_rif_bind_set", 6, 100);
+        ASSERT_EQ(client_.bind_rifs(UNBIND, acl_.acl_id, rifs), ZV_ACL_RM_STATUS_ERROR);
+        daemon_.control().clear_faults();
+    }
+    ASSERT_EQ(client_.bind_rifs(BIND, acl_.acl_id, {rifs.begin(), rifs.begin() + 48}), 0u)
+        << "the 648th";
+    EXPECT_EQ(why(client_, rif_bind(BIND, acl_.acl_id, {49})),
+              words(acl_) +
+                  " lists 648 ports and router interfaces that it is bound to, as many as it can");
+    EXPECT_EQ(client_.bind_rifs(BIND, acl_.acl_id, {49}), 0u) << "bound, though not listed";
+    EXPECT_EQ(client_.bind_rifs(BIND, acl_.acl_id, {50}), ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE);
+}
+
 /* A switch that lets go of an ACL in use. */
 TEST(ExplainBindOfEdited, APortWithAnAclThatWasEdited) {
     DaemonOptions options;

@@ -1,11 +1,14 @@
 /* Captures sent through the simulated switch: each packet's verdict, and files that are none. */
 #include <fstream>
 
+#include "tests/support/temp_dir.h"
+#include "tests/tools/stub_switch.h"
 #include "tests/tools/tool_session.h"
 
 namespace {
 
 using nlohmann::json;
+using zv_test::StubSwitch;
 using zv_test::ToolRun;
 
 /* A capture file, packet by packet; little-endian, microseconds. */
@@ -175,5 +178,60 @@ TEST_F(CaptureFile, ThatIsWrongIsRefusedBeforeAnythingIsSent) {
     const json state = session_.object({"switch", "state"});
     EXPECT_EQ(state.at("regions").at(0).at("rules").at(0).at("activity"), 0);
 }
+
+/* --- a switch that goes away in the middle */
+
+/* Answers the first packets with "no rule matched" and hangs up on the next one. */
+StubSwitch::Handler hang_up_at_packet(int number) {
+    return [number, packets_num = 0](const json &question) mutable {
+        if (question.at("cmd") == "state") {
+            return json{{"ok", true}, {"acls", json::array()}, {"regions", json::array()}}.dump() +
+                   "\n";
+        }
+        packets_num++;
+        return packets_num == number ? std::string() : "{\"ok\":true,\"matched\":false}\n";
+    };
+}
+
+struct CutCapture {
+    const char *name;
+    int hangs_up_at; /* of the packets that are sent */
+    const char *key_type;
+    int exit_code;
+    const char *detail;
+};
+
+void PrintTo(const CutCapture &each, std::ostream *out) {
+    *out << each.name;
+}
+
+class CaptureCutShort : public testing::TestWithParam<CutCapture> {};
+
+TEST_P(CaptureCutShort, TellsWhichPacketsTheSwitchHasSeen) {
+    Capture capture(1);
+    for (const std::string &frame : {kArp, kIpv6, kTelnet, kIpv6}) {
+        capture.add(frame);
+    }
+    const zv_test::TempDir directory;
+    const std::string path = directory.file("capture.pcap");
+    zv_test::write_file(path, capture.text());
+    const StubSwitch sim(hang_up_at_packet(GetParam().hangs_up_at));
+    const ToolRun run = sim.run({"-j", "switch", "packet", "--port", "65537", "--pcap", path,
+                                 "--key-type", GetParam().key_type});
+    EXPECT_EQ(run.exit_code, GetParam().exit_code);
+    const json answer = zv_test::own_members(run.out, GetParam().exit_code);
+    EXPECT_EQ(answer.at("details"), json::array({GetParam().detail}));
+}
+
+/* Of the four frames the second and the fourth have a key of IPv6, all have one of MAC. */
+const CutCapture kCutCaptures[] = {
+    {"AtTheFirst", 1, "mac", 3, "sent before that: none of 4"},
+    {"AtTheSecond", 2, "mac", 8, "sent before that: packets 1 of 4"},
+    {"AtTheFourth", 4, "mac", 8, "sent before that: packets 1-3 of 4"},
+    {"AtTheFirstThatHasAKey", 1, "ipv6", 3, "sent before that: none of 4"},
+    {"AtTheSecondThatHasAKey", 2, "ipv6", 8, "sent before that: packets 2 of 4"}};
+
+INSTANTIATE_TEST_SUITE_P(Capture, CaptureCutShort, testing::ValuesIn(kCutCaptures),
+                         [](const auto &each) { return each.param.name; });
 
 }  // namespace

@@ -192,6 +192,7 @@ TEST(LongLists, LeaveAnMcGroupWithItsFirstPortsAndNameIt) {
     EXPECT_EQ(answer.at("partial").at("done").size(), 100u);
     EXPECT_EQ(answer.at("partial").at("uncertain").size(), 100u);
     EXPECT_EQ(answer.at("partial").at("not_sent").size(), 50u);
+    EXPECT_EQ(answer.at("partial").at("mc_group_id"), 17);
     expect_part(result.err, "adding port 101 to MC group 17: refused");
     expect_part(result.err, "MC group 17 is there with the first 100 ports");
     expect_part(result.err, "perhaps: there is no MC group 17\n");

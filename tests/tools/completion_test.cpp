@@ -22,7 +22,7 @@ Words offered(const std::string &root, const Words &words) {
     }
     const std::string script =
         "export ZV_PLATFORM_ROOT=" + quoted(root) +
-        "; source " ZV_TEST_COMPLETION_SCRIPT "; COMP_WORDS=(" ZV_TEST_ACLRMCTL_PATH + line +
+        "; source " ZV_TEST_COMPLETION_SCRIPT "; COMP_WORDS=(" + zv_test::tool_path() + line +
         "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1));" +
         " _aclrmctl; ((${#COMPREPLY[@]})) && printf '%s\\n' \"${COMPREPLY[@]}\"; true";
     FILE *pipe = popen(("bash --norc -c \"" +

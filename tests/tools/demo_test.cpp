@@ -35,7 +35,7 @@ class DemoRun {
         sigaddset(&defaults, SIGINT);
         posix_spawnattr_setsigdefault(&attributes, &defaults);
         posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-        std::string tool = ZV_TEST_ACLRMCTL_PATH;
+        std::string tool = zv_test::tool_path();
         words.insert(words.begin(), tool);
         std::string temporary = "TMPDIR=" + directory_.path().string();
         std::vector<char *> environment{temporary.data()};
@@ -99,7 +99,7 @@ class DemoRun {
     std::string text_;
 };
 
-const std::vector<std::string> kDemo{"demo", "--daemon", ZV_TEST_DAEMON_PROGRAM};
+const std::vector<std::string> kDemo{"demo", "--daemon", zv_test::daemon_path()};
 
 void expect_gone(const DemoRun &run) {
     EXPECT_TRUE(run.left_nothing());
@@ -130,7 +130,7 @@ TEST(Demo, TellsTheWholeStoryAndLeavesNothing) {
 }
 
 TEST(Demo, IsOneObjectInJson) {
-    const ToolRun run = zv_test::run_tool("", {"demo", "-j", "--daemon", ZV_TEST_DAEMON_PROGRAM});
+    const ToolRun run = zv_test::run_tool("", {"demo", "-j", "--daemon", zv_test::daemon_path()});
     EXPECT_EQ(run.exit_code, 0) << run.err;
     const json object = zv_test::own_members(run.out);
     EXPECT_EQ(object.at("attached"), false);
@@ -184,7 +184,7 @@ TEST(Demo, SaysThatTheTemporaryDirectoryHasTooLongAName) {
     const std::string name = directory.file(std::string(100, 'x'));
     ASSERT_TRUE(std::filesystem::create_directory(name));
     setenv("TMPDIR", name.c_str(), 1);
-    const ToolRun run = zv_test::run_tool("", {"demo", "--daemon", ZV_TEST_DAEMON_PROGRAM});
+    const ToolRun run = zv_test::run_tool("", {"demo", "--daemon", zv_test::daemon_path()});
     unsetenv("TMPDIR");
     EXPECT_EQ(run.exit_code, 7);
     EXPECT_NE(run.err.find("a socket's path has room for 107 bytes"), std::string::npos) << run.err;

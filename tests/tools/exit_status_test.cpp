@@ -90,6 +90,7 @@ TEST_F(ExitStatus, IsEightWhereAPartIsDoneAndTellsWhich) {
     EXPECT_EQ(partial.at("done").back(), 39);
     EXPECT_EQ(partial.at("uncertain").size(), 20u);
     EXPECT_EQ(partial.at("not_sent"), (json{80, 81}));
+    EXPECT_FALSE(partial.contains("mc_group_id")) << "no group was created";
     EXPECT_EQ(session_.object({"show", "rules"}).at("rules").size(), 0u)
         << "what the report says is done is what the switch lost";
 }

@@ -290,7 +290,7 @@ class Golden : public testing::TestWithParam<Scenario> {
 /* The story's own times and places. */
 std::string demo_text() {
     const ToolRun run =
-        zv_test::run_tool("", {"demo", "--fast", "--daemon", ZV_TEST_DAEMON_PROGRAM});
+        zv_test::run_tool("", {"demo", "--fast", "--daemon", zv_test::daemon_path()});
     EXPECT_EQ(run.exit_code, 0) << run.err;
     return normalised(
         std::regex_replace(run.out + run.err,
@@ -345,72 +345,5 @@ std::string name_of(const testing::TestParamInfo<Scenario> &row) {
 INSTANTIATE_TEST_SUITE_P(Each, Golden, testing::ValuesIn(scenarios()), name_of);
 INSTANTIATE_TEST_SUITE_P(Each, GoldenObjects, testing::ValuesIn(scenarios_for(false)), name_of);
 INSTANTIATE_TEST_SUITE_P(Each, GoldenTerminal, testing::ValuesIn(scenarios_for(true)), name_of);
-
-/* --- the schema ---------------------------------------------------------------------------------
- */
-
-const char *const kPython = "/usr/bin/python3";
-
-bool has_jsonschema() {
-    return std::system((std::string(kPython) + " -c 'import jsonschema' 2>/dev/null").c_str()) == 0;
-}
-
-/* True where every object of a list in `file` satisfies the schema. */
-bool valid(const std::string &file, std::string *complaint) {
-    const std::string command = std::string(kPython) + " " ZV_TEST_TOOLS_DIR "/check_schema.py " +
-                                ZV_TEST_SCHEMA " " + file + " 2>&1";
-    FILE *pipe = popen(command.c_str(), "r");
-    char buffer[4096];
-    complaint->clear();
-    while (fgets(buffer, sizeof(buffer), pipe) != nullptr) {
-        *complaint += buffer;
-    }
-    return pclose(pipe) == 0;
-}
-
-TEST(Schema, IsSatisfiedByEveryObjectOfTheGoldenFiles) {
-    if (!has_jsonschema()) {
-        GTEST_SKIP() << "python3-jsonschema is not installed";
-    }
-    for (const Scenario &scenario : scenarios()) {
-        if (scenario.columns.empty()) {
-            std::string complaint;
-            EXPECT_TRUE(valid(kGolden + "/" + scenario.name + ".json", &complaint)) << complaint;
-        }
-    }
-}
-
-TEST(Schema, RefusesObjectsThatLackAMemberOrHaveAnotherType) {
-    if (!has_jsonschema()) {
-        GTEST_SKIP() << "python3-jsonschema is not installed";
-    }
-    const zv_test::TempDir directory;
-    const json good{
-        {"schema_version", 1}, {"command", "init"}, {"ok", true}, {"exit", 0}, {"chip", 3}};
-    const auto is_valid = [&](const json &object) {
-        const std::string file = directory.file("objects.json");
-        std::ofstream(file) << json::array({{{"line", "x"}, {"object", object}}});
-        std::string complaint;
-        return valid(file, &complaint);
-    };
-    EXPECT_TRUE(is_valid(good));
-    json version = zv_test::own_members(zv_test::run_tool("", {"-j", "--version"}).out);
-    version.update({{"schema_version", 1}, {"command", "--version"}, {"exit", 0}});
-    EXPECT_TRUE(is_valid(version));
-    for (const auto &[key, value] : good.items()) {
-        json bad = good;
-        bad.erase(key);
-        EXPECT_FALSE(is_valid(bad)) << "without " << key;
-        bad = good;
-        bad[key] = json::array();
-        EXPECT_FALSE(is_valid(bad)) << "another type of " << key;
-    }
-    json unknown = good;
-    unknown["command"] = "innit";
-    EXPECT_FALSE(is_valid(unknown));
-    json failed = good;
-    failed["ok"] = false;
-    EXPECT_FALSE(is_valid(failed));
-}
 
 }  // namespace

@@ -274,4 +274,33 @@ TEST(KeyWords, EndWhereNothingFollows) {
               "key type 2: 000000000000000000000001/000000000000000000000000");
 }
 
+/* An action block in hexadecimal digits with these four bytes at the verdict's place. */
+std::string action_text(const std::string &verdict) {
+    std::string hex(2 * size_t{ZV_ACL_RM_ACTION_BYTES}, '0');
+    return hex.replace(24, verdict.size(), verdict);
+}
+
+TEST(VerdictOfActionText, IsAllFourBytesOfIt) {
+    EXPECT_EQ(verdict_of_action_text(action_text("00000000")), 0u);
+    EXPECT_EQ(verdict_of_action_text(action_text("02000000")), 2u);
+    EXPECT_EQ(verdict_of_action_text(action_text("11000000")), 17u);
+    EXPECT_EQ(verdict_of_action_text(action_text("00010000")), 256u);
+    EXPECT_EQ(verdict_of_action_text(action_text("FFffFFff")), 0xFFFFFFFFu);
+}
+
+TEST(VerdictOfActionText, IsNoneWhereTheTextIsNoWholeBlock) {
+    const std::string whole = action_text("01000000");
+    EXPECT_FALSE(verdict_of_action_text(""));
+    EXPECT_FALSE(verdict_of_action_text(whole.substr(0, 26)));
+    EXPECT_FALSE(verdict_of_action_text(whole.substr(1)));
+    EXPECT_FALSE(verdict_of_action_text(whole + "0"));
+    EXPECT_FALSE(verdict_of_action_text(whole + "00"));
+    for (const char *digits : {"0g", "g0", " 1", "1 ", "-1", "+1", "0x"}) {
+        EXPECT_FALSE(verdict_of_action_text(action_text(digits))) << digits;
+    }
+    std::string end = whole;
+    end.back() = 'x';
+    EXPECT_FALSE(verdict_of_action_text(end)) << "far behind the verdict";
+}
+
 }  // namespace

@@ -5,23 +5,20 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <map>
 #include <nlohmann/json.hpp>
 
 #include "rule_progress.h"
 #include "tests/client/stub_daemon.h"
+#include "tests/tools/acl_stub.h"
 #include "tests/tools/run_tool.h"
-#include "zv_acl_rm/zv_acl_rm_records.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
 namespace {
 
 using nlohmann::json;
+using zv_test::AclStub;
 using zv_test::echo_reply;
 using zv_test::run_tool;
 using zv_test::StubDaemon;
@@ -39,105 +36,6 @@ std::string rules(int count) {
     }
     return text;
 }
-
-template <typename Params>
-Params record(const StubRequest &request) {
-    Params params{};
-    EXPECT_EQ(request.body.size(), sizeof(params));
-    std::memcpy(&params, request.body.data(), std::min(request.body.size(), sizeof(params)));
-    return params;
-}
-
-/* Answers as the daemon does for an ACL without an end, but for the writes: of those the test says
- * what becomes of the one whose first rule has that priority. */
-class AclStub {
-  public:
-    using Write = std::function<StubReply(StubReply good, uint32_t priority)>;
-
-    explicit AclStub(Write write = [](StubReply good, uint32_t) { return good; })
-        : write_(std::move(write)),
-          daemon_([this](const StubRequest &request) { return answer(request); }) {}
-
-    ToolRun run(Words words) { return run_tool("", at_the_stub(std::move(words))); }
-    ToolRun run_on_terminal(unsigned short columns, Words words) {
-        return zv_test::run_tool_on_terminal(columns, "", at_the_stub(std::move(words)));
-    }
-    std::string file(const std::string &text) {
-        const std::string path = daemon_.directory() + "/test.rules";
-        std::ofstream(path) << text;
-        return path;
-    }
-    /* The commands that carry rules. */
-    std::vector<zv_acl_rm_acl_rule_set_params_t> writes() const {
-        std::vector<zv_acl_rm_acl_rule_set_params_t> found;
-        for (const StubRequest &request : daemon_.requests()) {
-            if (request.command == ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET) {
-                const auto params = record<zv_acl_rm_acl_rule_set_params_t>(request);
-                if (params.rules_num > 0) {
-                    found.push_back(params);
-                }
-            }
-        }
-        return found;
-    }
-    bool was_asked() const { return !daemon_.requests().empty(); }
-
-  private:
-    Words at_the_stub(Words words) {
-        words.insert(words.begin(),
-                     {"--socket", daemon_.socket_path(), "--switch-socket", "/none"});
-        return words;
-    }
-
-    StubReply answer(const StubRequest &request) {
-        switch (request.command) {
-            case ZV_ACL_RM_API_INT_CMD_DUMP:
-                std::ofstream(std::string(request.attachment.begin(), request.attachment.end() - 1))
-                    << "no dump";
-                return echo_reply(request);
-            case ZV_ACL_RM_API_INT_CMD_ACL_RULE_GET:
-                return read(request);
-            case ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET:
-                return write(request);
-            case ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK: {
-                StubReply reply;
-                return reply;
-            }
-            default:
-                return echo_reply(request);
-        }
-    }
-
-    StubReply write(const StubRequest &request) {
-        const auto params = record<zv_acl_rm_acl_rule_set_params_t>(request);
-        const StubReply reply = params.rules_num == 0
-                                    ? echo_reply(request)
-                                    : write_(echo_reply(request), params.rules[0].priority);
-        for (uint32_t i = 0; reply.status == 0 && !reply.silent && i < params.rules_num; i++) {
-            held_[params.rules[i].offset] = params.rules[i];
-        }
-        return reply;
-    }
-
-    StubReply read(const StubRequest &request) {
-        auto params = record<zv_acl_rm_acl_rule_get_params_t>(request);
-        StubReply reply = echo_reply(request);
-        for (uint32_t i = 0; i < params.rules_num; i++) {
-            const auto found = held_.find(params.rules[i].offset);
-            if (found == held_.end()) {
-                return StubReply{.status = ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND};
-            }
-            params.rules[i] = found->second;
-            params.rules[i].readout = {};
-        }
-        std::memcpy(reply.body.data(), &params, sizeof(params));
-        return reply;
-    }
-
-    Write write_;
-    std::map<uint32_t, acl_rm_rule> held_;
-    StubDaemon daemon_; /* last: its thread uses the others */
-};
 
 /* The tool is the only process that a test of this file starts. */
 void signal_child(int number) {

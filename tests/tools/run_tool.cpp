@@ -78,11 +78,11 @@ ToolRun run_with(const std::string &root, const std::vector<std::string> &words,
     sigfillset(&defaults);
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    std::vector<std::string> command{ZV_TEST_ACLRMCTL};
+    std::vector<std::string> command{tool_path()};
     command.insert(command.end(), words.begin(), words.end());
     std::vector<std::string> environment = environment_with(root);
     pid_t pid = -1;
-    const int error = posix_spawn(&pid, ZV_TEST_ACLRMCTL, &actions, &attributes,
+    const int error = posix_spawn(&pid, command.front().c_str(), &actions, &attributes,
                                   pointers(command).data(), pointers(environment).data());
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
@@ -108,6 +108,11 @@ bool open_terminal(unsigned short columns, int (&ends)[2]) {
 }
 
 }  // namespace
+
+std::string tool_path() {
+    const char *other = getenv("ZV_TEST_ACLRMCTL");
+    return other != nullptr ? other : ZV_TEST_ACLRMCTL;
+}
 
 ToolRun run_tool(const std::string &root, const std::vector<std::string> &words) {
     int out[2];

@@ -13,6 +13,9 @@ struct ToolRun {
     std::string err;
 };
 
+/* The tool under test: that of this build, or the one that ZV_TEST_ACLRMCTL names. */
+std::string tool_path();
+
 /* `root` becomes ZV_PLATFORM_ROOT; with "" the variable is not set. */
 ToolRun run_tool(const std::string &root, const std::vector<std::string> &words);
 

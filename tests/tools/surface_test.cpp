@@ -1,4 +1,8 @@
 /* What the tool says where the daemon tells it only a part, and where it looks before it asks. */
+#include <unistd.h>
+
+#include <filesystem>
+
 #include "tests/tools/tool_session.h"
 
 namespace {
@@ -92,6 +96,40 @@ TEST_F(CutDump, LetsNoAclBeEditedUnseen) {
               std::string::npos)
         << run.err;
     session_.text({"acl", "edit", "--acl", "2", "--direction", "egress", "--force"});
+}
+
+/* --- the place of a dump */
+
+/* A working directory of its own, and TMPDIR as it is given. */
+class InADirectory {
+  public:
+    explicit InADirectory(const char *tmpdir) : before_(std::filesystem::current_path()) {
+        setenv("TMPDIR", tmpdir, 1);
+        std::filesystem::current_path(directory_.path());
+    }
+    ~InADirectory() {
+        std::filesystem::current_path(before_);
+        unsetenv("TMPDIR");
+    }
+    InADirectory(const InADirectory &) = delete;
+    InADirectory &operator=(const InADirectory &) = delete;
+
+  private:
+    zv_test::TempDir directory_;
+    std::filesystem::path before_;
+};
+
+/* The daemon opens the file, and its working directory is another one. */
+TEST(Show, TakesNoTmpdirThatIsRelative) {
+    zv_test::ToolSession session;
+    session.text({"open", "--owner", "open-flow"});
+    session.text({"init"});
+    session.text({"acl", "create", "--size", "8"});
+    const InADirectory here(".");
+    const json acls = session.object({"show", "acls"}).at("acls");
+    ASSERT_EQ(acls.size(), 1u);
+    EXPECT_EQ(acls.at(0).at("acl_id"), 1);
+    EXPECT_TRUE(std::filesystem::is_empty("."));
 }
 
 /* --- an edit */
@@ -215,7 +253,7 @@ TEST(McGroup, ThatIsUnknownIsTheCertainCause) {
 
 TEST(HelpAndVersion, ThatCannotBeWrittenAreAFailure) {
     for (const char *word : {"--help", "--version", "acl --help", "-j --version"}) {
-        const std::string line = ZV_TEST_ACLRMCTL_PATH " " + std::string(word) + " >/dev/full 2>&1";
+        const std::string line = zv_test::tool_path() + " " + word + " >/dev/full 2>&1";
         EXPECT_EQ(WEXITSTATUS(std::system(line.c_str())), 7) << word;
     }
 }

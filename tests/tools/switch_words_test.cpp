@@ -1,97 +1,18 @@
 /* The tool's process against a stub of the switch's control socket. */
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <functional>
-#include <mutex>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "rule_encode.h"
 #include "tests/tools/run_tool.h"
+#include "tests/tools/stub_switch.h"
 
 namespace {
 
 using nlohmann::json;
 using zv_test::run_tool;
+using zv_test::StubSwitch;
 using zv_test::ToolRun;
-using Words = std::vector<std::string>;
-
-/* Answers lines as a test says, one connection after the other. */
-class StubSwitch {
-  public:
-    using Handler = std::function<std::string(const json &)>;
-
-    explicit StubSwitch(Handler handler) : handler_(std::move(handler)) {
-        char name[] = "/tmp/zv-switch-XXXXXX";
-        directory_ = mkdtemp(name);
-        path_ = directory_ + "/s";
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, path_.c_str(), sizeof(address.sun_path) - 1);
-        listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(bind(listener_, reinterpret_cast<const sockaddr *>(&address), sizeof(address)),
-                  0);
-        EXPECT_EQ(listen(listener_, 8), 0);
-        thread_ = std::thread([this] { serve(); });
-    }
-    ~StubSwitch() {
-        shutdown(listener_, SHUT_RDWR);
-        thread_.join();
-        close(listener_);
-        std::filesystem::remove_all(directory_);
-    }
-    StubSwitch(const StubSwitch &) = delete;
-    StubSwitch &operator=(const StubSwitch &) = delete;
-
-    std::vector<json> questions() const {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return questions_;
-    }
-
-    ToolRun run(Words words) const {
-        words.insert(words.begin(), {"--switch-socket", path_});
-        return run_tool("", words);
-    }
-
-  private:
-    void serve() {
-        int fd = -1;
-        while ((fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0) {
-            std::string line;
-            char c = 0;
-            while (read(fd, &c, 1) == 1 && c != '\n') {
-                line += c;
-            }
-            const json question = json::parse(line);
-            {
-                const std::lock_guard<std::mutex> lock(mutex_);
-                questions_.push_back(question);
-            }
-            const std::string answer = handler_(question);
-            /* In pieces, since a stream has no messages. */
-            for (size_t at = 0; at < answer.size(); at += 1000) {
-                const std::string piece = answer.substr(at, 1000);
-                EXPECT_EQ(send(fd, piece.data(), piece.size(), MSG_NOSIGNAL),
-                          static_cast<ssize_t>(piece.size()));
-            }
-            close(fd);
-        }
-    }
-
-    Handler handler_;
-    std::string directory_;
-    std::string path_;
-    int listener_ = -1;
-    mutable std::mutex mutex_;
-    std::vector<json> questions_;
-    std::thread thread_;
-};
 
 json switch_rule(uint32_t offset, int activity, const aclrmctl::KeyBytes &key,
                  const aclrmctl::KeyBytes &mask, int verdict) {
@@ -220,6 +141,18 @@ TEST(SwitchState, ShowsTheRulesThatWereHitOrAll) {
     EXPECT_EQ(active.find("ip any"), std::string::npos);
     expect_part(sim.run({"switch", "state", "--rules"}).out,
                 "       4      12  no   permit   ip4 any > any\n");
+}
+
+/* Any client may have written any number as a verdict. */
+TEST(SwitchState, ShowsAVerdictWithoutANameByItsNumber) {
+    json state = sample_state();
+    state["regions"][0]["rules"][0]["action"].get_ref<std::string &>().replace(24, 8, "11000000");
+    state["regions"][0]["rules"][1]["action"] = "00";
+    const StubSwitch sim([&state](const json &) { return state.dump() + "\n"; });
+    expect_part(sim.run({"switch", "state", "--rules"}).out,
+                "  region  offset  hit  verdict     rule\n"
+                "       4       3  yes  verdict 17  udp 10.0.0.0/8 > any port 53\n"
+                "       4      12  no   -           ip4 any > any\n");
 }
 
 TEST(SwitchState, TakesAnAnswerOfMegabytes) {

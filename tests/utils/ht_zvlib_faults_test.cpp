@@ -154,4 +154,18 @@ TEST_F(HtZvlibFaults, FreeThatCannotDeleteThePoolFailsAndCanBeRepeated) {
     EXPECT_EQ(table_, nullptr);
 }
 
+// The pool's block is gone then, and with it the entry that was looked up last.
+TEST_F(HtZvlibFaults, FreeThatCannotDeleteThePoolLeavesAnEmptyTable) {
+    create(4, 4);
+    ASSERT_EQ(insert(2, 20), 0);
+    ASSERT_EQ(insert(1, 10), 0);  // behind what the C library writes into a block given back
+    ASSERT_EQ(lookup(1), 10u);
+    {
+        const deletion_faults::Allocator fault;
+        EXPECT_EQ(ht_free_zvlib(&table_), 1);
+    }
+    ASSERT_NE(table_, nullptr);
+    expect_empty_and_full();
+}
+
 }  // namespace

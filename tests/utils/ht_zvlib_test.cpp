@@ -1,6 +1,8 @@
 #include "utils/ht_zvlib.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <array>
 #include <map>
@@ -55,6 +57,16 @@ TEST_F(HtZvlib, CreationFailsOnAPlaceThatHoldsATable) {
     EXPECT_EQ(ht_create_zvlib(&table_, 8, 8, 8, 8, 0), 1);
     EXPECT_EQ(table_, before);
     EXPECT_EQ(table_->key_size, 4u);
+}
+
+// The heads begin behind the C library's own words, so that they end in a page more than they fill.
+TEST_F(HtZvlib, HasMemoryBehindTheLastByteOfItsBucketsToo) {
+    const auto page_bytes = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    create(1, static_cast<uint32_t>(1024 * page_bytes / sizeof(ht_entry_zvlib_t *)));
+    const auto last = reinterpret_cast<uintptr_t>(table_->bucket_heads) + 1024 * page_bytes - 1;
+    unsigned char resident = 0;
+    ASSERT_EQ(mincore(reinterpret_cast<void *>(last / page_bytes * page_bytes), 1, &resident), 0);
+    EXPECT_EQ(resident & 1, 1);
 }
 
 TEST_F(HtZvlib, FreeSetsThePlaceToNullWithEntriesInTheTable) {

@@ -1,6 +1,8 @@
 #include "utils/utils_pool.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstring>
 
@@ -184,6 +186,16 @@ TEST_F(UtilsPool, AllocatesNothingAfterCreation) {
         EXPECT_EQ(utils_pool_free(pool_, utils_pool_alloc(pool_, 5)), 1);
     }
     EXPECT_EQ(allocation_faults::asked_for(), 0u);
+}
+
+// The block begins behind the C library's own words, so that it ends in a page more than it fills.
+TEST_F(UtilsPool, HasMemoryBehindTheLastByteOfItsBlockToo) {
+    const auto page_bytes = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    create(1024, static_cast<uint32_t>(page_bytes) - 4);
+    const auto last = reinterpret_cast<uintptr_t>(pool_->items) + 1024 * page_bytes - 1;
+    unsigned char resident = 0;
+    ASSERT_EQ(mincore(reinterpret_cast<void *>(last / page_bytes * page_bytes), 1, &resident), 0);
+    EXPECT_EQ(resident & 1, 1);
 }
 
 TEST_F(UtilsPool, DeleteThatCannotDeleteTheAllocatorFailsAndCanBeRepeated) {

@@ -33,7 +33,7 @@ std::vector<Line> lines() {
         {"corrupt", R"({"cmd":"corrupt","region_id":1,"offset":0})"},
         {"trace", R"({"cmd":"trace","lines":5})"},
         {"garbage", "{\"cmd\":[[1,2,{\"a\":[1]}],"},
-        {"nested lists", nested(300)},
+        {"nested lists", nested(60)},
     };
 }
 

@@ -122,6 +122,22 @@ TEST_F(TraceFile, ThatCannotBeMadeIsReportedAndTheRingStaysInMemory) {
     EXPECT_TRUE(std::filesystem::is_directory(path_));
 }
 
+// With ".old" behind it a path has at most 4095 characters, as any.
+TEST_F(TraceFile, WhoseOldNameIsTooLongStaysAndTheRingIsInMemory) {
+    for (const size_t len : {4091u, 4092u}) {
+        const std::string name = "/" + std::to_string(len);
+        std::string path = directory_.string();
+        while (path.size() + name.size() < len) {
+            path += path.size() + name.size() + 1 == len ? "/" : "/.";
+        }
+        path += name;
+        setenv("ZV_TRACE_FILE", path.c_str(), 1);
+        write_and_crash("the first run");
+        write_and_crash("the second run");
+        EXPECT_EQ(read(path), len == 4091 ? "the second run" : "the first run") << len;
+    }
+}
+
 TEST_F(TraceFile, ReaderReportsAMissingFileAndOneOfAnotherKind) {
     char buffer[16];
     uint32_t written = 1;

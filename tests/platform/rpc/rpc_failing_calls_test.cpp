@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "rpc_test_support.h"
@@ -39,8 +40,15 @@ struct Calls {
     Failing lstat;
     Failing epoll_ctl;
     Failing accept4;
+    Failing array;                    // of operator new that throws nothing
+    std::atomic<uint32_t> unwatched;  // descriptors that were taken out of a wait
     pid_t tests_pid;
 };
+
+std::string about_this_process(const std::string &begin, const std::string &end) {
+    return begin + " of uid " + std::to_string(getuid()) + ", gid " + std::to_string(getgid()) +
+           ", pid " + std::to_string(getpid()) + end;
+}
 
 Calls &calls() {
     static Calls &shared = *[] {
@@ -73,8 +81,8 @@ class FailingCalls : public ::testing::Test {
   protected:
     FailingCalls() { calls(); }
     ~FailingCalls() override {
-        for (Failing *call :
-             {&calls().send, &calls().lstat, &calls().epoll_ctl, &calls().accept4}) {
+        for (Failing *call : {&calls().send, &calls().lstat, &calls().epoll_ctl, &calls().accept4,
+                              &calls().array}) {
             call->error = 0;
         }
     }
@@ -99,7 +107,10 @@ TEST_F(FailingCalls, AReplyThatCannotBeSentEndsItsConnectionAlone) {
     calls().send.arm(EMSGSIZE, 1, 1);
     EXPECT_TRUE(client.call(packet(kEcho, 1)).ended);
     EXPECT_EQ(other.call(packet(kEcho, 2, {8})).body, Bytes{8});
-    EXPECT_NE(server.log().find("Cannot send a reply: Message too long.\n"), std::string::npos);
+    EXPECT_NE(server.log().find(about_this_process("3 ZV_RPC Cannot send a reply to a connection",
+                                                   ": Message too long.\n")),
+              std::string::npos)
+        << server.log();
 }
 
 TEST_F(FailingCalls, AReplyThatWaitedAndCannotBeSentEndsItsConnectionAlone) {
@@ -114,6 +125,94 @@ TEST_F(FailingCalls, AReplyThatWaitedAndCannotBeSentEndsItsConnectionAlone) {
     calls().send.arm(EIO, 1, 1);
     EXPECT_TRUE(client.call(packet(kEcho, 1)).ended);
     EXPECT_EQ(other.call(packet(kEcho, 2, {8})).body, Bytes{8});
+}
+
+TEST_F(FailingCalls, AReplyThatMustWaitAndFindsNoMemoryEndsItsConnectionAlone) {
+    ServerProcess server;
+    RawClient client;
+    RawClient other;
+    other.call(packet(kEcho, 1));
+    client.call(packet(kEcho, 1));
+    calls().array.arm(ENOMEM, 1, 1);
+    calls().send.arm(EAGAIN, 1, 1);
+    EXPECT_TRUE(client.call(packet(kEcho, 1, {7})).ended);
+    EXPECT_EQ(other.call(packet(kEcho, 2, {8})).body, Bytes{8});
+    EXPECT_NE(server.log().find(about_this_process(
+                  "3 ZV_RPC No memory for a reply that waits, to a connection", ".\n")),
+              std::string::npos)
+        << server.log();
+}
+
+TEST_F(FailingCalls, AConnectionThatCannotBeWatchedIsEndedAlone) {
+    ServerProcess server;
+    RawClient other;
+    other.call(packet(kEcho, 1));
+    calls().epoll_ctl.arm(ENOSPC, 1, 1);
+    RawClient client;
+    EXPECT_TRUE(client.receive().ended);
+    EXPECT_EQ(other.call(packet(kEcho, 2, {8})).body, Bytes{8});
+    EXPECT_NE(server.log().find(about_this_process("3 ZV_RPC Cannot watch a connection",
+                                                   ": No space left on device.\n")),
+              std::string::npos)
+        << server.log();
+}
+
+size_t count_in(const std::string &text, const std::string &part) {
+    size_t num = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        num++;
+    }
+    return num;
+}
+
+void wait_for_a_close(ServerProcess &server, RawClient &other) {
+    for (int i = 0; i < 1000 && count_in(server.log(), "closed") == 0; i++) {
+        other.call(packet(kEcho, 2));
+    }
+}
+
+// A child process of the server's has the connection as well, which therefore stays in the wait
+// unless it is taken out.
+TEST_F(FailingCalls, AConnectionThatIsClosedIsUnwatchedThoughAForkedChildKeepsIt) {
+    ServerProcess server;
+    RawClient other;
+    RawClient client;
+    client.call(packet(kFork, 1));
+    calls().unwatched = 0;
+    client.close();
+    wait_for_a_close(server, other);
+    EXPECT_EQ(calls().unwatched, 1u);
+    for (int i = 0; i < 10; i++) {
+        EXPECT_EQ(other.call(packet(kEcho, 2, {8})).body, Bytes{8});
+    }
+    EXPECT_EQ(count_in(server.log(), "closed"), 1u) << server.log();
+}
+
+TEST_F(FailingCalls, EventsOfAClosedConnectionThatStaysWatchedAreIgnored) {
+    ServerProcess server;
+    RawClient other;
+    RawClient client;
+    client.call(packet(kFork, 1));
+    calls().epoll_ctl.arm(ENOMEM, 1, 1);
+    client.close();
+    wait_for_a_close(server, other);
+    for (int i = 0; i < 10; i++) {
+        EXPECT_EQ(other.call(packet(kEcho, 2, {8})).body, Bytes{8});
+    }
+    EXPECT_EQ(count_in(server.log(), "closed"), 1u) << server.log();
+}
+
+TEST_F(FailingCalls, ATableThatFindsNoMemoryIsNoBadTable) {
+    const int status = in_child([] {
+        const auto nothing = [](uint8_t *, uint32_t, uint8_t **, uint32_t *) { return 0u; };
+        const zv_rpc_command_t table = {2, "A", nothing, 2};
+        zv_rpc_core_td_init(kSocketPath, kMaxMessage);
+        calls().array.arm(ENOMEM, 1, 1);
+        const uint32_t first = zv_rpc_api_rpc_command_db_init(&table, 1);
+        const uint32_t second = zv_rpc_api_rpc_command_db_init(&table, 1);
+        return static_cast<int>(10 * first + second);
+    });
+    EXPECT_EQ(status, 40);
 }
 
 TEST_F(FailingCalls, AListenerThatCannotBeWatchedAgainIsTriedAgain) {
@@ -158,6 +257,11 @@ TEST(RpcLog, LinesAreCutAt511Characters) {
 
 }  // namespace
 
+[[gnu::visibility("default")]] void *operator new[](size_t size,
+                                                    const std::nothrow_t & /*tag*/) noexcept {
+    return fails(calls().array) ? nullptr : ::operator new[](size);
+}
+
 // NOLINTBEGIN: the C library's names
 extern "C" {
 
@@ -171,6 +275,7 @@ extern "C" {
 
 [[gnu::visibility("default")]] int epoll_ctl(int poll_fd, int operation, int fd,
                                              epoll_event *event) noexcept {
+    calls().unwatched += operation == EPOLL_CTL_DEL ? 1 : 0;
     return fails(calls().epoll_ctl) ? -1
                                     : next<int(int, int, int, epoll_event *)>("epoll_ctl")(
                                           poll_fd, operation, fd, event);

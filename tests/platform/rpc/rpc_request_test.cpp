@@ -144,6 +144,32 @@ TEST_F(Request, IsAnsweredFromInsideItsBody) {
     EXPECT_EQ(client_.call(packet(kTail, 1, {1, 2, 3, 4, 5, 6, 7})).body, (Bytes{5, 6, 7}));
 }
 
+TEST_F(Request, IsAnsweredFromInsideItsBodyWhereTheReplyOverlapsItsPlace) {
+    Bytes body(44);
+    for (size_t i = 0; i < body.size(); i++) {
+        body[i] = static_cast<uint8_t>(i);
+    }
+    EXPECT_EQ(client_.call(packet(kTail, 1, body)).body, Bytes(body.begin() + 4, body.end()));
+}
+
+// What lies behind the body there is of another request.
+TEST_F(Request, WhoseReplyLeavesItsBodyIsAnsweredWithoutItAndLogged) {
+    client_.call(packet(kEcho, 1, Bytes(100, 0x5a)));
+    Bytes body = bytes_of(8);
+    body.resize(8, 0x11);
+    EXPECT_EQ(client_.call(packet(kPast, 1, body)).body, body);
+    EXPECT_EQ(server_.log().find("reply"), std::string::npos);
+    body[0] = 9;
+    RawReply reply = client_.call(packet(kPast, 1, body));
+    EXPECT_EQ(reply.header.transport, 0u);
+    EXPECT_EQ(reply.header.status, 0u);
+    EXPECT_TRUE(reply.body.empty());
+    EXPECT_NE(server_.log().find("3 ZV_RPC The reply of command 13 is left out: 9 bytes reach past "
+                                 "the body they begin in.\n"),
+              std::string::npos)
+        << server_.log();
+}
+
 TEST_F(Request, WhoseHandlerFailsIsAnsweredWithTheStatusAlone) {
     RawReply reply = client_.call(packet(kFail, 1, {1, 2, 3}));
     EXPECT_EQ(reply.header.transport, 0u);
@@ -201,6 +227,11 @@ TEST_F(PathRequest, LetsNoAddressOutInTheReply) {
     EXPECT_EQ(call({}).body, expected);
     expected.erase(expected.begin(), expected.begin() + 8);
     EXPECT_EQ(call(path_of("/x"), 2).body, expected);
+}
+
+TEST_F(PathRequest, IsAnsweredWithAReplyThatCoversTheAttachmentsPlace) {
+    EXPECT_EQ(call(path_of("/var/log/dump"), 3).body, Bytes(200, 'c'));
+    EXPECT_EQ(seen_path(), "/var/log/dump");
 }
 
 TEST_F(PathRequest, TakesAPathOf4095CharactersAndNoMore) {

@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -225,6 +229,28 @@ TEST_F(Serving, AcceptsAgainWhenDescriptorsAreFreeAgain) {
     EXPECT_EQ(waiting.receive().body, Bytes{2});
 }
 
+uint32_t word_in(const RawReply &reply) {
+    uint32_t word = 0;
+    EXPECT_EQ(reply.body.size(), sizeof(word));
+    memcpy(&word, reply.body.data(), std::min(sizeof(word), reply.body.size()));
+    return word;
+}
+
+// Each connection that is accepted logs a line.
+TEST_F(Serving, AcceptsAtMost64ConnectionsBetweenTwoRequestsOfAnother) {
+    RawClient other;
+    other.call(packet(kEcho, 1));
+    hold();
+    for (uint32_t i = 0; i < 3; i++) {
+        other.send(packet(kLogLines, i));
+    }
+    const std::vector<RawClient> newcomers(100);
+    release();
+    const uint32_t before = word_in(other.receive());
+    EXPECT_EQ(word_in(other.receive()) - before, 64u);
+    EXPECT_EQ(word_in(other.receive()) - before, 100u);
+}
+
 TEST_F(Serving, NamesThePeerWhenAConnectionComesAndGoes) {
     auto client = std::make_unique<RawClient>();
     client->call(packet(kEcho, 1));
@@ -241,17 +267,19 @@ TEST_F(Serving, NamesThePeerWhenAConnectionComesAndGoes) {
 
 class ManyConnections : public ::testing::Test {
   protected:
-    void SetUp() override {
+    void SetUp() override { set_up(600, {}); }
+    void TearDown() override { setrlimit(RLIMIT_NOFILE, &saved_); }
+
+    void set_up(rlim_t descriptors, const ServerOptions &options) {
         getrlimit(RLIMIT_NOFILE, &saved_);
         struct rlimit wanted = saved_;
         wanted.rlim_cur = wanted.rlim_max;
         setrlimit(RLIMIT_NOFILE, &wanted);
-        if (wanted.rlim_cur < 600) {
+        if (wanted.rlim_cur < descriptors) {
             GTEST_SKIP() << "not enough descriptors";
         }
-        server_ = std::make_unique<ServerProcess>();
+        server_ = std::make_unique<ServerProcess>(options);
     }
-    void TearDown() override { setrlimit(RLIMIT_NOFILE, &saved_); }
 
     struct rlimit saved_ = {};
     Root root_;
@@ -279,6 +307,45 @@ TEST_F(ManyConnections, AreServedUpTo512AndOneMoreIsClosedAtOnce) {
         served = client.try_send(packet(kEcho, 1)) && !client.receive().ended;
     }
     EXPECT_TRUE(served);
+}
+
+class WaitingConnections : public ManyConnections {
+  protected:
+    void SetUp() override { set_up(1200, ServerOptions{{}, true}); }
+};
+
+// The kernel lets one more wait than the queue's length, which the system may bound further.
+TEST_F(WaitingConnections, Are1025AndOneMoreIsRefusedAtOnce) {
+    uint32_t length = 1024;
+    uint32_t longest = length;
+    std::ifstream("/proc/sys/net/core/somaxconn") >> longest;
+    length = std::min(length, longest);
+    const sockaddr_un address = server_address();
+    std::vector<RawClient> waiting;
+    for (uint32_t i = 0; i <= length; i++) {
+        waiting.emplace_back(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(connect(waiting.back().fd(), reinterpret_cast<const sockaddr *>(&address),
+                          sizeof(address)),
+                  0)
+            << i;
+    }
+    const RawClient refused(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    EXPECT_EQ(connect(refused.fd(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)),
+              -1);
+    EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST(BusyPoll, TakesUpToASecondAndWarnsOfWhatIsNoSuchNumber) {
+    Root root;
+    for (const char *text : {"0", "1000000"}) {
+        ServerProcess server(ServerOptions{{{"ZV_RPC_BUSY_POLL_US", text}}, true});
+        EXPECT_EQ(server.log(), "");
+    }
+    for (const char *text : {"1000001", "-1", "0x10", "1us"}) {
+        ServerProcess server(ServerOptions{{{"ZV_RPC_BUSY_POLL_US", text}}, true});
+        EXPECT_EQ(server.log(), std::string("3 ZV_RPC ZV_RPC_BUSY_POLL_US=") + text +
+                                    " is no number up to 1000000 and is not used.\n");
+    }
 }
 
 TEST(BusyPoll, ServesAsWell) {

@@ -157,8 +157,11 @@ TEST_F(Socket, IsRefusedInADirectoryThatCannotBeMade) {
 TEST_F(Socket, PathHasAtMost103Bytes) {
     std::string path = "/" + std::string(103 - root_.path("").size() - 1, 's');
     EXPECT_EQ(in_child([&] { return int(zv_rpc_core_td_init(path.c_str(), kMaxMessage)); }), 0);
-    path += "s";
-    EXPECT_EQ(in_child([&] { return int(zv_rpc_core_td_init(path.c_str(), kMaxMessage)); }), 1);
+    for (const size_t more : {1u, 4095u, 4096u, 100000u}) {
+        const std::string longer = path + std::string(more, 's');
+        EXPECT_EQ(in_child([&] { return int(zv_rpc_core_td_init(longer.c_str(), kMaxMessage)); }),
+                  1);
+    }
 }
 
 }  // namespace

@@ -106,6 +106,29 @@ uint32_t deinit_inside(uint8_t *, uint32_t, uint8_t **reply, uint32_t *reply_len
     return echo(reinterpret_cast<uint8_t *>(&status), sizeof(status), reply, reply_len);
 }
 
+uint32_t past(uint8_t *body, uint32_t, uint8_t **reply, uint32_t *reply_len) {
+    return echo(body, word_of(body), reply, reply_len);
+}
+
+uint32_t log_lines(uint8_t *, uint32_t, uint8_t **reply, uint32_t *reply_len) {
+    static uint32_t num;
+    num = g_shared->log_lines;
+    return echo(reinterpret_cast<uint8_t *>(&num), sizeof(num), reply, reply_len);
+}
+
+uint32_t fork_inside(uint8_t *, uint32_t, uint8_t **, uint32_t *) {
+    const pid_t server = getpid();
+    if (fork() == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        // The server may have been killed before that.
+        while (getppid() == server) {
+            pause();
+        }
+        _exit(0);
+    }
+    return 0;
+}
+
 uint32_t path(uint8_t *body, uint32_t body_len, uint8_t **reply, uint32_t *reply_len) {
     static uint8_t copy[kMaxMessage];
     strcpy(g_shared->path, "short body");
@@ -121,6 +144,10 @@ uint32_t path(uint8_t *body, uint32_t body_len, uint8_t **reply, uint32_t *reply
     if (body_len > 8 && body[0] == 2) {
         return echo(body + 8, body_len - 8, reply, reply_len);
     }
+    if (body_len > 0 && body[0] == 3) {
+        memset(copy, 'c', sizeof(copy));
+        return echo(copy, 200, reply, reply_len);
+    }
     return echo(body, body_len, reply, reply_len);
 }
 
@@ -132,6 +159,9 @@ const zv_rpc_command_t kTable[] = {{kEcho, "ECHO", echo, 2},
                                    {kTail, "TAIL", tail, 2},
                                    {kBig, "BIG", big, 2},
                                    {kOrder, "ORDER", order, 2},
+                                   {kPast, "PAST", past, 2},
+                                   {kFork, "FORK", fork_inside, 2},
+                                   {kLogLines, "LOG_LINES", log_lines, 2},
                                    {kPath, "PATH", path, 2},
                                    {kNullReply, "NULL_REPLY", null_reply, 2},
                                    {kDeinit, "DEINIT", deinit_inside, 2},
@@ -336,13 +366,18 @@ Bytes path_of(const std::string &text) {
     return Bytes(text.c_str(), text.c_str() + text.size() + 1);
 }
 
-RawClient::RawClient() {
+sockaddr_un server_address() {
     std::string path = std::string(getenv("ZV_PLATFORM_ROOT")) + kSocketPath;
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    return address;
+}
+
+RawClient::RawClient() {
+    const sockaddr_un address = server_address();
     fd_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    if (connect(fd_, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0) {
+    if (connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0) {
         error_ = errno;
     }
 }

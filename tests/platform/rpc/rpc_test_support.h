@@ -7,6 +7,7 @@
 
 #include <semaphore.h>
 #include <sys/types.h>
+#include <sys/un.h>
 
 #include <atomic>
 #include <cstdint>
@@ -38,8 +39,12 @@ enum Command : uint32_t {
     kNullReply = 10,   // replies 4 bytes at null
     kLimitFiles = 11,  // lets the server have as many descriptors as its body's u32 says
     kDeinit = 12,      // replies what zv_rpc_api_rpc_command_db_deinit returns in a handler
+    kPast = 13,        // replies as many bytes from its body's start as its body's u32 says
+    kFork = 14,        // leaves a child process with all descriptors, which ends with the server
+    kLogLines = 15,    // replies how many lines the log has
     kPath = 17,        // stores the path it is given; replies the record; where byte 0 is 1
-                       // a copy of it, where it is 2 the record from byte 8 on
+                       // a copy of it, where it is 2 the record from byte 8 on, where it is 3
+                       // 200 bytes of other memory
 };
 
 struct Shared {
@@ -140,6 +145,9 @@ Bytes packet(uint32_t command, uint32_t sequence, const Bytes &body = {},
 Bytes bytes_of(uint32_t value);
 // Text with the NUL at its end.
 Bytes path_of(const std::string &text);
+
+// Where this process's server listens.
+sockaddr_un server_address();
 
 struct RawReply {
     bool ended = false;  // the server closed the connection

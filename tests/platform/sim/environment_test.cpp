@@ -121,6 +121,38 @@ TEST(Environment, ATraceIsAppendedTo) {
     EXPECT_EQ(lines_of(zv_test::read_file(dir.file("trace"))).size(), 2u);
 }
 
+// The line of the probe's nth call.
+std::string trace_line(int nth) {
+    return R"({"seq":)" + std::to_string(nth) +
+           R"(,"call":"cl_free","args":{},"status":0,"out":{}})" + "\n";
+}
+
+TEST(Environment, ATraceLineThatIsTakenInPiecesIsWrittenToItsEnd) {
+    const TempDir dir;
+    ChildProcess probe({PROBE_PATH, "cl_free", "write=7,1000", "cl_free", "cl_free"},
+                       {{"ZV_SIM_TRACE", dir.file("trace")}});
+    EXPECT_EQ(probe.wait(), 0);
+    EXPECT_EQ(zv_test::read_file(dir.file("trace")), trace_line(1) + trace_line(2) + trace_line(3));
+}
+
+TEST(Environment, ATraceLineThatIsTornByAFullDiskEndsBeforeTheNextOne) {
+    const TempDir dir;
+    ChildProcess probe({PROBE_PATH, "write=1000,20", "cl_free", "cl_free", "write=1000,1000",
+                        "cl_free", "cl_free"},
+                       {{"ZV_SIM_TRACE", dir.file("trace")}});
+    EXPECT_EQ(probe.wait(), 0);
+    EXPECT_EQ(zv_test::read_file(dir.file("trace")),
+              trace_line(1).substr(0, 20) + "\n" + trace_line(3) + trace_line(4));
+}
+
+TEST(Environment, ATraceLineThatIsLostAsAWholeLeavesNoEmptyOne) {
+    const TempDir dir;
+    ChildProcess probe({PROBE_PATH, "write=1000,0", "cl_free", "write=1000,1000", "cl_free"},
+                       {{"ZV_SIM_TRACE", dir.file("trace")}});
+    EXPECT_EQ(probe.wait(), 0);
+    EXPECT_EQ(zv_test::read_file(dir.file("trace")), trace_line(2));
+}
+
 TEST(Environment, ATraceFileThatCannotBeOpenedIsReportedOnce) {
     const TempDir dir;
     const std::string path = dir.file("absent/trace");

@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 
+#include "platform/sim/call.h"
 #include "platform/sim/json.h"
 
 namespace {
@@ -58,21 +59,37 @@ TEST(JsonObjectOf, HoldsTheMembersInTheirOrder) {
                                   "\"}}");
 }
 
-TEST(JsonObjectOf, ForgetsNothingWhenMemoryEndsInTheMiddle) {
-    uint64_t nth = 1;
-    for (bool failed = true; failed; nth++) {
+// Fails each allocation of `work` in turn; returns how many there are.
+template <class Work>
+uint64_t fail_each_allocation(const Work &work) {
+    uint64_t nth = 0;
+    for (bool failed = true; failed;) {
         const int64_t before = g_held;
-        g_until_failure = nth;
-        failed = false;
+        g_until_failure = ++nth;
         try {
-            build();
+            work();
         } catch (const std::bad_alloc &) {
-            failed = true;
         }
+        failed = g_until_failure == 0;
         g_until_failure = 0;
         EXPECT_EQ(g_held, before) << "allocation " << nth;
     }
-    EXPECT_GT(nth, 10u);
+    return nth - 1;
+}
+
+TEST(JsonObjectOf, ForgetsNothingWhenMemoryEndsInTheMiddle) {
+    EXPECT_GT(fail_each_allocation(build), 10u);
+}
+
+TEST(TraceLine, ForgetsNothingWhenMemoryEndsInTheMiddle) {
+    setenv("ZV_SIM_TRACE", "/dev/null", 1);
+    zv_sim::Call("zv_api_open").finish();  // opens the file
+    const auto traced_call = [] {
+        zv_sim::Call call("zv_api_close");
+        call.args([](zv_sim::OrderedJson &args) { args = build(); });
+        call.finish();
+    };
+    EXPECT_GT(fail_each_allocation(traced_call), 20u);
 }
 
 }  // namespace

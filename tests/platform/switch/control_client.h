@@ -18,7 +18,8 @@ namespace zv_test {
 
 class ControlClient {
   public:
-    explicit ControlClient(const std::string &path) : fd_(socket(AF_UNIX, SOCK_STREAM, 0)) {
+    explicit ControlClient(const std::string &path, int flags = 0)
+        : fd_(socket(AF_UNIX, SOCK_STREAM | flags, 0)) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);

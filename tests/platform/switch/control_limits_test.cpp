@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <vector>
@@ -238,6 +239,22 @@ TEST_F(ControlPlaces, TheSixtyFifthClientIsNotServedBeforeOneLeaves) {
     EXPECT_TRUE(waiting.is_silent());
     clients.pop_back();
     EXPECT_TRUE(is_ok(waiting.line()));
+}
+
+// The kernel lets one more wait than the queue's length.
+TEST_F(ControlPlaces, SeventeenMoreWaitAndOneMoreIsRefusedAtOnce) {
+    std::vector<std::unique_ptr<ControlClient>> clients;
+    for (int i = 0; i < 63; i++) {
+        clients.push_back(std::make_unique<ControlClient>(socket_path()));
+        ASSERT_TRUE(is_ok(clients.back()->ask(kUsage)));
+    }
+    for (int i = 0; i < 17; i++) {
+        clients.push_back(std::make_unique<ControlClient>(socket_path(), SOCK_NONBLOCK));
+        EXPECT_TRUE(clients.back()->connected()) << i;
+    }
+    const ControlClient refused(socket_path(), SOCK_NONBLOCK);
+    EXPECT_EQ(errno, EAGAIN);
+    EXPECT_FALSE(refused.connected());
 }
 
 // Programs started one by one, below roots of their own.

@@ -56,6 +56,18 @@ TEST_F(PbsEntries, TypeZeroHoldsExactlyOnePort) {
     EXPECT_EQ(ports_of(id), Ports{1});
 }
 
+TEST_F(PbsEntries, OfTypeZeroTakeAChangeThatChangesNothing) {
+    uint32_t id = 0;
+    ASSERT_EQ(pbs(ZV_ACCESS_CMD_ADD, 0, {1}, &id), 0u);
+    EXPECT_EQ(pbs(ZV_ACCESS_CMD_ADD_PORTS, 0, {}, &id), 0u);
+    EXPECT_EQ(pbs(ZV_ACCESS_CMD_ADD_PORTS, 0, {1, 1}, &id), 0u);
+    EXPECT_EQ(pbs(ZV_ACCESS_CMD_ADD_PORTS, 0, {1, 2}, &id), 4u);
+    EXPECT_EQ(pbs(ZV_ACCESS_CMD_DELETE_PORTS, 0, {}, &id), 0u);
+    EXPECT_EQ(pbs(ZV_ACCESS_CMD_DELETE_PORTS, 0, {2, 3}, &id), 0u);
+    EXPECT_EQ(pbs(ZV_ACCESS_CMD_DELETE_PORTS, 0, {2, 1}, &id), 4u);
+    EXPECT_EQ(ports_of(id), Ports{1});
+}
+
 TEST_F(PbsEntries, AreKnownInTheirOwnVirtualSwitchOnly) {
     uint32_t id = 0;
     ASSERT_EQ(pbs(ZV_ACCESS_CMD_ADD, 2, {1}, &id, 3), 0u);

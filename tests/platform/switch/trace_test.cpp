@@ -176,6 +176,16 @@ TEST_F(Trace, PolicyBasedSwitching) {
                           R"("out":{"entry":{"entry_type":2,"port_count":2,"ports":[4,8]}}})");
 }
 
+TEST_F(Trace, ReadsNoPortsForACommandThatThereIsNot) {
+    uint32_t port = 8;
+    uint32_t id = 5;
+    const zv_acl_pbs_entry_t entry{2, 4000000000u, &port};
+    zv_api_acl_policy_based_switching_set(handle_, ZV_ACCESS_CMD_GET, 0, &entry, &id);
+    EXPECT_EQ(line(), R"({"call":"zv_api_acl_policy_based_switching_set","args":{"cmd":17,)"
+                      R"("switch_id":0,"entry":{"entry_type":2,"port_count":4000000000,)"
+                      R"("ports":[]},"pbs_id":5},"status":9,"out":{"pbs_id":5}})");
+}
+
 TEST_F(Trace, FlowCounters) {
     uint32_t id = 0;
     zv_api_flow_counter_set(handle_, ZV_ACCESS_CMD_CREATE, 3, &id);
