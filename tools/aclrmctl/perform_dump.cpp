@@ -22,8 +22,7 @@ const char *const kDumpHint =
  * of another user from writing a file that we made, and anyone could guess the name. */
 class PrivateDirectory {
   public:
-    PrivateDirectory() {
-        path_ = temporary_base() + "/aclrmctl-XXXXXX";
+    PrivateDirectory() : path_(temporary_base() + "/aclrmctl-XXXXXX") {
         error_ = mkdtemp(path_.data()) == nullptr ? errno : 0;
     }
     ~PrivateDirectory() {
