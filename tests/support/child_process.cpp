@@ -62,6 +62,10 @@ std::vector<char *> pointers_to(std::vector<std::string> &texts) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    // Nor is what whoever started the tests had ignored (a script's background, nohup) for the child.
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGABRT, SIGUSR1, SIGPIPE}) {
+        signal(number, SIG_DFL);
+    }
     const int in = open("/dev/null", O_RDONLY);
     const int out = open(stdout_path, O_WRONLY | O_CREAT | O_APPEND, 0600);
     const int err = open(stderr_path, O_WRONLY | O_CREAT | O_APPEND, 0600);

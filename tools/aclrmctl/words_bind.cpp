@@ -5,7 +5,6 @@ namespace aclrmctl {
 
 namespace {
 
-const char *const kPortsHelp = "ports, ranges and lists: 65537-65540,65545";
 const char *const kRifsHelp = "router interfaces, ranges and lists: 1-4,7";
 
 void add_bind_group(CLI::App &app, Words &words, bool bind) {

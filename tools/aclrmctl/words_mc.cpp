@@ -5,8 +5,6 @@ namespace aclrmctl {
 
 namespace {
 
-const char *const kPortsHelp = "ports, ranges and lists: 65537-65540,65545";
-
 void add_ports_command(CLI::App &group, Words &words, const std::string &name,
                        const std::string &does, bool add) {
     const auto [command, request] = add_command<McPortsRequest>(

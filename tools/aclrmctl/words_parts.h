@@ -18,6 +18,9 @@
 
 namespace aclrmctl {
 
+/* What stands beside a list of ports in a help text. */
+inline constexpr const char *kPortsHelp = "ports, ranges and lists: 65537-65540,65545";
+
 /* What has been read so far. */
 struct Words {
     Invocation result;
