@@ -87,7 +87,8 @@ void try_tool(Arguments arguments) {
             fail("accepted with exit status %d, time limit %d: %s", exit_code, timeout_ms,
                  err.str().c_str());
         }
-    } else if (!(exit_code == 0 && !out.str().empty()) && !(exit_code == 1 && !err.str().empty())) {
+    } else if ((exit_code != 0 && exit_code != 1) || (out.str().empty() && err.str().empty())) {
+        /* Help goes to standard output, a wrong word to standard error, in JSON to the former. */
         fail("refused with exit status %d, without a word", exit_code);
     }
 }

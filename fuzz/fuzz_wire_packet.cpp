@@ -154,7 +154,8 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const bool shutting_down = (choices & 0x0e) == 0x0e;
     Dispatcher dispatcher;
     if (!dispatcher.open(choose_room(choices >> 6, packet.size())) ||
-        !dispatcher.set_table(zv_fuzz::kWireTable, zv_fuzz::kWireCommandNum)) {
+        dispatcher.set_table(zv_fuzz::kWireTable, zv_fuzz::kWireCommandNum) !=
+            zv_rpc_lib::kSuccess) {
         fail("the dispatcher does not open");
     }
     const size_t received = std::min<size_t>(packet.size(), dispatcher.max_message());
