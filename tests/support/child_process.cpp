@@ -62,7 +62,8 @@ std::vector<char *> pointers_to(std::vector<std::string> &texts) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    // Nor is what whoever started the tests had ignored (a script's background, nohup) for the child.
+    // Nor is what whoever started the tests had ignored (a script's background, nohup) for the
+    // child.
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGABRT, SIGUSR1, SIGPIPE}) {
         signal(number, SIG_DFL);
     }
