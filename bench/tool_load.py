@@ -52,16 +52,17 @@ def round_of(programs: pathlib.Path, form: str) -> dict:
         tool = str(programs / "aclrmctl")
         with subprocess.Popen([programs / "zv_acl_rm"], env=environment, stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL) as daemon:
-            socket_path = pathlib.Path(root) / "var/run/zv_acl_rm.sock"
-            while not socket_path.exists() and daemon.poll() is None:
-                time.sleep(0.01)
-            for words in (["open", "--owner", "open-flow"], ["init"],
-                          ["acl", "create", "--size", str(RULES_NUM)]):
-                milliseconds([tool, *words], environment)
-            times = {"check": milliseconds([tool, "rule", "check", file], environment),
-                     "load": milliseconds([tool, "rule", "load", file, "--acl", "1"], environment)}
-            daemon.terminate()
-    return times
+            try:
+                socket_path = pathlib.Path(root) / "var/run/zv_acl_rm.sock"
+                while not socket_path.exists() and daemon.poll() is None:
+                    time.sleep(0.01)
+                for words in (["open", "--owner", "open-flow"], ["init"],
+                              ["acl", "create", "--size", str(RULES_NUM)]):
+                    milliseconds([tool, *words], environment)
+                return {"check": milliseconds([tool, "rule", "check", file], environment),
+                        "load": milliseconds([tool, "rule", "load", file, "--acl", "1"], environment)}
+            finally:
+                daemon.terminate()
 
 
 def main():

@@ -87,8 +87,13 @@ void try_tool(Arguments arguments) {
             fail("accepted with exit status %d, time limit %d: %s", exit_code, timeout_ms,
                  err.str().c_str());
         }
-    } else if ((exit_code != 0 && exit_code != 1) || (out.str().empty() && err.str().empty())) {
-        /* Help goes to standard output, a wrong word to standard error, in JSON to the former. */
+        return;
+    }
+    /* Help goes to standard output; a wrong word to standard error, as an object to the former. */
+    const bool is_object = out.str().rfind("{", 0) == 0;
+    const bool is_help = exit_code == 0 && !out.str().empty();
+    const bool is_reason = exit_code == 1 && (is_object || !err.str().empty());
+    if (!is_help && !is_reason) {
         fail("refused with exit status %d, without a word", exit_code);
     }
 }

@@ -124,9 +124,10 @@ void replace_hint(std::optional<Failure> *failure,
 void mark_partial(Failure *failure, const std::string &done, const std::vector<uint32_t> &numbers,
                   size_t first, size_t end) {
     const auto at = [&](size_t index) { return numbers.begin() + static_cast<ptrdiff_t>(index); };
-    failure->partial =
-        PartialWork{failure->exit_code,       done,        {at(0), at(first)}, {at(first), at(end)},
-                    {at(end), numbers.end()}, std::nullopt};
+    failure->partial = PartialWork{
+        failure->exit_code,       done,         {at(0), at(first)}, {at(first), at(end)},
+        {at(end), numbers.end()}, std::nullopt,
+    };
     failure->exit_code = kExitPartial;
 }
 
