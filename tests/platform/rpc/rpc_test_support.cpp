@@ -15,6 +15,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <thread>
 
 namespace rpc_test {
@@ -203,10 +204,15 @@ void write_word(int fd, uint32_t word) {
     }
 }
 
+// Held while a command is obeyed: a loop that finds its table gone must not end the process before
+// the one who took it has said so.
+std::mutex g_obeying;
+
 // The server's second thread, which plays the one that shuts the daemon down.
 void obey(int commands, int results) {
     char name = 0;
     while (read(commands, &name, 1) == 1) {
+        std::lock_guard obeying(g_obeying);
         switch (name) {
             case 's':
             case 'c':
@@ -282,7 +288,9 @@ void ServerProcess::serve(const ServerOptions &options, int commands, int result
     }
     std::thread(obey, commands, results).detach();
     sem_wait(&shared_->loop_gate);
-    leave(100 + static_cast<int>(zv_rpc_core_td_start_loop()));
+    status = zv_rpc_core_td_start_loop();
+    std::lock_guard obeying(g_obeying);
+    leave(100 + static_cast<int>(status));
 }
 
 uint32_t ServerProcess::command(char name) {
