@@ -9,7 +9,6 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "rule_progress.h"
 #include "tests/client/stub_daemon.h"
 #include "tests/tools/acl_stub.h"
 #include "tests/tools/run_tool.h"
@@ -417,19 +416,6 @@ TEST(RuleLoadWord, TakesTheBarAwayBeforeItReports) {
         stub.run_on_terminal(60, {"rule", "load", file, "--acl", "6", "--in-flight", "1"});
     EXPECT_EQ(run.exit_code, 8);
     expect_part(run.err, "[K\r\033[Kaclrmctl: loading ");
-}
-
-TEST(ProgressLine, FitsTheTerminal) {
-    using aclrmctl::progress_line;
-    EXPECT_EQ(progress_line(3200, 6400, 79),
-              "3200 of 6400 rules  50% [#########################" + std::string(25, ' ') + "]");
-    EXPECT_EQ(progress_line(3200, 6400, 40), "3200 of 6400 rules  50% [#######       ]");
-    EXPECT_EQ(progress_line(3200, 6400, 30), "3200 of 6400 rules  50%");
-    EXPECT_EQ(progress_line(3200, 6400, 20), "3200 of 6400 rules");
-    EXPECT_EQ(progress_line(3200, 6400, 10), "3200 of 64");
-    for (size_t columns = 0; columns < 200; columns++) {
-        EXPECT_LE(progress_line(6400, 6400, columns).size(), columns);
-    }
 }
 
 }  // namespace
