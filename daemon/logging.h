@@ -76,22 +76,25 @@ class LogModule {
 
     bool logs(LogLevel level) const { return *verbosity_ >= static_cast<uint32_t>(level); }
 
-    // Writes one line, unless the verbosity is too low. Callers go through LOG_LINE.
-    [[gnu::format(printf, 4, 5)]] void write(LogLevel level, LogSite site, const char *format,
-                                             ...) const;
+    // Writes one line, unless the verbosity is too low. Callers go through LOG_LINE. Cold like the
+    // reports below: at the usual verbosity requests write no line, and their own instructions then
+    // lie side by side.
+    [[gnu::cold, gnu::format(printf, 4, 5)]] void write(LogLevel level, LogSite site,
+                                                        const char *format, ...) const;
 
     // A failure with a text, where it happens: error line, or notification for NO_HW_RESOURCES,
     // because a full switch is not the daemon's error.
-    [[gnu::format(printf, 3, 4)]] zv_acl_rm_status_t fail(StatusHere at, const char *format,
-                                                          ...) const;
+    [[gnu::cold, gnu::format(printf, 3, 4)]] zv_acl_rm_status_t fail(StatusHere at,
+                                                                     const char *format, ...) const;
 
     // The same where a full table of the daemon (NO_RESOURCES) is no error either.
-    [[gnu::format(printf, 3, 4)]] zv_acl_rm_status_t fail_or_notify(StatusHere at,
-                                                                    const char *format, ...) const;
+    [[gnu::cold, gnu::format(printf, 3, 4)]] zv_acl_rm_status_t fail_or_notify(StatusHere at,
+                                                                               const char *format,
+                                                                               ...) const;
 
     // A callee's failure on its way up, or one without a text: named by its status; notification
     // for NO_RESOURCES and NO_HW_RESOURCES.
-    zv_acl_rm_status_t pass_up(StatusHere at) const;
+    [[gnu::cold]] zv_acl_rm_status_t pass_up(StatusHere at) const;
 
   private:
     void report(StatusHere at, bool is_error) const;

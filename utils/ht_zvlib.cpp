@@ -1,7 +1,9 @@
 // How the table is fast: the two hash kinds are recognised by their address and expanded in place,
-// so that a lookup calls nothing but memcmp, once for each entry of the chain that it passes; keys
-// are mostly a few characters in a long zero-filled field, and the hash stops at the first zero.
-// A number that is looked up again and again is found without its hash.
+// so that a lookup calls nothing but memcmp, once for each entry of the chain that it compares;
+// keys are mostly a few characters in a long zero-filled field, and the hash stops at the first
+// zero. A text that is not there is mostly found missing without a look at the chain, whose entries
+// lie in memory that nobody has touched for long. A number that is looked up again and again is
+// found without its hash.
 #include "utils/ht_zvlib.h"
 
 #include <algorithm>
@@ -34,7 +36,7 @@ inline uint32_t integer_hash(const ht_zvlib_t *table, const void *key) {
     }
 }
 
-inline uint32_t string_hash(const ht_zvlib_t *table, const void *key) {
+inline uint32_t text_sum(const ht_zvlib_t *table, const void *key) {
     const auto *bytes = static_cast<const int8_t *>(key);
     const auto *end = bytes + table->key_size;
     uint32_t h = 0;
@@ -42,25 +44,38 @@ inline uint32_t string_hash(const ht_zvlib_t *table, const void *key) {
         // Kept: the sign of a byte spreads over all of h; the order of walks depends on it.
         h = (h * 33) ^ static_cast<uint32_t>(static_cast<int32_t>(*bytes));
     }
-    return h % table->num_buckets;
+    return h;
 }
 
-// Stores the key's bucket. False where there is none: a table without buckets or without a hash
-// function, or a function that points past the last bucket.
-inline bool bucket_of(const ht_zvlib_t *table, const void *key, uint32_t *bucket) {
+uint32_t string_hash(const ht_zvlib_t *table, const void *key) {
+    return text_sum(table, key) % table->num_buckets;
+}
+
+// Where a key belongs: its bucket, and the bit it leaves in the bucket's marks. Texts of one bucket
+// leave different bits, from what the bucket does not tell of their sum; other keys leave the same.
+struct Place {
+    uint32_t bucket;
+    uint16_t mark;
+};
+
+constexpr uint32_t MARKS = 16;
+
+// False where there is none: a table without buckets or without a hash function, or a function that
+// points past the last bucket.
+inline bool place_of(const ht_zvlib_t *table, const void *key, Place *place) {
     if (table->num_buckets == 0 || table->hash == nullptr) {
         return false;
     }
     if (table->hash == string_hash) {
-        *bucket = string_hash(table, key);
+        const uint32_t sum = text_sum(table, key);
+        place->bucket = sum % table->num_buckets;
+        place->mark = static_cast<uint16_t>(1U << (sum / table->num_buckets % MARKS));
         return true;
     }
-    if (table->hash == integer_hash) {
-        *bucket = integer_hash(table, key);
-        return true;
-    }
-    *bucket = table->hash(table, key);
-    return *bucket < table->num_buckets;
+    place->mark = 1;
+    place->bucket =
+        table->hash == integer_hash ? integer_hash(table, key) : table->hash(table, key);
+    return place->bucket < table->num_buckets;
 }
 
 // One comparison of all bytes; where the size is that of a number, without a call.
@@ -92,10 +107,13 @@ inline uint8_t *value_of(const ht_zvlib_t *table, ht_entry_zvlib_t *entry) {
 
 // The first entry of the chain whose key is equal, and the entry before it (null at the head);
 // null when there is none.
-inline ht_entry_zvlib_t *find(const ht_zvlib_t *table, uint32_t bucket, const void *key,
+inline ht_entry_zvlib_t *find(const ht_zvlib_t *table, const Place &place, const void *key,
                               ht_entry_zvlib_t **before) {
     *before = nullptr;
-    for (auto *entry = table->bucket_heads[bucket]; entry != nullptr; entry = entry->next) {
+    if ((table->bucket_marks[place.bucket] & place.mark) == 0) {
+        return nullptr;
+    }
+    for (auto *entry = table->bucket_heads[place.bucket]; entry != nullptr; entry = entry->next) {
         if (equal_keys(key_of(table, entry), key, table->key_size)) {
             return entry;
         }
@@ -108,13 +126,16 @@ inline ht_entry_zvlib_t *find(const ht_zvlib_t *table, uint32_t bucket, const vo
 // no more than a comparison.
 [[gnu::noinline]] int look_in_chain(ht_zvlib_t *table, const void *key, void **value,
                                     uint32_t *found) {
-    uint32_t bucket = 0;
-    if (!bucket_of(table, key, &bucket)) {
+    Place place = {};
+    if (!place_of(table, key, &place)) {
         return 0;
     }
     ht_entry_zvlib_t *before = nullptr;
-    ht_entry_zvlib_t *entry = find(table, bucket, key, &before);
+    ht_entry_zvlib_t *entry = find(table, place, key, &before);
     if (entry == nullptr) {
+        // Who asks for a key that is not there is mostly about to insert it, after other work.
+        __builtin_prefetch(&table->bucket_heads[place.bucket], 1);
+        __builtin_prefetch(&table->bucket_counts[place.bucket], 1);
         return 0;
     }
     table->recent = remembers_lookups(table) ? entry : nullptr;
@@ -124,16 +145,17 @@ inline ht_entry_zvlib_t *find(const ht_zvlib_t *table, uint32_t bucket, const vo
 }
 
 // Puts a new entry at the head of its chain; 1 when the table is full.
-inline int insert_at(ht_zvlib_t *table, uint32_t bucket, const void *key, const void *value) {
+inline int insert_at(ht_zvlib_t *table, const Place &place, const void *key, const void *value) {
     auto *entry = static_cast<ht_entry_zvlib_t *>(utils_pool_alloc(table->pool, table->entry_size));
     if (entry == nullptr) {
         return 1;
     }
     std::memcpy(key_of(table, entry), key, table->key_size);
     std::memcpy(value_of(table, entry), value, table->value_size);
-    entry->next = table->bucket_heads[bucket];
-    table->bucket_heads[bucket] = entry;
-    table->bucket_counts[bucket]++;
+    entry->next = table->bucket_heads[place.bucket];
+    table->bucket_heads[place.bucket] = entry;
+    table->bucket_counts[place.bucket]++;
+    table->bucket_marks[place.bucket] |= place.mark;
     table->recent = nullptr;  // the new entry may hide it
     return 0;
 }
@@ -174,7 +196,10 @@ int build(ht_zvlib_t *table, uint32_t hash_kind) {
     if (table->bucket_heads != nullptr) {
         table->bucket_counts = make_zeros<uint32_t>(length);
     }
-    if (table->bucket_counts == nullptr) {
+    if (table->bucket_counts != nullptr) {
+        table->bucket_marks = make_zeros<uint16_t>(length);
+    }
+    if (table->bucket_marks == nullptr) {
         table->num_buckets = 0;  // so that nobody looks for one
         return 1;
     }
@@ -261,8 +286,8 @@ int ht_insert_zvlib(ht_zvlib_t *table, const void *key, const void *value) {
     if (table == nullptr || key == nullptr || value == nullptr) {
         return 1;
     }
-    uint32_t bucket = 0;
-    return bucket_of(table, key, &bucket) ? insert_at(table, bucket, key, value) : 1;
+    Place place = {};
+    return place_of(table, key, &place) ? insert_at(table, place, key, value) : 1;
 }
 
 int ht_insert_new_zvlib(ht_zvlib_t *table, const void *key, const void *value, uint32_t *found) {
@@ -273,16 +298,16 @@ int ht_insert_new_zvlib(ht_zvlib_t *table, const void *key, const void *value, u
     if (table == nullptr || key == nullptr || value == nullptr) {
         return 1;
     }
-    uint32_t bucket = 0;
-    if (!bucket_of(table, key, &bucket)) {
+    Place place = {};
+    if (!place_of(table, key, &place)) {
         return 1;
     }
     ht_entry_zvlib_t *before = nullptr;
-    if (find(table, bucket, key, &before) != nullptr) {
+    if (find(table, place, key, &before) != nullptr) {
         *found = 1;
         return 1;
     }
-    return insert_at(table, bucket, key, value);
+    return insert_at(table, place, key, value);
 }
 
 int ht_lookup_zvlib(ht_zvlib_t *table, const void *key, void **value, uint32_t *found) {
@@ -306,10 +331,10 @@ int ht_delete_zvlib(ht_zvlib_t *table, const void *key) {
     if (table == nullptr || key == nullptr) {
         return 1;
     }
-    uint32_t bucket = 0;
+    Place place = {};
     ht_entry_zvlib_t *before = nullptr;
     ht_entry_zvlib_t *entry =
-        bucket_of(table, key, &bucket) ? find(table, bucket, key, &before) : nullptr;
+        place_of(table, key, &place) ? find(table, place, key, &before) : nullptr;
     if (entry == nullptr) {
         std::printf("delete not successful ");
         return 1;
@@ -323,9 +348,11 @@ int ht_delete_zvlib(ht_zvlib_t *table, const void *key) {
     if (before != nullptr) {
         before->next = entry->next;
     } else {
-        table->bucket_heads[bucket] = entry->next;
+        table->bucket_heads[place.bucket] = entry->next;
     }
-    table->bucket_counts[bucket]--;
+    if (--table->bucket_counts[place.bucket] == 0) {
+        table->bucket_marks[place.bucket] = 0;  // before that another entry may have left the same
+    }
     return 0;
 }
 
@@ -433,6 +460,8 @@ int ht_free_zvlib(ht_zvlib_t **table) {
     freed->bucket_heads = nullptr;
     std::free(freed->bucket_counts);
     freed->bucket_counts = nullptr;
+    std::free(freed->bucket_marks);
+    freed->bucket_marks = nullptr;
     freed->num_buckets = 0;
     freed->recent = nullptr;
     // A table whose creation failed early has no pool to delete.

@@ -35,6 +35,18 @@ void touch_pages(uint8_t *block, size_t bytes) {
     touched[bytes - 1] = 0;
 }
 
+// A pool that is filled hands out one slot after the other, in memory that no processor has in its
+// cache any more. Asked for a few items before it is written, a slot is there when its turn comes.
+void fetch_ahead(const utils_pool_t *pool, uint32_t index) {
+    constexpr uint64_t ITEMS_AHEAD = 4;
+    if (index + ITEMS_AHEAD >= pool->num_items) {
+        return;
+    }
+    const uint8_t *slot = pool->items + (index + ITEMS_AHEAD) * slot_bytes(pool);
+    __builtin_prefetch(slot, 1);
+    __builtin_prefetch(slot + slot_bytes(pool) - 1, 1);
+}
+
 }  // namespace
 
 int utils_pool_create(utils_pool_t **place, uint32_t num_items, uint32_t item_size) {
@@ -71,6 +83,7 @@ void *utils_pool_alloc(utils_pool_t *pool, uint32_t size) {
     }
     uint8_t *slot = pool->items + index * slot_bytes(pool);
     std::memcpy(slot, &index, INDEX_BYTES);
+    fetch_ahead(pool, index);
     return slot + INDEX_BYTES;
 }
 

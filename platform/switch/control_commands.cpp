@@ -129,7 +129,7 @@ std::string corrupt(Fields &fields, OrderedJson & /*answer*/) {
     if (region == nullptr) {
         return "region_id: there is no such region";
     }
-    if (region->rules.find(offset) == nullptr) {
+    if (!region->rules.contains(offset)) {
         return "offset: there is no rule";
     }
     region->rules.erase(offset);

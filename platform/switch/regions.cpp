@@ -114,8 +114,8 @@ zv_status_t rules_read(Switch &sw, uint32_t region_id, uint32_t offset, zv_acl_r
         return kOutOfRange;
     }
     for (uint32_t i = 0; i < count; i++) {
-        const zv_acl_rule_t *rule = region->rules.find(offset + i);
-        if (rule != nullptr) {
+        const std::optional<zv_acl_rule_t> rule = region->rules.find(offset + i);
+        if (rule) {
             rules[i] = *rule;
         } else {
             std::memset(&rules[i], 0, sizeof(rules[i]));

@@ -28,12 +28,27 @@ void RuleStore::erase(uint32_t offset) {
     }
 }
 
-const zv_acl_rule_t *RuleStore::find(uint32_t offset) const {
+zv_acl_rule_t RuleStore::rule_at(const Page &page, size_t place) {
+    zv_acl_rule_t rule = {};
+    const Front &front = page.fronts[place];
+    std::memcpy(&rule, front.head_and_key, sizeof(front.head_and_key));
+    std::memcpy(&rule.mask, front.mask, sizeof(front.mask));
+    std::memcpy(&rule.action, front.action, sizeof(front.action));
+    if ((page.with_rest >> place & 1) != 0) {
+        const Rest &rest = page.rests[place];
+        std::memcpy(rule.key.data + kFrontBytes, rest.key, sizeof(rest.key));
+        std::memcpy(rule.mask.data + kFrontBytes, rest.mask, sizeof(rest.mask));
+        std::memcpy(rule.action.data, rest.action, sizeof(rest.action));
+    }
+    return rule;
+}
+
+std::optional<zv_acl_rule_t> RuleStore::find(uint32_t offset) const {
     const Page *page = page_of(offset);
     if (page == nullptr || (page->occupied & bit(offset)) == 0) {
-        return nullptr;
+        return std::nullopt;
     }
-    return &page->rules[offset % kPageRules];
+    return rule_at(*page, offset % kPageRules);
 }
 
 bool RuleStore::is_active(uint32_t offset) const {
@@ -50,15 +65,14 @@ void RuleStore::set_active(uint32_t offset, bool active) {
 }
 
 void RuleStore::move_one(uint32_t from, uint32_t to) {
-    const zv_acl_rule_t *source = find(from);
-    if (source == nullptr) {
+    std::optional<zv_acl_rule_t> moved = find(from);
+    if (!moved) {
         erase(to);
         return;
     }
-    zv_acl_rule_t moved = *source;
-    moved.offset = to;
+    moved->offset = to;
     const bool active = is_active(from);
-    put(moved);
+    put(*moved);
     set_active(to, active);
     erase(from);
 }
@@ -68,7 +82,7 @@ void RuleStore::move_block(uint32_t start, uint32_t size, uint32_t new_start) {
         return;
     }
     for (uint32_t i = 0; i < size; i++) {
-        if (find(start + i) != nullptr) {
+        if (contains(start + i)) {
             reserve(new_start + i);
         }
     }

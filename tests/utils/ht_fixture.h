@@ -42,8 +42,8 @@ class HtZvlib : public testing::Test {
         return number;
     }
 
-    // The pool has as many items in use as the chains have entries, each chain its count of them,
-    // and each entry the bucket of its key.
+    // The pool has as many items in use as the chains have entries, each chain its count of them
+    // and marks where there are some, and each entry the bucket of its key.
     static void check_table(const ht_zvlib_t *table) {
         uint32_t total = 0;
         for (uint32_t bucket = 0; bucket < table->num_buckets; bucket++) {
@@ -54,6 +54,7 @@ class HtZvlib : public testing::Test {
                 length++;
             }
             EXPECT_EQ(table->bucket_counts[bucket], length) << "bucket " << bucket;
+            EXPECT_EQ(table->bucket_marks[bucket] == 0, length == 0) << "bucket " << bucket;
             total += length;
         }
         EXPECT_EQ(utils_allocator_get_num_allocated(table->pool->allocator), total);

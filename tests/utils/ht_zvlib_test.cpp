@@ -43,6 +43,7 @@ TEST_F(HtZvlib, CreationKeepsTheSizesAndEmptiesAllBuckets) {
     for (uint32_t bucket = 0; bucket < 128; bucket++) {
         EXPECT_EQ(table_->bucket_heads[bucket], nullptr);
         EXPECT_EQ(table_->bucket_counts[bucket], 0u);
+        EXPECT_EQ(table_->bucket_marks[bucket], 0u);
     }
 }
 
@@ -461,6 +462,64 @@ TEST_F(HtZvlib, BehavesLikeAMap) {
     }
     check_table(table_);
     EXPECT_EQ(utils_allocator_get_num_allocated(table_->pool->allocator), model.size());
+}
+
+// Texts leave different marks in their buckets, which entries that have gone may leave behind.
+TEST_F(HtZvlib, BehavesLikeAMapOfTexts) {
+    ASSERT_EQ(ht_create_zvlib(&table_, 50, 4, 40, 7, HT_HASH_STRING_ZVLIB), 0);
+    std::map<std::string, uint32_t> model;
+    uint32_t random = 1;
+    for (uint32_t step = 0; step < 5000; step++) {
+        random = random * 1664525 + 1013904223;
+        const std::string text =
+            std::to_string((random >> 8) % 3) + "_" + std::to_string((random >> 16) % 24 * 271);
+        const Key50 key = key50(text);
+        void *value = nullptr;
+        uint32_t found = 0;
+        ASSERT_EQ(ht_lookup_zvlib(table_, key.data(), &value, &found), 0);
+        ASSERT_EQ(found != 0, model.contains(text)) << text;
+        if (found != 0) {
+            ASSERT_EQ(read(value), model[text]);
+            ASSERT_EQ(ht_insert_new_zvlib(table_, key.data(), &step, &found), 1);
+            ASSERT_EQ(found, 1u);
+            ASSERT_EQ(ht_delete_zvlib(table_, key.data()), 0);
+            model.erase(text);
+        } else if (model.size() == 40) {
+            ASSERT_EQ(ht_insert_new_zvlib(table_, key.data(), &step, &found), 1);
+            ASSERT_EQ(found, 0u);
+        } else {
+            ASSERT_EQ(ht_insert_new_zvlib(table_, key.data(), &step, &found), 0);
+            model[text] = step;
+        }
+        check_table(table_);
+    }
+    EXPECT_EQ(utils_allocator_get_num_allocated(table_->pool->allocator), model.size());
+}
+
+TEST_F(HtZvlib, TellsTextsOfOneMarkApart) {
+    ASSERT_EQ(ht_create_zvlib(&table_, 2, 4, 4, 1, HT_HASH_STRING_ZVLIB), 0);
+    // One bucket, so the mark is the sum modulo 16: of "a" 97 % 16 = 1, of "q" 113 % 16 = 1.
+    const uint32_t one = 1;
+    void *value = nullptr;
+    uint32_t found = 0;
+    ASSERT_EQ(ht_insert_zvlib(table_, "a", &one), 0);
+    EXPECT_EQ(table_->bucket_marks[0], 1u << 1);
+    ASSERT_EQ(ht_lookup_zvlib(table_, "q", &value, &found), 0);
+    EXPECT_EQ(found, 0u);
+    ASSERT_EQ(ht_lookup_zvlib(table_, "a", &value, &found), 0);
+    EXPECT_EQ(found, 1u);
+}
+
+TEST_F(HtZvlib, ForgetsMarksWithTheLastEntryOfAChain) {
+    ASSERT_EQ(ht_create_zvlib(&table_, 2, 4, 4, 1, HT_HASH_STRING_ZVLIB), 0);
+    const uint32_t one = 1;
+    ASSERT_EQ(ht_insert_zvlib(table_, "a", &one), 0);
+    ASSERT_EQ(ht_insert_zvlib(table_, "b", &one), 0);
+    EXPECT_EQ(table_->bucket_marks[0], 1u << 1 | 1u << 2);
+    ASSERT_EQ(ht_delete_zvlib(table_, "a"), 0);
+    EXPECT_EQ(table_->bucket_marks[0], 1u << 1 | 1u << 2);
+    ASSERT_EQ(ht_delete_zvlib(table_, "b"), 0);
+    EXPECT_EQ(table_->bucket_marks[0], 0u);
 }
 
 }  // namespace

@@ -128,6 +128,25 @@ TEST_F(Rules, ReadBackAsWritten) {
     EXPECT_EQ(std::memcmp(&read.action, &rule.action, sizeof(rule.action)), 0);
 }
 
+// Whatever the rule before it held, and wherever in key, mask or action a byte lies.
+TEST_F(Rules, HoldEachByteByItself) {
+    const uint32_t id = new_region(1);
+    zv_acl_rule_t full;
+    std::memset(&full, 0x5a, sizeof(full));
+    full.offset = 0;
+    for (size_t at = offsetof(zv_acl_rule_t, key); at < sizeof(zv_acl_rule_t); at++) {
+        zv_acl_rule_t rule = {};
+        const uint8_t byte = 0xc3;
+        std::memcpy(reinterpret_cast<uint8_t *>(&rule) + at, &byte, 1);
+        ASSERT_EQ(write(id, {full}), 0u);
+        ASSERT_EQ(write(id, {rule}), 0u);
+        zv_acl_rule_t read;
+        std::memset(&read, 0xff, sizeof(read));
+        ASSERT_EQ(zv_api_acl_rules_get(handle_, id, 0, &read, 1), 0u);
+        ASSERT_EQ(std::memcmp(&read, &rule, sizeof(rule)), 0) << "byte " << at;
+    }
+}
+
 TEST_F(Rules, AnEmptyOffsetReadsAsZeroButForItsOffset) {
     const uint32_t id = new_region(8);
     ASSERT_EQ(write(id, {rule_at(5, 7)}), 0u);
@@ -251,6 +270,18 @@ TEST_F(BlockMove, AcrossManyOffsetsAndBack) {
     EXPECT_NE(bytes_in(large, 300), before);
     ASSERT_EQ(zv_api_acl_rule_block_move_set(handle_, large, 77, 100, 0), 0u);
     EXPECT_EQ(bytes_in(large, 300), before);
+}
+
+TEST_F(BlockMove, TakesEveryByteAlong) {
+    zv_acl_rule_t rule;
+    std::memset(&rule, 0xa5, sizeof(rule));
+    rule.offset = 0;
+    ASSERT_EQ(write(id_, {rule}), 0u);
+    ASSERT_EQ(move(0, 1, 7), 0u);
+    rule.offset = 7;
+    zv_acl_rule_t read;
+    ASSERT_EQ(zv_api_acl_rules_get(handle_, id_, 7, &read, 1), 0u);
+    EXPECT_EQ(std::memcmp(&read, &rule, sizeof(rule)), 0);
 }
 
 }  // namespace
