@@ -51,16 +51,16 @@ struct ht_zvlib_t {
     uint32_t entry_size;              // key_size + value_size + 8, bytes
     ht_entry_zvlib_t **bucket_heads;  // num_buckets chains, owned
     uint32_t *bucket_counts;          // num_buckets lengths, owned
-    // num_buckets sets of marks, owned: a key whose mark is not in its bucket's set is not in the
-    // table. Deletions leave marks behind until the chain is empty.
-    uint16_t *bucket_marks;
-    utils_pool_t *pool;    // of entries, owned
-    ht_hash_zvlib_t hash;  // null: none installed yet
-    uint8_t key_pos;       // 8: where the key starts in an entry
-    uint8_t value_pos;     // key_size + 8
+    utils_pool_t *pool;               // of entries, owned
+    ht_hash_zvlib_t hash;             // null: none installed yet
+    uint8_t key_pos;                  // 8: where the key starts in an entry
+    uint8_t value_pos;                // key_size + 8
     // Not part of the contents: the entry that a lookup of a number found last, null after any
     // insert or deletion. A batch asks for the same few numbers again and again.
     ht_entry_zvlib_t *recent;
+    // num_buckets sets of marks, owned: a key whose mark is not in its bucket's set is not in the
+    // table. Deletions leave marks behind until the chain is empty.
+    uint16_t *bucket_marks;
 };
 
 struct ht_iterator_zvlib_t {

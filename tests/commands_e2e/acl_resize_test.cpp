@@ -2,6 +2,8 @@
 // its byte count and of its scan can tell.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/commands_e2e/digest.h"
 #include "tests/commands_e2e/requests.h"
 #include "tests/commands_e2e/sdk_calls.h"
@@ -110,6 +112,10 @@ struct RefusedResize {
     uint32_t acl_id, status;
     Lines lines;
 };
+
+void PrintTo(const RefusedResize &row, std::ostream *out) {
+    *out << row.name;
+}
 
 class AclResizeRefused : public testing::TestWithParam<RefusedResize> {};
 
@@ -390,6 +396,10 @@ struct WrappedSize {
     uint32_t new_size, bytes;
 };
 
+void PrintTo(const WrappedSize &row, std::ostream *out) {
+    *out << "to " << row.new_size;
+}
+
 class WrappedFlags : public ResizeInALargeSwitch,
                      public testing::WithParamInterface<WrappedSize> {};
 
@@ -480,6 +490,10 @@ struct ScannedSize {
     uint32_t old_size;
     bool wraps;
 };
+
+void PrintTo(const ScannedSize &row, std::ostream *out) {
+    *out << "from " << row.old_size;
+}
 
 class WrappedScan : public ResizeInALargeSwitch, public testing::WithParamInterface<ScannedSize> {};
 

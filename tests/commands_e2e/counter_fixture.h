@@ -4,11 +4,17 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/commands_e2e/digest.h"
 #include "tests/commands_e2e/requests.h"
 #include "tests/commands_e2e/sdk_calls.h"
 #include "tests/commands_e2e/watch.h"
 #include "tests/support/cache_check.h"
+
+inline void PrintTo(const acl_rm_counter_type &type, std::ostream *out) {
+    *out << "flags " << type.first << " and " << type.second;
+}
 
 namespace zv_test {
 

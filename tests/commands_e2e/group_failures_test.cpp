@@ -1,6 +1,8 @@
 // Binding to ports when the switch fails: what is undone, what stays behind, and what is counted.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/commands_e2e/requests.h"
 #include "tests/commands_e2e/sdk_calls.h"
 #include "tests/commands_e2e/watch.h"
@@ -229,6 +231,10 @@ struct EditFailure {
     Ids list_sent;
     Failure failure;
 };
+
+void PrintTo(const EditFailure &row, std::ostream *out) {
+    *out << "owner " << row.owner << " of the list " << testing::PrintToString(row.list_sent);
+}
 
 class EditFailures : public testing::TestWithParam<EditFailure> {
   protected:

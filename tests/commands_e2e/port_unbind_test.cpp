@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ostream>
 
 #include "tests/commands_e2e/digest.h"
 #include "tests/commands_e2e/requests.h"
@@ -262,6 +263,10 @@ struct UnbindCheck {
     uint32_t cmd, ports_num, status;
     Lines lines;
 };
+
+void PrintTo(const UnbindCheck &row, std::ostream *out) {
+    *out << row.what;
+}
 
 class UnbindChecks : public testing::TestWithParam<UnbindCheck> {};
 

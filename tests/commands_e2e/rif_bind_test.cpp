@@ -1,6 +1,8 @@
 // ACL_BIND_RIF_SET: binding ACLs to router interfaces and unbinding them, beside the ports.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/commands_e2e/digest.h"
 #include "tests/commands_e2e/requests.h"
 #include "tests/commands_e2e/sdk_calls.h"
@@ -303,6 +305,10 @@ struct RifCheck {
     uint32_t cmd, rifs_num, status;
     Lines lines;
 };
+
+void PrintTo(const RifCheck &row, std::ostream *out) {
+    *out << row.what;
+}
 
 class RifChecks : public testing::TestWithParam<RifCheck> {};
 

@@ -1,6 +1,8 @@
 // ACL_BIND_SYSTEM_SET: ACLs on every front-panel port at once, and off everything again.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/commands_e2e/digest.h"
 #include "tests/commands_e2e/requests.h"
 #include "tests/commands_e2e/sdk_calls.h"
@@ -431,6 +433,10 @@ struct SystemCheck {
     uint32_t cmd, status;
     Lines lines;
 };
+
+void PrintTo(const SystemCheck &row, std::ostream *out) {
+    *out << row.what;
+}
 
 class SystemChecks : public testing::TestWithParam<SystemCheck> {};
 

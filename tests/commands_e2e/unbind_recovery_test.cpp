@@ -170,5 +170,20 @@ TEST_F(UnbindRecovery, ASystemBindThatWasRefusedGoesOnWhereItStopped) {
     check_cache(daemon_);
 }
 
+TEST_F(UnbindRecovery, ASystemBindThatWasRefusedIsTakenBackPortByPort) {
+    daemon_.control().fail(kPortBind, 5, 2);
+    ASSERT_EQ(client_.bind_system(kBind, 1), ZV_ACL_RM_STATUS_NO_HW_RESOURCES);
+    daemon_.expect_log({"ACL_RM_RPC", "ERROR",
+                        "acl_rm_rpc_system_bind_set: error 7 performing "
+                        "acl_rm_acl_system_bind_set"});
+    EXPECT_EQ(client_.bind_system(kUnbind, 1), ZV_ACL_RM_STATUS_ERROR);
+    daemon_.allow_error_lines();
+    EXPECT_EQ(ports_of_acl(daemon_.dump(), 1), (Ids{7}));
+    EXPECT_EQ(client_.bind_ports(kUnbind, 1, {7}), kOk);
+    EXPECT_EQ(ports_of_acl(daemon_.dump(), 1), Ids());
+    EXPECT_EQ(daemon_.control().state().at("bindings"), nlohmann::json::array());
+    check_cache(daemon_);
+}
+
 }  // namespace
 }  // namespace zv_test

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ostream>
 
 #include "complib/cl_memory.h"
 #include "core/acl_rm.h"
@@ -92,6 +93,10 @@ struct Bounds {
     uint32_t min_size, max_size, new_size;
     bool is_inside;
 };
+
+void PrintTo(const Bounds &row, std::ostream *out) {
+    *out << row.min_size << " to " << row.max_size << ", asked for " << row.new_size;
+}
 
 class AclResizeBounds : public AclResizeTest, public testing::WithParamInterface<Bounds> {};
 
@@ -193,6 +198,10 @@ struct Wrapped {
     uint32_t new_size, flags_num;
 };
 
+void PrintTo(const Wrapped &row, std::ostream *out) {
+    *out << "to " << row.new_size;
+}
+
 class AclResizeWrap : public AclResizeTest, public testing::WithParamInterface<Wrapped> {};
 
 TEST_P(AclResizeWrap, KeepsNoMoreFlagsThanItAllocates) {
@@ -241,6 +250,11 @@ struct Scan {
     std::vector<uint32_t> flags;
     uint32_t new_size, found;
 };
+
+void PrintTo(const Scan &row, std::ostream *out) {
+    *out << row.size << " to " << row.new_size << " with rules at "
+         << testing::PrintToString(row.flags);
+}
 
 class AclResizeScan : public AclResizeTest, public testing::WithParamInterface<Scan> {};
 

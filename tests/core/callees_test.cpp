@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <ostream>
 
 #include "core/acl_rm.h"
 #include "core/acl_rm_counter.h"
@@ -142,6 +143,10 @@ struct SecondLookup {
     const char *absent_with;
     size_t levels;  // that hand it up
 };
+
+void PrintTo(const SecondLookup &row, std::ostream *out) {
+    *out << row.name;
+}
 
 const std::vector<SecondLookup> &second_lookups() {
     static const auto &list = *new std::vector<SecondLookup>{

@@ -1,6 +1,8 @@
 // The dump's text. Where it goes stands in dump_file_test.cpp.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "core/acl_rm.h"
 #include "daemon/logging.h"
 #include "tests/core/core_fixture.h"
@@ -199,6 +201,10 @@ struct DumpedTable {
     const char *name;
     ht_iterator_zvlib_t **iterator;
 };
+
+void PrintTo(const DumpedTable &row, std::ostream *out) {
+    *out << row.name;
+}
 
 class DumpWalkTest : public CacheFixture, public testing::WithParamInterface<DumpedTable> {};
 

@@ -1,6 +1,8 @@
 // Binding an ACL to bind points: new groups, existing groups, and what stays after each failure.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "core/acl_rm_group.h"
 #include "daemon/logging.h"
 #include "daemon/sdk_connection.h"
@@ -272,6 +274,10 @@ struct Refusal {
     uint32_t sdk_status;
     uint32_t status;
 };
+
+void PrintTo(const Refusal &row, std::ostream *out) {
+    *out << "place " << row.index << ", status " << row.sdk_status;
+}
 
 class RestoredListTest : public GroupBindTest, public testing::WithParamInterface<Refusal> {};
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <ostream>
 
 #include "core/acl_rm.h"
 #include "core/acl_rm_group.h"
@@ -149,6 +150,10 @@ struct Change {
     void (*act)();
     uint32_t bound_num;
 };
+
+void PrintTo(const Change &row, std::ostream *out) {
+    *out << row.bound_num << " bound";
+}
 
 class ChangingPortsTest : public SystemBindTest, public testing::WithParamInterface<Change> {};
 

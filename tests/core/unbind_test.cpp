@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 
 #include "core/acl_rm_group.h"
 #include "daemon/logging.h"
@@ -247,6 +248,10 @@ struct Removal {
     uint32_t length;
     Ids places;
 };
+
+void PrintTo(const Removal &row, std::ostream *out) {
+    *out << row.acl_id << " of " << testing::PrintToString(row.before);
+}
 
 class ShorterListTest : public CacheFixture, public testing::WithParamInterface<Removal> {};
 

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <limits>
+#include <ostream>
 
 #include "zv_rm_resource.h"
 
@@ -24,6 +25,10 @@ struct Chip {
     bool is_known;
     rm_resources_t limits;
 };
+
+void PrintTo(const Chip &row, std::ostream *out) {
+    *out << "chip " << row.type;
+}
 
 class DeviceLimitsTest : public testing::TestWithParam<Chip> {
   protected:

@@ -5,6 +5,7 @@
 #include <stdio.h>
 
 #include <limits>
+#include <ostream>
 
 #include "daemon/logging.h"
 #include "tests/support/temp_dir.h"
@@ -73,6 +74,10 @@ struct MaskAndLevel {
     const char *level;
     int syslog_priority;
 };
+
+void PrintTo(const MaskAndLevel &row, std::ostream *out) {
+    *out << "mask " << row.mask;
+}
 
 class LogSinkTest : public testing::TestWithParam<MaskAndLevel> {
   protected:

@@ -87,7 +87,7 @@ StoryOptions Sweep::story_options() const {
 
 void Sweep::collect() {
     for (const auto &topic : {session_scenarios, acl_scenarios, rule_scenarios, binding_scenarios,
-                              forwarding_scenarios, long_scenarios}) {
+                              forwarding_scenarios, long_scenarios, matrix_scenarios}) {
         for (const Scenario &scenario : topic()) {
             if (options_.scenario.empty() || options_.scenario == scenario.name) {
                 scenarios_.push_back(scenario);

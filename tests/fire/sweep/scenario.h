@@ -2,6 +2,7 @@
 #ifndef ZV_TESTS_FIRE_SWEEP_SCENARIO_H
 #define ZV_TESTS_FIRE_SWEEP_SCENARIO_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,8 @@
 namespace zv_fire {
 
 struct Scenario {
-    const char *name;
-    void (*write)(Script &script);
+    std::string name;
+    std::function<void(Script &script)> write;
     // Of CacheSkip: what the story puts out of step on purpose, faults or not.
     unsigned skip = zv_test::kSkipNothing;
 };
@@ -24,6 +25,7 @@ std::vector<Scenario> rule_scenarios();
 std::vector<Scenario> binding_scenarios();
 std::vector<Scenario> forwarding_scenarios();
 std::vector<Scenario> long_scenarios();
+std::vector<Scenario> matrix_scenarios();
 
 }  // namespace zv_fire
 
