@@ -111,7 +111,9 @@ class RuleFilePages(unittest.TestCase):
         source = (pages.ROOT / "tools/aclrmctl/rule_policy.cpp").read_text()
         words = set(re.findall(r'(?:at_word|at_option|next_number)\("(\w+)"', source))
         words |= set(re.findall(r'(?:first|word) == "(\w+)"', source))
-        words |= {"permit", "drop", "trap", "tcp", "udp", "icmp", "icmp6", "from", "to"}
+        words |= {"permit", "drop", "trap", "from", "to"}
+        protocols = (pages.ROOT / "tools/aclrmctl/protocols.h").read_text()
+        words |= set(re.findall(r'\{"(\w+)", \d+, AddressFamily', protocols))
         text = re.sub(r"^\.\\\".*$", "", pages.own_page("aclrm.policy", 5).read_text(), flags=re.M)
         documented = set(re.findall(r"\b\w+\b", " ".join(
             re.findall(r"^\.(?:It|Op|Cm|Ar).*$", text, re.M))))

@@ -78,6 +78,10 @@ TEST_P(EveryCommand, SaysWhatWasRefusedAndEndsWithStatusFour) {
         const std::string start = "aclrmctl: " + GetParam().refusal + ": refused\n  status " +
                                   std::to_string(status) + ", ZV_ACL_RM_STATUS_";
         EXPECT_EQ(result.err.substr(0, start.size()), start);
+        const size_t behind = result.err.find('\n', start.size());
+        EXPECT_TRUE(result.err.compare(behind, 8, "\n  why: ") == 0 ||
+                    result.err.compare(behind, 12, "\n  perhaps: ") == 0)
+            << result.err;
     }
 }
 
@@ -223,8 +227,8 @@ TEST(LongLists, TellWhatWasDoneBeforeASilence) {
 
 /* --- what a refusal may mean ------------------------------------------------------------------ */
 
-/* The library says why; hints that guess are not shown beside it. */
-TEST(Hints, BesideAReasonOnlyTell) {
+/* Each of them beside the reasons that the library finds. */
+TEST(Hints, TellWhatIsSoBesideAReason) {
     const std::vector<std::tuple<Words, uint32_t, std::string>> rows{
         {{"acl", "destroy", "--acl", "1"}, ZV_ACL_RM_STATUS_ERROR, "bindings may be gone"},
         {{"acl", "edit", "--acl", "1", "--direction", "1", "--force"},
@@ -234,6 +238,15 @@ TEST(Hints, BesideAReasonOnlyTell) {
         {{"rule", "del", "--acl", "1", "1"},
          ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
          "none of them was deleted"},
+        {{"rule", "add", "--acl", "1", "--priority", "1", "--counter", "7"},
+         ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+         "the switch may have it; a good rule at its priority mends that"},
+        {{"rule", "add", "--acl", "1", "--priority", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, ""},
+        {{"rule", "get", "--acl", "1", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, ""},
+        {{"open", "--owner", "PRA"}, ZV_ACL_RM_STATUS_ERROR, ""},
+        {{"acl", "create", "--size", "1"},
+         ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+         "'aclrmctl open --owner NAME' opens it"},
         {{"bind", "system", "--acl", "1"}, ZV_ACL_RM_STATUS_ERROR, ""},
         {{"counter", "destroy", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, ""},
         {{"mc", "get", "1"}, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, ""},
@@ -247,9 +260,40 @@ TEST(Hints, BesideAReasonOnlyTell) {
         EXPECT_FALSE(answer.at("why").empty()) << words[0] << " " << words[1];
         const auto hint = answer.at("hint").get<std::string>();
         EXPECT_EQ(hint.find('?'), std::string::npos) << hint;
-        EXPECT_EQ(hint.empty(), part.empty()) << hint;
+        EXPECT_EQ(hint.empty(), part.empty())
+            << words[0] << " " << words[1] << ": " << answer.dump();
         expect_part(hint, part);
     }
+}
+
+/* Knows the ACL, writes no dump, and reads no rule. */
+StubDaemon::Handler refuse_reads(uint32_t status) {
+    return [status](const StubRequest &request) {
+        constexpr size_t kRulesNumAt = 7216;
+        const bool reads = request.command == ZV_ACL_RM_API_INT_CMD_ACL_RULE_GET &&
+                           request.body.at(kRulesNumAt) != 0;
+        return reads ? StubReply{.status = status} : echo_reply(request);
+    };
+}
+
+/* Where the dump does not tell all rules, each offset is asked for. */
+TEST(Refusal, OfAReadThatLooksForRulesHasItsReasonToo) {
+    StubDaemon daemon(refuse_reads(ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE));
+    const ToolRun result = run(daemon, {"-j", "rule", "get", "--acl", "6", "--all"});
+    const json answer = zv_test::own_members(result.out, 4);
+    EXPECT_EQ(answer.at("status"), 4);
+    EXPECT_FALSE(answer.at("why").empty());
+    EXPECT_EQ(answer.at("hint"), "");
+}
+
+TEST(Refusal, OfEveryOffsetLeavesOpenWhichRulesThereAre) {
+    StubDaemon daemon(refuse_reads(ZV_ACL_RM_STATUS_ERROR));
+    const ToolRun result = run(daemon, {"-j", "rule", "get", "--acl", "6", "--all"});
+    const json answer = zv_test::own_members(result.out, 4);
+    EXPECT_EQ(answer.at("error"), "reading the rules of ACL 6, at offset 0: refused");
+    EXPECT_EQ(answer.at("hint"),
+              "the ACL has no room for rules, or the switch does not answer: which rules there "
+              "are cannot be told");
 }
 
 TEST(Hints, OfARefusalAreNotThoseOfASilence) {

@@ -80,6 +80,11 @@ TEST(Completion, OffersNames) {
     EXPECT_EQ(without_daemon({"counter", "create", "--type", ""}), (Words{"bytes", "packets"}));
     EXPECT_EQ(without_daemon({"switch", "packet", "--key-type", "i"}), (Words{"ipv4", "ipv6"}));
     EXPECT_EQ(without_daemon({"rule", "add", "--verdict", "d"}), (Words{"drop"}));
+    for (const Words &command : {Words{"rule", "add"}, Words{"switch", "packet"}}) {
+        Words words = command;
+        words.insert(words.end(), {"--proto", ""});
+        EXPECT_EQ(without_daemon(words), (Words{"icmp", "icmp6", "tcp", "udp"}));
+    }
 }
 
 TEST(Completion, OffersTheCallsThatCanFail) {

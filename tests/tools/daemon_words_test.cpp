@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/client/stub_daemon.h"
+#include "tests/tools/full_listener.h"
+#include "tests/tools/json_answer.h"
 #include "tests/tools/run_tool.h"
 #include "zv_acl_rm/zv_acl_rm_records.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
@@ -186,6 +188,40 @@ TEST(DyingDaemon, MakesTheToolEndWithStatusThree) {
     const ToolRun result = run(daemon, {"init"});
     EXPECT_EQ(result.exit_code, 3);
     expect_part(result.err, "the daemon went away");
+}
+
+/* Each in its own words, and what can be done about it. */
+TEST(DaemonOfAnotherVersion, IsToldWithStatusSeven) {
+    struct {
+        StubReply reply;
+        const char *what;
+    } const rows[] = {{{.transport = 1}, "the daemon found the message malformed"},
+                      {{.transport = 2}, "the daemon has no such command"},
+                      {{.transport = 3}, "the daemon found the message too long"},
+                      {{.body = {1, 2, 3}}, "the daemon's answer is none of this protocol"},
+                      {{.garbage = true}, "the daemon's answer is none of this protocol"}};
+    for (const auto &row : rows) {
+        StubDaemon daemon([&row](const StubRequest &) { return row.reply; });
+        const json answer = zv_test::own_members(run(daemon, {"-j", "init"}).out, 7);
+        EXPECT_EQ(answer.at("error"),
+                  std::string("loading the limits of chip type 1: ") + row.what);
+        EXPECT_EQ(answer.at("hint"),
+                  "daemon and tool are of different versions, which 'zv_acl_rm --version' and "
+                  "'aclrmctl --version' tell");
+        const ToolRun text = run(daemon, {"init"});
+        EXPECT_EQ(text.exit_code, 7);
+        EXPECT_EQ(text.out, "");
+        expect_part(text.err, "different versions");
+    }
+}
+
+/* It is there, which a daemon that is missing is not. */
+TEST(BusyDaemon, IsNotSaidToBeMissing) {
+    const zv_test::FullListener daemon(SOCK_SEQPACKET);
+    const Words words{"--socket", daemon.path(), "--timeout", "3600000", "init", "-j"};
+    const json answer = zv_test::own_members(run_tool("", words).out, 3);
+    EXPECT_EQ(answer.at("error"), "the daemon at " + daemon.path() + " takes no connections now");
+    EXPECT_EQ(answer.at("hint"), "it is very busy, or stopped: try again");
 }
 
 TEST(BindPortWord, SendsThePortsInTheirOrder) {

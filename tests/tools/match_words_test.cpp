@@ -134,14 +134,47 @@ TEST(MatchProtocol, IsANameANumberOrAny) {
     for (const auto &row : rows) {
         uint8_t protocol = 1;
         uint8_t mask = 1;
-        EXPECT_EQ(read_protocol(row.text, &protocol, &mask), "") << row.text;
+        AddressFamily version = AddressFamily::kAny;
+        EXPECT_EQ(read_protocol(row.text, &version, &protocol, &mask), "") << row.text;
         EXPECT_EQ(protocol, row.protocol) << row.text;
         EXPECT_EQ(mask, row.mask) << row.text;
     }
     for (const char *text : {"", "256", "TCP", "0x", "6/255"}) {
         uint8_t protocol = 0;
         uint8_t mask = 0;
-        EXPECT_NE(read_protocol(text, &protocol, &mask), "") << text;
+        AddressFamily version = AddressFamily::kAny;
+        EXPECT_EQ(read_protocol(text, &version, &protocol, &mask),
+                  "'" + std::string(text) +
+                      "' is no protocol: tcp, udp, icmp, icmp6, any or a number up to 255");
+    }
+}
+
+TEST(MatchProtocol, TellsTheVersionOfIpOrFitsIt) {
+    constexpr AddressFamily kAny = AddressFamily::kAny;
+    constexpr AddressFamily kIpv4 = AddressFamily::kIpv4;
+    constexpr AddressFamily kIpv6 = AddressFamily::kIpv6;
+    struct {
+        const char *text;
+        AddressFamily before;
+        AddressFamily behind;
+        const char *error;
+    } const rows[] = {{"icmp", kAny, kIpv4, ""},
+                      {"icmp", kIpv4, kIpv4, ""},
+                      {"icmp", kIpv6, kIpv6, "icmp belongs to the other version of IP"},
+                      {"icmp6", kAny, kIpv6, ""},
+                      {"icmpv6", kIpv6, kIpv6, ""},
+                      {"icmp6", kIpv4, kIpv4, "icmp6 belongs to the other version of IP"},
+                      {"icmpv6", kIpv4, kIpv4, "icmpv6 belongs to the other version of IP"},
+                      {"tcp", kAny, kAny, ""},
+                      {"58", kIpv4, kIpv4, ""},
+                      {"58", kAny, kAny, ""},
+                      {"any", kAny, kAny, ""}};
+    for (const auto &row : rows) {
+        AddressFamily version = row.before;
+        uint8_t protocol = 0;
+        uint8_t mask = 0;
+        EXPECT_EQ(read_protocol(row.text, &version, &protocol, &mask), row.error) << row.text;
+        EXPECT_EQ(version, row.behind) << row.text;
     }
 }
 

@@ -143,6 +143,7 @@ struct FaultCase {
     const char *call;
     bool late;
     int times;
+    const char *in_flight = "1";
 };
 
 void PrintTo(const FaultCase &each, std::ostream *out) {
@@ -158,8 +159,11 @@ bool load_with_fault(Interrupted *load, const FaultCase &each, int nth, bool und
     const uint32_t acl_id = load->new_acl();
     load->daemon().control().fail(each.call, 5, nth, each.times, each.late);
     const size_t mark = load->daemon().trace_mark();
-    const json answer =
-        load->load(acl_id, undo ? Words{"--in-flight", "1", "--undo"} : Words{"--in-flight", "1"});
+    Words words{"--in-flight", each.in_flight};
+    if (undo) {
+        words.emplace_back("--undo");
+    }
+    const json answer = load->load(acl_id, words);
     const bool is_any = std::string(each.call) == "*";
     const size_t calls_num = is_any ? load->daemon().trace_since(mark).size()
                                     : load->daemon().calls(each.call, mark).size();
@@ -210,6 +214,12 @@ const FaultCase kFaultCases[] = {
     {"AnyEarly", "*", false, 1},
     {"AnyLate", "*", true, 1},
     {"AnyEarlyForGood", "*", false, -1},
+    {"WritesEarlySeveralUnderWay", "zv_api_acl_rules_set", false, 1, "8"},
+    {"WritesLateSeveralUnderWay", "zv_api_acl_rules_set", true, 1, "8"},
+    {"ForwardingEarlySeveralUnderWay", "zv_api_acl_policy_based_switching_set", false, 1, "8"},
+    {"ForwardingLateSeveralUnderWay", "zv_api_acl_policy_based_switching_set", true, 1, "8"},
+    {"AnyEarlySeveralUnderWay", "*", false, 1, "8"},
+    {"AnyLateSeveralUnderWay", "*", true, 1, "8"},
 };
 
 INSTANTIATE_TEST_SUITE_P(RuleLoad, FaultAtEachCall, testing::ValuesIn(kFaultCases),
@@ -443,6 +453,24 @@ class Relay {
     std::thread thread_;
 };
 
+const char *name_of(Relay::Kill kill) {
+    switch (kill) {
+        case Relay::Kill::kBefore:
+            return "Before";
+        case Relay::Kill::kAfterAnswer:
+            return "AfterItsAnswer";
+        case Relay::Kill::kAfterWithoutAnswer:
+            return "AfterItWithoutAnAnswer";
+        case Relay::Kill::kInterruptTool:
+            break;
+    }
+    return "TheTool";
+}
+
+void PrintTo(Relay::Kill kill, std::ostream *out) {
+    *out << name_of(kill);
+}
+
 class DaemonKilled : public testing::TestWithParam<Relay::Kill> {};
 
 TEST_P(DaemonKilled, AtEachRequestLeavesNoRuleThatIsSaidToBeInTheSwitch) {
@@ -481,12 +509,7 @@ TEST_P(DaemonKilled, AtEachRequestLeavesNoRuleThatIsSaidToBeInTheSwitch) {
 INSTANTIATE_TEST_SUITE_P(RuleLoad, DaemonKilled,
                          testing::Values(Relay::Kill::kBefore, Relay::Kill::kAfterWithoutAnswer,
                                          Relay::Kill::kAfterAnswer),
-                         [](const auto &each) {
-                             return each.param == Relay::Kill::kBefore ? "Before"
-                                    : each.param == Relay::Kill::kAfterAnswer
-                                        ? "AfterItsAnswer"
-                                        : "AfterItWithoutAnAnswer";
-                         });
+                         [](const auto &each) { return std::string(name_of(each.param)); });
 
 /* Before the first rule is sent the tool simply ends; from then on it tells. */
 TEST(ToolInterrupted, AtEachRequestLeavesTheSwitchAsItSays) {

@@ -4,6 +4,7 @@
 #include "rule_encode.h"
 #include "rule_file.h"
 #include "rule_print.h"
+#include "rule_words.h"
 
 namespace {
 
@@ -111,6 +112,14 @@ TEST(Policy, TakesTheVersionOfIpFromAddressesOrWords) {
     }
 }
 
+TEST(Policy, ReadsAProtocolByItsOtherNameAndShowsTheFirst) {
+    const FilterRule rule = only_rule("permit icmpv6 from any to any");
+    EXPECT_EQ(rule.kind, RuleKind::kIpv6);
+    EXPECT_EQ(rule.protocol, 58);
+    EXPECT_EQ(rule.protocol_mask, 0xFF);
+    EXPECT_EQ(aclrmctl::protocol_words(rule), "icmp6");
+}
+
 TEST(Policy, SkipsBlankLinesAndCommentsAndTakesCarriageReturns) {
     const RuleFile file = parsed(
         "# a title\r\n\r\n  \t\r\n\tdrop ip4 from any to any # why\r\npermit ip6 from any to any");
@@ -149,6 +158,8 @@ const char *const kCanonicalLines[] = {
     "trap icmp from any to any",
     "trap icmp6 from fe80::/10 to any",
     "permit ip6 proto 1 from any to any",
+    "permit ip4 proto 58 from any to any",
+    "drop icmp6 from any to any",
     "permit proto 0x2c/0xfc from ::1 to any flags 0x0010",
     "forward port 65537 udp from 2001:db8::/32 to any port 53",
     "drop forward mc 12 ip from 10.0.0.1 to any",
@@ -316,6 +327,37 @@ TEST(JsonRules, HaveMembersForEverything) {
     EXPECT_EQ(policy_line(rule),
               "priority 3 trap forward mc 9 tcp from any port 1-2 to 10.0.0.0/8 port 443 flags "
               "0x0002/0x0012 count 16");
+}
+
+TEST(JsonRules, NameProtocolsByEitherName) {
+    for (const char *name : {"icmp6", "icmpv6"}) {
+        const FilterRule rule =
+            only_rule(std::string(R"({"rules": [{"action": "drop", "match": {"family": "ip6", )") +
+                      "\"protocol\": \"" + name + "\"}}]}");
+        EXPECT_EQ(rule.protocol, 58) << name;
+        EXPECT_EQ(rule.protocol_mask, 0xFF) << name;
+    }
+}
+
+/* As in the policy format. */
+TEST(JsonRules, TakeTheVersionOfIpFromAProtocolThatHasOnlyOne) {
+    struct {
+        const char *protocol;
+        RuleKind kind;
+        const char *line;
+    } const rows[] = {{"icmp", RuleKind::kIpv4, "drop icmp from any to any"},
+                      {"icmp6", RuleKind::kIpv6, "drop icmp6 from any to any"},
+                      {"icmpv6", RuleKind::kIpv6, "drop icmp6 from any to any"}};
+    for (const auto &row : rows) {
+        const FilterRule rule =
+            only_rule(std::string(R"({"rules": [{"action": "drop", "match": {"protocol": ")") +
+                      row.protocol + "\"}}]}");
+        EXPECT_EQ(rule.kind, row.kind) << row.protocol;
+        EXPECT_EQ(policy_line(rule), row.line);
+        const FilterRule again = only_rule("{\"rules\": [" + json_rule(rule) + "]}");
+        EXPECT_EQ(again.kind, row.kind) << json_rule(rule);
+        EXPECT_EQ(policy_line(again), row.line);
+    }
 }
 
 TEST(JsonRules, LeaveTheActionToTheCommandLineWhereTheyNameNone) {

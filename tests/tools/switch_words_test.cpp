@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 
 #include "rule_encode.h"
+#include "tests/tools/full_listener.h"
+#include "tests/tools/json_answer.h"
 #include "tests/tools/run_tool.h"
 #include "tests/tools/stub_switch.h"
 
@@ -188,9 +190,58 @@ TEST(SwitchFaults, SetsAndClears) {
     EXPECT_EQ(sim.run({"switch", "faults", "--clear"}).out, "0 faults armed.\n");
     EXPECT_EQ(sim.questions().at(0).at("set"), (json::parse("[{\"call\":\"*\",\"status\":5}]")));
     EXPECT_EQ(sim.questions().at(1).at("set"), json::array());
-    const ToolRun wrong = sim.run({"switch", "faults", "--set", "{}"});
+}
+
+/* As every other wrong value: pointed at, and nothing is sent. */
+TEST(SwitchLists, ThatAreNoneArePointedAt) {
+    const StubSwitch sim([](const json &) { return "{\"ok\":true}\n"; });
+    struct {
+        const char *command;
+        std::string value;
+        std::string members;
+    } const rows[] = {{"faults", "foo", "{call, nth, status, times, late}"},
+                      {"faults", "", "{call, nth, status, times, late}"},
+                      {"faults", "[", "{call, nth, status, times, late}"},
+                      {"ports", "{}", "{log_port, kind, name}"},
+                      {"ports", "", "{log_port, kind, name}"}};
+    for (const auto &row : rows) {
+        const std::string error = "--set: '" + row.value + "' is no JSON list of " + row.members;
+        const ToolRun text = sim.run({"switch", row.command, "--set", row.value});
+        EXPECT_EQ(text.exit_code, 1);
+        EXPECT_EQ(text.out, "");
+        const std::string line =
+            "aclrmctl --switch-socket " + sim.path() + " switch " + row.command + " --set ";
+        EXPECT_EQ(text.err, "aclrmctl: " + error + "\n    " + line + row.value + "\n    " +
+                                std::string(line.size(), ' ') +
+                                std::string(std::max<size_t>(row.value.size(), 1), '^') +
+                                "\n  hint: 'aclrmctl switch " + row.command +
+                                " --help' tells more\n");
+        const json answer =
+            zv_test::own_members(sim.run({"-j", "switch", row.command, "--set", row.value}).out, 1);
+        EXPECT_EQ(answer.at("error"), error);
+        EXPECT_EQ(answer.at("argument"), (json{{"index", 7}, {"word", row.value}}));
+    }
+    EXPECT_EQ(sim.questions().size(), 0u);
+}
+
+TEST(SwitchFaults, TakeNoNameThatJsonDoesNotTake) {
+    const StubSwitch sim([](const json &) { return "{\"ok\":true,\"armed\":1}\n"; });
+    const ToolRun wrong = sim.run({"switch", "faults", "--call", "a\nb"});
     EXPECT_EQ(wrong.exit_code, 1);
-    EXPECT_EQ(sim.questions().size(), 2u);
+    expect_part(wrong.err, "is no name of a call");
+    EXPECT_EQ(sim.run({"switch", "faults", "--call", "a\"b\\"}).exit_code, 0);
+    ASSERT_EQ(sim.questions().size(), 1u);
+    EXPECT_EQ(sim.questions()[0].at("set").at(0).at("call"), "a\"b\\");
+}
+
+/* It is there, which a switch that is missing is not. */
+TEST(BusySwitch, IsNotSaidToBeMissing) {
+    const zv_test::FullListener full(SOCK_STREAM);
+    const json answer = zv_test::own_members(
+        run_tool("", {"--switch-socket", full.path(), "-j", "switch", "usage"}).out, 3);
+    EXPECT_EQ(answer.at("error"),
+              "the simulated switch at " + full.path() + " takes no connections now");
+    EXPECT_EQ(answer.at("hint"), "it is very busy, or stopped: try again");
 }
 
 TEST(SwitchSocket, HandsARefusalOnWithStatusSix) {

@@ -6,6 +6,8 @@
 #include <set>
 #include <sstream>
 
+#include "exit_codes.h"
+#include "frame.h"
 #include "tests/tools/run_tool.h"
 
 namespace {
@@ -181,7 +183,7 @@ TEST(Help, FitsATerminalOf80Columns) {
 
 TEST(Help, NamesEveryExitStatus) {
     const std::string text = read({"--help"}).out;
-    for (int code = 0; code <= 7; code++) {
+    for (int code = 0; code <= kExitPartial; code++) {
         EXPECT_NE(text.find("\n  " + std::to_string(code) + "  "), std::string::npos) << code;
     }
 }
@@ -304,11 +306,43 @@ TEST(WrongWords, ArePointedAt) {
     EXPECT_EQ(pointed_at({"open", "--owner", "nobody"}), "nobody");
     EXPECT_EQ(pointed_at({"bind", "port", "--acl", "1", "7", "8x"}), "8x");
     EXPECT_EQ(pointed_at({"init", "extra"}), "extra");
+    EXPECT_EQ(picture({"acl", "create", "--size", "5x", "--socket", "5x"}).second,
+              picture({"acl", "create", "--size", "5x"}).second)
+        << "the value, not what is spelt like it";
     EXPECT_EQ(pointed_at({"--timeout", "5x", "init"}), "5x");
     EXPECT_EQ(pointed_at({"acl", "create", "--size", "1", "--size", "2"}), "2");
     EXPECT_EQ(pointed_at({"switch", "packet", "--port", "1", "--src", "::g"}), "::g");
+    EXPECT_EQ(
+        pointed_at({"switch", "packet", "--port", "1", "--src", "10.0.0", "--proto", "icmp6"}),
+        "10.0.0")
+        << "before what would not fit an address";
     EXPECT_EQ(pointed_at({"switch", "packet", "--port", "1", "--mac-src", "1:2"}), "1:2");
     EXPECT_EQ(read({"init", "--owner"}).err.find("did you mean"), std::string::npos);
+}
+
+/* At the protocol, whatever else among the words is spelt like it. */
+TEST(WrongWords, OfTheOtherVersionOfIpArePointedAt) {
+    for (const auto &[source, protocol] : {std::pair<std::string, std::string>{"10.0.0.1", "icmp6"},
+                                           {"10.0.0.1", "icmpv6"},
+                                           {"::1", "icmp"}}) {
+        for (const Words &command : {Words{"rule", "add", "--acl", "1", "--priority", "0"},
+                                     Words{"switch", "packet", "--port", "1"}}) {
+            Words words = command;
+            words.insert(words.end(), {"--proto", protocol, "--src", source});
+            words.insert(words.end(), {"--socket", "/" + protocol});
+            const Read result = read(words);
+            EXPECT_EQ(result.exit_code, 1);
+            EXPECT_EQ(
+                result.err.rfind(
+                    "aclrmctl: --proto: " + protocol + " belongs to the other version of IP\n", 0),
+                0u)
+                << result.err;
+            EXPECT_EQ(pointed_at(words), protocol);
+            words = command;
+            words.insert(words.end(), {"--dst", source, "--proto=" + protocol});
+            EXPECT_EQ(pointed_at(words), "--proto=" + protocol);
+        }
+    }
 }
 
 TEST(WrongWords, ArePointedAtInLongLines) {
@@ -437,6 +471,30 @@ TEST(Words, LeaveFieldsOfARuleOpen) {
     EXPECT_EQ(add.rule.key, KeyBytes{});
     EXPECT_EQ(add.rule.mask, KeyBytes{});
     EXPECT_EQ(add.rule.verdict, Verdict::kPermit);
+}
+
+/* The key type by the protocol, as there is no address. */
+TEST(Words, TakeTheVersionOfIpFromAProtocolThatHasOnlyOne) {
+    for (const auto &[protocol, key_type] : {std::pair{"icmp6", kKeyIpv6},
+                                             {"icmpv6", kKeyIpv6},
+                                             {"icmp", kKeyIpv4},
+                                             {"tcp", kKeyIpv4},
+                                             {"58", kKeyIpv4}}) {
+        const auto add = request<RuleAddRequest>(
+            {"rule", "add", "--acl", "3", "--priority", "9", "--proto", protocol});
+        EXPECT_EQ(add.rule.key_type, key_type) << protocol;
+        const auto packet =
+            request<PacketRequest>({"switch", "packet", "--port", "1", "--proto", protocol});
+        EXPECT_EQ(packet.key_type, key_type) << protocol;
+    }
+    const auto add = request<RuleAddRequest>(
+        {"rule", "add", "--acl", "3", "--priority", "9", "--proto", "icmp6"});
+    EXPECT_EQ(add.rule.key, encode_ipv6({.protocol = 58}).key);
+    EXPECT_EQ(add.rule.mask, encode_ipv6({.protocol = 255}).key);
+    const auto packet =
+        request<PacketRequest>({"switch", "packet", "--port", "1", "--proto", "ICMP6"});
+    EXPECT_EQ(packet.key_type, kKeyIpv6) << "whatever its case";
+    EXPECT_EQ(packet.key, encode_ipv6({.protocol = 58}).key);
 }
 
 TEST(Words, AskForActivityThreeWays) {

@@ -7,6 +7,7 @@
 
 #include "daemon_link.h"
 #include "perform_parts.h"
+#include "protocols.h"
 #include "switch_control.h"
 #include "text_table.h"
 #include "words_parts.h"
@@ -237,6 +238,18 @@ Candidates names_of(const NameList &names) {
     return texts;
 }
 
+/* Those by which protocols are shown: second names are read, not offered. */
+Candidates protocol_candidates() {
+    Candidates texts;
+    for (const ProtocolName &each : kProtocolNames) {
+        const std::string_view shown = name_of_protocol(each.number, each.family);
+        if (shown == each.name) {
+            texts.emplace_back(shown);
+        }
+    }
+    return texts;
+}
+
 /* What a fault of the simulated switch can be armed for, of the calls that a command makes. */
 Candidates switch_calls(const Line &) {
     return {"*",
@@ -303,10 +316,7 @@ constexpr ValueRow kValues[] = {
      [](const Line &) {
          return Candidates{"packets", "bytes"};
      }},
-    {nullptr, "--proto",
-     [](const Line &) {
-         return Candidates{"tcp", "udp", "icmp", "icmp6"};
-     }},
+    {nullptr, "--proto", [](const Line &) { return protocol_candidates(); }},
     {nullptr, "--timeout",
      [](const Line &) {
          return Candidates{"500ms", "1s", "5s", "30s"};

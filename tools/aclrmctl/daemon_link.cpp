@@ -15,27 +15,14 @@ namespace {
 
 constexpr size_t kShownRunsBytes = 48; /* keeps a failure's sentence within a line or two */
 
-std::string handle_text(const Settings &settings) {
-    char text[32];
-    std::snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(settings.handle));
-    return text;
-}
-
-/* What most often stands behind a status. The daemon answers with a number alone; its own sentence
- * is in its log. */
-std::string status_hint(const Settings &settings, zv_acl_rm_status_t status) {
-    switch (status) {
-        case ZV_ACL_RM_STATUS_ERROR:
-            return "the daemon's log says which; before anything else it needs 'aclrmctl open' or "
-                   "'aclrmctl init'";
-        case ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE:
-        case ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND:
-            return "is handle " + handle_text(settings) +
-                   " open (aclrmctl open --owner NAME), the chip loaded (aclrmctl init) and the id "
-                   "right (aclrmctl dump)?";
-        default:
-            return "";
-    }
+/* Tool and daemon do not understand each other. */
+Failure version_failure(const std::string &what) {
+    return {kExitFailure,
+            what,
+            {},
+            {},
+            "daemon and tool are of different versions, which 'zv_acl_rm --version' and 'aclrmctl "
+            "--version' tell"};
 }
 
 Failure error_failure(const Settings &settings, const std::string &what, int error) {
@@ -50,6 +37,14 @@ Failure error_failure(const Settings &settings, const std::string &what, int err
         case EPIPE:
         case ESHUTDOWN:
             return {kExitUnreachable, what + ": the daemon went away", {}, {}, ""};
+        case EPROTO:
+            return version_failure(what + ": the daemon's answer is none of this protocol");
+        case EOPNOTSUPP:
+            return version_failure(what + ": the daemon has no such command");
+        case EBADMSG:
+            return version_failure(what + ": the daemon found the message malformed");
+        case EMSGSIZE:
+            return version_failure(what + ": the daemon found the message too long");
         case ENOMEM:
             return {kExitFailure, what + ": out of memory", {}, {}, ""};
         default:
@@ -67,6 +62,14 @@ std::string rooted_path(const std::string &path) {
 std::optional<Failure> connect_daemon(const Settings &settings, Client *client) {
     zv_acl_rm_client_t *made = nullptr;
     const int error = zv_acl_rm_client_connect(settings.socket.c_str(), settings.handle, &made);
+    if (error == EAGAIN) { /* somebody listens, and has as many waiting as there may be */
+        return Failure{
+            kExitUnreachable,
+            "the daemon at " + rooted_path(settings.socket) + " takes no connections now",
+            {},
+            {},
+            "it is very busy, or stopped: try again"};
+    }
     if (error != 0) {
         return Failure{kExitUnreachable,
                        "no daemon at " + rooted_path(settings.socket) + ": " + std::strerror(error),
@@ -85,7 +88,7 @@ std::optional<Failure> call_failure(const Settings &settings, const std::string 
         return error_failure(settings, what, error);
     }
     if (status != ZV_ACL_RM_STATUS_SUCCESS) {
-        return Failure{kExitRefused, what + ": refused", status, {}, status_hint(settings, status)};
+        return Failure{kExitRefused, what + ": refused", status, {}, ""};
     }
     return std::nullopt;
 }
@@ -102,21 +105,14 @@ void add_why(zv_acl_rm_client_t *client, uint32_t command, const void *record, u
         failure->why.push_back(line);
     }
     failure->why_certain = causes_num == 1 && failure->why.size() == 1;
-    if (!failure->why.empty()) {
-        /* The general hint guesses. Only who has no owner is told what to do about it. */
-        const bool unopened = failure->why.front().find("never opened") != std::string::npos;
-        failure->hint = unopened ? "'aclrmctl open --owner NAME' opens it" : "";
-    }
+    /* Where no cause is found there is what the status means, which may be that among others. */
+    const bool unopened =
+        causes_num > 0 && failure->why.front().find("never opened") != std::string::npos;
+    failure->hint = unopened ? "'aclrmctl open --owner NAME' opens it" : "";
 }
 
-void replace_hint(std::optional<Failure> *failure,
-                  std::initializer_list<zv_acl_rm_status_t> statuses, const std::string &hint) {
-    if (!*failure || !(*failure)->status ||
-        std::find(statuses.begin(), statuses.end(), *(*failure)->status) == statuses.end()) {
-        return;
-    }
-    /* A hint that asks is a guess, too; beside a reason only those that tell are of use. */
-    if ((*failure)->why.empty() || hint.find('?') == std::string::npos) {
+void set_hint(std::optional<Failure> *failure, zv_acl_rm_status_t status, const std::string &hint) {
+    if (*failure && (*failure)->status == status) {
         (*failure)->hint = hint;
     }
 }

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,7 +33,7 @@ std::optional<Failure> call_failure(const Settings &settings, const std::string 
                                     zv_acl_rm_status_t status);
 
 /* Adds why the daemon refused a command, as far as the library can find out: `record` is the
- * request as it was. Asks the daemon, but changes nothing. */
+ * request as it was. Asks the daemon, but changes nothing. Sets the hint, too. */
 void add_why(zv_acl_rm_client_t *client, uint32_t command, const void *record, uint32_t record_len,
              Failure *failure);
 
@@ -132,9 +131,8 @@ std::optional<Failure> call_daemon(const Settings &settings, const std::string &
     return call_daemon(settings, client.get(), what, function, params);
 }
 
-/* Gives a failure with one of these statuses another hint than the general one. */
-void replace_hint(std::optional<Failure> *failure,
-                  std::initializer_list<zv_acl_rm_status_t> statuses, const std::string &hint);
+/* Gives a failure with that status a hint: what is so beside the reasons why. */
+void set_hint(std::optional<Failure> *failure, zv_acl_rm_status_t status, const std::string &hint);
 
 /* Makes a failure one of a part done: of `numbers` those before `first` are, those from `first` to
  * `end` were in the failing request, the rest was not sent. */

@@ -168,8 +168,7 @@ std::string describe_packet_key(const PacketKey &packet) {
                 return ports ? "[" + ipv6_text(address) + "]:" + std::to_string(port)
                              : ipv6_text(address);
             };
-            constexpr uint8_t kIcmp6 = 58;
-            return (key.data[32] == kIcmp6 ? "icmp6" : protocol_name(key.data[32])) + " " +
+            return protocol_name(key.data[32], AddressFamily::kIpv6) + " " +
                    end(key.data, key.u16(34)) + " > " + end(key.data + 16, key.u16(36)) +
                    (key.u16(38) == 0 ? "" : " flags " + hex16(key.u16(38)));
         }

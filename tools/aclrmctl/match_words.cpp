@@ -1,6 +1,7 @@
 #include "match_words.h"
 
 #include "number_list.h"
+#include "protocols.h"
 #include "text_cursor.h"
 
 namespace aclrmctl {
@@ -95,22 +96,16 @@ std::string read_port_prefix(const std::string &text, PortPrefix *prefix) {
     return "";
 }
 
-std::string read_protocol(const std::string &text, uint8_t *protocol, uint8_t *mask) {
-    struct Word {
-        const char *name;
-        uint8_t number;
-    };
-    constexpr Word kWords[] = {{"tcp", 6}, {"udp", 17}, {"icmp", 1}, {"icmp6", 58}, {"icmpv6", 58}};
+std::string read_protocol(const std::string &text, AddressFamily *version, uint8_t *protocol,
+                          uint8_t *mask) {
     *protocol = *mask = 0;
     if (text == "any") {
         return "";
     }
     *mask = 0xFF;
-    for (const Word &word : kWords) {
-        if (text == word.name) {
-            *protocol = word.number;
-            return "";
-        }
+    if (const ProtocolName *named = find_protocol(text); named != nullptr) {
+        *protocol = named->number;
+        return take_version_of(*named, version) ? "" : other_version(*named);
     }
     uint32_t number = 0;
     if (!takes_all(

@@ -26,8 +26,11 @@ std::string read_mac_prefix(const std::string &text, ReadAddress *address);
  * with the prefixes it would need. */
 std::string read_port_prefix(const std::string &text, PortPrefix *prefix);
 
-/* "tcp", "udp", "icmp", "icmp6", a number, "any". */
-std::string read_protocol(const std::string &text, uint8_t *protocol, uint8_t *mask);
+/* A protocol by its name or its number, or "any". *version is that of IP as far as the addresses
+ * tell it, kAny where they do not: a name that belongs to one version sets it, and is refused
+ * beside the other. */
+std::string read_protocol(const std::string &text, AddressFamily *version, uint8_t *protocol,
+                          uint8_t *mask);
 
 /* "0x02/0x12", or "0x02" for all 16 bits; hexadecimal with 0x or decimal. */
 std::string read_flags(const std::string &text, uint16_t *flags, uint16_t *mask);

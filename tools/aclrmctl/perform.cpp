@@ -26,9 +26,6 @@ Answer perform_open(const Settings &settings, const OpenRequest &request) {
             zv_acl_rm_open_params_t params{};
             params.owner = request.owner;
             add_why(client.get(), command_of(&params), &params, sizeof(params), &*failure);
-            failure->hint = failure->why.empty()
-                                ? "the switch could not be opened; the daemon's log says why"
-                                : "";
         }
         return *failure;
     }
@@ -48,7 +45,6 @@ Answer perform_init(const Settings &settings, const InitRequest &request) {
             zv_acl_rm_init_params_t params{};
             params.chip_type = request.chip;
             add_why(client.get(), command_of(&params), &params, sizeof(params), &*failure);
-            failure->hint = failure->why.empty() ? "known chip types are 1, 3 and 5 to 11" : "";
         }
         return *failure;
     }

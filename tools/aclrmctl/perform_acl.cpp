@@ -85,9 +85,9 @@ Answer perform_acl_destroy(const Settings &settings, const AclDestroyRequest &re
     if (!failure) {
         return AclDestroyAnswer{request};
     }
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
-                 "the daemon's log says how far it got: its rules and bindings may be gone "
-                 "('aclrmctl show')");
+    set_hint(&failure, ZV_ACL_RM_STATUS_ERROR,
+             "the daemon's log says how far it got: its rules and bindings may be gone "
+             "('aclrmctl show')");
     return *failure;
 }
 
@@ -104,8 +104,8 @@ Answer perform_acl_edit(const Settings &settings, const AclEditRequest &request)
     if (!failure) {
         return AclEditAnswer{request, params.acl.acl_id};
     }
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
-                 "an ACL that is bound is refused by the switch, and then unknown to the daemon");
+    set_hint(&failure, ZV_ACL_RM_STATUS_ERROR,
+             "an ACL that is bound is refused by the switch, and then unknown to the daemon");
     return *failure;
 }
 
@@ -113,16 +113,13 @@ Answer perform_acl_resize(const Settings &settings, const AclResizeRequest &requ
     zv_acl_rm_acl_resize_params_t params{};
     params.acl_id = request.acl_id;
     params.new_size = request.size;
-    auto failure = call_daemon(
-        settings, "resizing " + acl_text(request.acl_id) + " to " + counted(request.size, "rule"),
-        zv_acl_rm_api_acl_resize, &params);
-    if (!failure) {
-        return AclResizeAnswer{request};
+    if (auto failure = call_daemon(
+            settings,
+            "resizing " + acl_text(request.acl_id) + " to " + counted(request.size, "rule"),
+            zv_acl_rm_api_acl_resize, &params)) {
+        return *failure;
     }
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE},
-                 "only an ACL created with --size 0 can change its size, and none can lose the "
-                 "room of a rule it holds; otherwise: are handle and ACL right?");
-    return *failure;
+    return AclResizeAnswer{request};
 }
 
 }  // namespace aclrmctl

@@ -80,18 +80,13 @@ Answer perform_bind_system(const Settings &settings, const BindRequest &request)
     params.cmd = request.bind ? ZV_ACL_RM_ACCESS_CMD_BIND : ZV_ACL_RM_ACCESS_CMD_UNBIND;
     params.acl_id = request.acl_id;
     const std::string id = std::to_string(request.acl_id);
-    auto failure = call_daemon(settings,
-                               request.bind ? "binding ACL " + id + " to the system"
-                                            : "unbinding ACL " + id + " from the system",
-                               zv_acl_rm_api_system_bind_set, &params);
-    if (!failure) {
-        return BindAnswer{request};
+    if (auto failure = call_daemon(settings,
+                                   request.bind ? "binding ACL " + id + " to the system"
+                                                : "unbinding ACL " + id + " from the system",
+                                   zv_acl_rm_api_system_bind_set, &params)) {
+        return *failure;
     }
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
-                 request.bind ? "is it bound to the system already, another owner's, or of another "
-                                "direction than an ACL on one of the ports?"
-                              : "is it bound to the system at all, or another owner's?");
-    return *failure;
+    return BindAnswer{request};
 }
 
 }  // namespace

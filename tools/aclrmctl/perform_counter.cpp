@@ -12,19 +12,8 @@ namespace aclrmctl {
 
 namespace {
 
-const char *const kUnknownHint =
-    "is the id right? a counter also goes with the last of the rules that used it";
-
 std::string counter_text(uint32_t counter_id) {
     return "counter " + std::to_string(counter_id);
-}
-
-/* READ and CLEAR travel in the same record. */
-std::optional<Failure> call_get(const Settings &settings, const std::string &what,
-                                zv_acl_rm_counter_get_params_t *params) {
-    auto failure = call_daemon(settings, what, zv_acl_rm_api_counter_get, params);
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND}, kUnknownHint);
-    return failure;
 }
 
 }  // namespace
@@ -45,20 +34,19 @@ Answer perform_counter_destroy(const Settings &settings, const CounterDestroyReq
     zv_acl_rm_counter_set_params_t params{};
     params.cmd = ZV_ACL_RM_ACCESS_CMD_DESTROY;
     params.counter_id = request.counter_id;
-    auto failure = call_daemon(settings, "destroying " + counter_text(request.counter_id),
-                               zv_acl_rm_api_counter_set, &params);
-    if (!failure) {
-        return CounterDestroyAnswer{request.counter_id};
+    if (auto failure = call_daemon(settings, "destroying " + counter_text(request.counter_id),
+                                   zv_acl_rm_api_counter_set, &params)) {
+        return *failure;
     }
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND}, kUnknownHint);
-    return *failure;
+    return CounterDestroyAnswer{request.counter_id};
 }
 
 Answer perform_counter_read(const Settings &settings, const CounterReadRequest &request) {
     zv_acl_rm_counter_get_params_t params{};
     params.cmd = ZV_ACL_RM_ACCESS_CMD_READ;
     params.counter_id = request.counter_id;
-    if (auto failure = call_get(settings, "reading " + counter_text(request.counter_id), &params)) {
+    if (auto failure = call_daemon(settings, "reading " + counter_text(request.counter_id),
+                                   zv_acl_rm_api_counter_get, &params)) {
         return *failure;
     }
     const bool bytes = params.counter_type.first != 0;
@@ -71,8 +59,8 @@ Answer perform_counter_clear(const Settings &settings, const CounterClearRequest
     zv_acl_rm_counter_get_params_t params{};
     params.cmd = ZV_ACL_RM_ACCESS_CMD_CLEAR;
     params.counter_id = request.counter_id;
-    if (auto failure =
-            call_get(settings, "clearing " + counter_text(request.counter_id), &params)) {
+    if (auto failure = call_daemon(settings, "clearing " + counter_text(request.counter_id),
+                                   zv_acl_rm_api_counter_get, &params)) {
         return *failure;
     }
     return CounterClearAnswer{request.counter_id};

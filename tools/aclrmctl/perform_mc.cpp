@@ -8,15 +8,6 @@ namespace aclrmctl {
 
 namespace {
 
-/* The general hint asks for an ACL's id. */
-void set_group_hint(std::optional<Failure> *failure) {
-    replace_hint(failure, {ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE},
-                 "is the group's id right, and the handle open (aclrmctl open --owner NAME)? a "
-                 "client that opened as OF13 can only create groups");
-    replace_hint(failure, {ZV_ACL_RM_STATUS_ERROR},
-                 "is the group another owner's? otherwise the daemon's log says why");
-}
-
 /* One request with ports first to first + count - 1. A create stores the group's id. */
 std::optional<Failure> send_ports(const Settings &settings, zv_acl_rm_client_t *client,
                                   const std::string &what, uint32_t cmd, uint32_t *group_id,
@@ -47,10 +38,7 @@ std::optional<Failure> change_ports(const Settings &settings, zv_acl_rm_client_t
                                  piece_text("port", request.ports, first, count) +
                                  (request.add ? " to " : " from ") + group_text(request.group_id);
         uint32_t group_id = request.group_id;
-        auto failure =
-            send_ports(settings, client, what, cmd, &group_id, request.ports, first, count);
-        set_group_hint(&failure);
-        return failure;
+        return send_ports(settings, client, what, cmd, &group_id, request.ports, first, count);
     };
     return send_in_pieces(request.ports, ZV_ACL_RM_PORTS_PER_RECORD,
                           request.add ? "added" : "removed", "port", send);
@@ -106,10 +94,8 @@ Answer perform_mc_delete(const Settings &settings, const McDeleteRequest &reques
     zv_acl_rm_mc_group_set_params_t params{};
     params.cmd = ZV_ACL_RM_ACCESS_CMD_DELETE;
     params.mc_group_id = request.group_id;
-    auto failure = call_daemon(settings, "deleting " + group_text(request.group_id),
-                               zv_acl_rm_api_mc_group_set, &params);
-    set_group_hint(&failure);
-    if (failure) {
+    if (auto failure = call_daemon(settings, "deleting " + group_text(request.group_id),
+                                   zv_acl_rm_api_mc_group_set, &params)) {
         return *failure;
     }
     return McDeleteAnswer{request.group_id};
@@ -119,10 +105,8 @@ Answer perform_mc_get(const Settings &settings, const McGetRequest &request) {
     zv_acl_rm_mc_group_get_params_t params{};
     params.mc_group_id = request.group_id;
     params.ports_num = ZV_ACL_RM_PORTS_PER_RECORD;
-    auto failure = call_daemon(settings, "reading " + group_text(request.group_id),
-                               zv_acl_rm_api_mc_group_get, &params);
-    set_group_hint(&failure);
-    if (failure) {
+    if (auto failure = call_daemon(settings, "reading " + group_text(request.group_id),
+                                   zv_acl_rm_api_mc_group_get, &params)) {
         return *failure;
     }
     const uint32_t ports_num = std::min(params.ports_num, ZV_ACL_RM_PORTS_PER_RECORD);

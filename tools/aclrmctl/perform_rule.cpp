@@ -66,8 +66,8 @@ std::optional<Failure> delete_some(const Settings &settings, const RuleDeleteReq
                     "deleting the rules at " + piece_text("offset", request.offsets, first, count) +
                         of_acl(request.acl_id),
                     zv_acl_rm_api_acl_rule_set, &params);
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND},
-                 "one of these offsets holds no rule, and none of them was deleted");
+    set_hint(&failure, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+             "one of these offsets holds no rule, and none of them was deleted");
     return failure;
 }
 
@@ -97,10 +97,6 @@ std::optional<Failure> get_some(const Settings &settings, const RuleGetRequest &
         failure->details.emplace_back(
             "the activity of those of these rules before the failing one is cleared");
     }
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND},
-                 "is the ACL there, and does each of these offsets hold a rule? ('aclrmctl dump')");
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
-                 "does each of these offsets lie within the ACL?");
     return failure;
 }
 
@@ -120,13 +116,9 @@ Answer perform_rule_add(const Settings &settings, const RuleAddRequest &request)
     if (!failure) {
         return RuleAddAnswer{request.acl_id, written_view(params.rules[0], targets)};
     }
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
-                 "is there a rule at that offset already, does it lie past the ACL's end, or is "
-                 "the ACL another owner's?");
-    if (targets.counter_id != 0 || targets.forward_mc) {
-        replace_hint(&failure, {ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND},
-                     "is there such a counter or MC group? with an unknown counter the switch "
-                     "holds the rule all the same, the daemon does not");
+    if (targets.counter_id != 0) {
+        set_hint(&failure, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+                 "the switch may have it; a good rule at its priority mends that");
     }
     return *failure;
 }
@@ -177,18 +169,14 @@ Answer perform_rule_move(const Settings &settings, const RuleMoveRequest &reques
     params.block_start = request.from;
     params.block_size = request.count;
     params.new_start = request.to;
-    auto failure = call_daemon(settings,
-                               "moving " + counted(request.count, "rule") + " from offset " +
-                                   std::to_string(request.from) + " to " +
-                                   std::to_string(request.to) + of_acl(request.acl_id),
-                               zv_acl_rm_api_acl_rule_move_block, &params);
-    if (!failure) {
-        return RuleMoveAnswer{request};
+    if (auto failure = call_daemon(settings,
+                                   "moving " + counted(request.count, "rule") + " from offset " +
+                                       std::to_string(request.from) + " to " +
+                                       std::to_string(request.to) + of_acl(request.acl_id),
+                                   zv_acl_rm_api_acl_rule_move_block, &params)) {
+        return *failure;
     }
-    replace_hint(&failure, {ZV_ACL_RM_STATUS_ERROR},
-                 "does a part of the block or of its new place lie past the ACL's end, or is the "
-                 "ACL another owner's?");
-    return *failure;
+    return RuleMoveAnswer{request};
 }
 
 }  // namespace aclrmctl

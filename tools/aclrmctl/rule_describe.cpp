@@ -1,6 +1,7 @@
 /* Rules and packets in the words of tables. */
 #include <algorithm>
 
+#include "protocols.h"
 #include "rule_encode.h"
 #include "rule_words.h"
 
@@ -68,7 +69,7 @@ std::string describe_match(const KeyBytes &key, const KeyBytes &mask) {
     if (mask[kProtocolAt] == 0) {
         text = "ip4";
     } else if (mask[kProtocolAt] == 0xFF) {
-        text = protocol_name(key[kProtocolAt]);
+        text = protocol_name(key[kProtocolAt], AddressFamily::kIpv4);
     } else {
         text =
             "protocol " + hex_number(key[kProtocolAt], 2) + "&" + hex_number(mask[kProtocolAt], 2);
@@ -138,9 +139,10 @@ std::string describe_packet(const KeyBytes &key) {
     const uint16_t source = get16(&key[kSourcePortAt]);
     const uint16_t destination = get16(&key[kDestinationPortAt]);
     const bool ports = shows_ports(protocol, source, destination);
-    std::string text = protocol_name(protocol) + " " + dotted(get32(&key[0])) +
-                       (ports ? ":" + std::to_string(source) : "") + " > " +
-                       dotted(get32(&key[4])) + (ports ? ":" + std::to_string(destination) : "");
+    std::string text = protocol_name(protocol, AddressFamily::kIpv4) + " " +
+                       dotted(get32(&key[0])) + (ports ? ":" + std::to_string(source) : "") +
+                       " > " + dotted(get32(&key[4])) +
+                       (ports ? ":" + std::to_string(destination) : "");
     const uint16_t flags = get16(&key[kFlagsAt]);
     return flags == 0 ? text : text + " flags " + hex_number(flags, 4);
 }
@@ -150,17 +152,9 @@ std::string dotted(uint32_t address) {
            std::to_string(address >> 8 & 0xFF) + "." + std::to_string(address & 0xFF);
 }
 
-std::string protocol_name(uint8_t protocol) {
-    switch (protocol) {
-        case 1:
-            return "icmp";
-        case 6:
-            return "tcp";
-        case 17:
-            return "udp";
-        default:
-            return "protocol " + std::to_string(protocol);
-    }
+std::string protocol_name(uint8_t protocol, AddressFamily family) {
+    const char *name = name_of_protocol(protocol, family);
+    return name != nullptr ? name : "protocol " + std::to_string(protocol);
 }
 
 }  // namespace aclrmctl

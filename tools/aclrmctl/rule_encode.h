@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "port_prefixes.h"
+#include "rule_fields.h"
 #include "rule_file.h"
 #include "zv_acl_rm/zv_acl_rm_records.h"
 
@@ -124,7 +125,8 @@ std::string describe_packet(const KeyBytes &key);
 std::string dotted(uint32_t address);
 /* Whether a packet's ports are worth a word: of other protocols only where they are not 0. */
 bool shows_ports(uint8_t protocol, uint16_t source, uint16_t destination);
-std::string protocol_name(uint8_t protocol); /* "tcp", or the number */
+/* "tcp", or "protocol 47". */
+std::string protocol_name(uint8_t protocol, AddressFamily family);
 
 /* False unless `hex` is exactly two digits for each byte. */
 bool key_from_hex(const std::string &hex, KeyBytes *key);

@@ -3,6 +3,7 @@
  * Each member has one row in a table; which of them a match may have depends on what it matches.
  * A value that is wrong is named by its pointer, and its place in the text shown. */
 #include "json_text.h"
+#include "protocols.h"
 #include "rule_fields.h"
 
 namespace aclrmctl {
@@ -103,7 +104,8 @@ const JsonRule::Member JsonRule::kRuleMembers[] = {{"priority", &JsonRule::take_
 const JsonRule::Member JsonRule::kForwardMembers[] = {{"port", &JsonRule::take_forward_port, 0},
                                                       {"mc", &JsonRule::take_forward_mc, 0}};
 
-/* In the order in which they are read: the family first, so that addresses are held against it. */
+/* In the order in which they are read: the family first, so that protocol and addresses are held
+ * against it. */
 const JsonRule::Member JsonRule::kMatchMembers[] = {
     {"family", &JsonRule::take_family, kIp | kMac},
     {"protocol", &JsonRule::take_protocol, kIp},
@@ -359,17 +361,12 @@ bool JsonRule::take_address_of(const JsonValue &value, AddressPrefix *prefix) {
 }
 
 bool JsonRule::take_protocol(const JsonValue &value) {
-    struct Word {
-        const char *name;
-        uint8_t number;
-    };
-    constexpr Word kWords[] = {{"tcp", 6}, {"udp", 17}, {"icmp", 1}, {"icmp6", 58}};
-    for (const Word &word : kWords) {
-        if (value.kind == JsonKind::kString && value.text == word.name) {
-            rule.protocol = word.number;
-            rule.protocol_mask = 0xFF;
-            return true;
-        }
+    const ProtocolName *named =
+        value.kind == JsonKind::kString ? find_protocol(value.text) : nullptr;
+    if (named != nullptr) {
+        rule.protocol = named->number;
+        rule.protocol_mask = 0xFF;
+        return take_version_of(*named, &family_) || fail(value, other_version(*named));
     }
     uint16_t number = 0;
     uint16_t mask = 0;

@@ -8,22 +8,12 @@
  *
  * An IP rule is of the version of its addresses. Where both are `any` the version has to be said:
  * whoever writes "drop ip from any to any" may think of both, and gets one key type. */
+#include "protocols.h"
 #include "rule_fields.h"
 
 namespace aclrmctl {
 
 namespace {
-
-struct ProtocolWord {
-    const char *name;
-    uint8_t number;
-    AddressFamily family; /* the only one it belongs to */
-};
-
-constexpr ProtocolWord kProtocols[] = {{"tcp", 6, AddressFamily::kAny},
-                                       {"udp", 17, AddressFamily::kAny},
-                                       {"icmp", 1, AddressFamily::kIpv4},
-                                       {"icmp6", 58, AddressFamily::kIpv6}};
 
 /* One line on its way to a rule. */
 class PolicyLine {
@@ -222,24 +212,19 @@ bool PolicyLine::take_protocol() {
         rule.protocol_mask = static_cast<uint8_t>(mask);
         return cursor_.space_before("'from'");
     }
-    for (const ProtocolWord &each : kProtocols) {
-        if (word != each.name) {
-            continue;
-        }
-        if (each.family != AddressFamily::kAny && family_ != AddressFamily::kAny &&
-            family_ != each.family) {
-            return cursor_.fail(start,
-                                std::string(each.name) + " belongs to the other version of IP");
-        }
-        family_ = each.family == AddressFamily::kAny ? family_ : each.family;
-        rule.protocol = each.number;
-        rule.protocol_mask = 0xFF;
-        cursor_.word();
-        return cursor_.space_before("'from'");
+    const ProtocolName *named = find_protocol(word);
+    if (named == nullptr) {
+        return cursor_.fail(start,
+                            "expected what to match: ip, tcp, udp, icmp, icmp6, proto N, mac or "
+                            "key");
     }
-    return cursor_.fail(start,
-                        "expected what to match: ip, tcp, udp, icmp, icmp6, proto N, mac or "
-                        "key");
+    if (!take_version_of(*named, &family_)) {
+        return cursor_.fail(start, other_version(*named));
+    }
+    rule.protocol = named->number;
+    rule.protocol_mask = 0xFF;
+    cursor_.word();
+    return cursor_.space_before("'from'");
 }
 
 /* "from" or "to" and an address of the rule's kind; the first one tells the version of IP. */

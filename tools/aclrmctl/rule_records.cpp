@@ -125,6 +125,9 @@ std::optional<Failure> probe_offset(const Settings &settings, uint32_t acl_id, u
                               status == ZV_ACL_RM_STATUS_SUCCESS ||
                               status == ZV_ACL_RM_STATUS_ERROR;
         if (auto failure = call_failure(settings, rules_of(acl_id), error, is_known ? 0 : status)) {
+            if (failure->status) {
+                add_why(client, command_of(&params), &params, sizeof(params), &*failure);
+            }
             return failure;
         }
         if (status != ZV_ACL_RM_STATUS_ERROR) {

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+#include "protocols.h"
+
 namespace aclrmctl {
 
 namespace {
@@ -58,22 +60,13 @@ std::string protocol_words(const FilterRule &rule) {
     if (rule.protocol_mask == 0) {
         return "";
     }
-    const bool is_ipv6 = rule.kind == RuleKind::kIpv6;
     if (rule.protocol_mask != 0xFF) {
         return "proto " + masked_text("", rule.protocol, rule.protocol_mask, 0xFF, 2);
     }
-    switch (rule.protocol) {
-        case 6:
-            return "tcp";
-        case 17:
-            return "udp";
-        case 1:
-            return is_ipv6 ? "proto 1" : "icmp";
-        case 58:
-            return is_ipv6 ? "icmp6" : "proto 58";
-        default:
-            return "proto " + std::to_string(rule.protocol);
-    }
+    const bool is_ipv6 = rule.kind == RuleKind::kIpv6;
+    const char *name =
+        name_of_protocol(rule.protocol, is_ipv6 ? AddressFamily::kIpv6 : AddressFamily::kIpv4);
+    return name != nullptr ? name : "proto " + std::to_string(rule.protocol);
 }
 
 bool needs_version(const FilterRule &rule) {

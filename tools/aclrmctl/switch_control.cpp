@@ -125,9 +125,17 @@ std::string command_name(const json &question) {
 std::optional<Failure> exchange(const Settings &settings, const json &question, std::string *line) {
     const std::string path = rooted_path(settings.switch_socket);
     ControlSocket socket(settings.timeout_ms);
-    if (const int error = socket.connect(path); error != 0) {
+    const int connected = socket.connect(path);
+    if (connected == EAGAIN) { /* somebody listens, and has as many waiting as there may be */
         return Failure{kExitUnreachable,
-                       "no simulated switch at " + path + ": " + std::strerror(error),
+                       "the simulated switch at " + path + " takes no connections now",
+                       {},
+                       {},
+                       "it is very busy, or stopped: try again"};
+    }
+    if (connected != 0) {
+        return Failure{kExitUnreachable,
+                       "no simulated switch at " + path + ": " + std::strerror(connected),
                        {},
                        {},
                        "the daemon offers it when it is started with ZV_SIM_CONTROL=1"};
@@ -187,15 +195,6 @@ std::string find_rule(const Settings &settings, const json &hit) {
     return "";
 }
 
-/* What the switch wants a list of; it checks the members itself. */
-std::optional<Failure> read_json_list(const std::string &text, const char *example, json *list) {
-    *list = json::parse(text, nullptr, false);
-    if (list->is_array()) {
-        return std::nullopt;
-    }
-    return Failure{kExitUsage, "--set: not a JSON list: " + text, {}, {}, example};
-}
-
 json packet_question(const PacketRequest &request) {
     return {{"cmd", "packet"},
             {request.router_interface ? "rif_id" : "log_port", request.ingress_point},
@@ -242,14 +241,9 @@ Answer read_ports(const Settings &settings) {
 }
 
 Answer set_ports(const Settings &settings, const PortsRequest &request) {
-    json list;
-    if (auto failure = read_json_list(request.set,
-                                      "[{\"log_port\":65537,\"kind\":0,\"name\":\"p1\"}]", &list)) {
-        return *failure;
-    }
     PortsAnswer asked;
     asked.set = true;
-    return ask_for(settings, {{"cmd", "ports"}, {"set", list}}, asked);
+    return ask_for(settings, {{"cmd", "ports"}, {"set", json::parse(request.set)}}, asked);
 }
 
 std::optional<Failure> ask_packet(const Settings &settings, const PacketRequest &request,
@@ -278,12 +272,8 @@ Answer read_usage(const Settings &settings) {
 }
 
 Answer set_faults(const Settings &settings, const FaultsRequest &request) {
-    json list;
-    if (auto failure = read_json_list(
-            request.set, "[{\"call\":\"zv_api_acl_rules_set\",\"nth\":1,\"status\":5}]", &list)) {
-        return *failure;
-    }
-    return ask_for(settings, {{"cmd", "faults"}, {"set", list}}, FaultsAnswer{});
+    return ask_for(settings, {{"cmd", "faults"}, {"set", json::parse(request.set)}},
+                   FaultsAnswer{});
 }
 
 std::string describe_switch_rule(const json &rule) {

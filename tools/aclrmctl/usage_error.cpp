@@ -25,23 +25,6 @@ const CLI::App &deepest(const CLI::App &app) {
     return *at;
 }
 
-/* Where the first text between two quotes of `message` stands among the words. */
-std::optional<size_t> quoted_word(const std::vector<std::string> &words,
-                                  const std::string &message) {
-    const size_t start = message.find('\'');
-    const size_t end = start == std::string::npos ? start : message.find('\'', start + 1);
-    if (end == std::string::npos) {
-        return std::nullopt;
-    }
-    const std::string text = message.substr(start + 1, end - start - 1);
-    for (size_t i = words.size(); i-- > 0;) {
-        if (!text.empty() && words[i].find(text) != std::string::npos) {
-            return i;
-        }
-    }
-    return std::nullopt;
-}
-
 /* The option's value where it has one among the words, else the option itself. */
 std::optional<size_t> value_of_option(const std::vector<std::string> &words,
                                       const std::string &message) {
@@ -57,6 +40,28 @@ std::optional<size_t> value_of_option(const std::vector<std::string> &words,
         const bool takes_next = name.size() == words[i].size() && i + 1 < words.size() &&
                                 words[i + 1].rfind("--", 0) != 0;
         return takes_next ? i + 1 : i;
+    }
+    return std::nullopt;
+}
+
+/* Where the first text between two quotes of `message` stands among the words: in the value of the
+ * option that the sentence speaks of, else anywhere. */
+std::optional<size_t> quoted_word(const std::vector<std::string> &words,
+                                  const std::string &message) {
+    const size_t start = message.find('\'');
+    const size_t end = start == std::string::npos ? start : message.find('\'', start + 1);
+    if (end == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::string text = message.substr(start + 1, end - start - 1);
+    const auto value = value_of_option(words, message);
+    if (!text.empty() && value && words[*value].find(text) != std::string::npos) {
+        return value;
+    }
+    for (size_t i = words.size(); i-- > 0;) {
+        if (!text.empty() && words[i].find(text) != std::string::npos) {
+            return i;
+        }
     }
     return std::nullopt;
 }

@@ -1,9 +1,11 @@
 /* The words for packets into the simulated switch: fields, a frame, a capture or a whole key. */
 #include <arpa/inet.h>
+#include <strings.h>
 
 #include <algorithm>
 
 #include "frame.h"
+#include "protocols.h"
 #include "words_parts.h"
 
 namespace aclrmctl {
@@ -16,6 +18,7 @@ struct PacketWords {
     std::string source;
     std::string destination;
     uint32_t protocol = 0;
+    const ProtocolName *named_protocol = nullptr; /* null where it was given as a number */
     uint16_t source_port = 0;
     uint16_t destination_port = 0;
     uint16_t flags = 0;
@@ -93,16 +96,43 @@ MacAddress read_mac_word(const char *option, const std::string &text) {
     return address;
 }
 
-/* The addresses say whether it is IPv4 or IPv6. */
+/* One IPv6 address makes the other one, too. */
+AddressFamily version_of_addresses(const PacketWords &words) {
+    if (is_ipv6(words.source) || is_ipv6(words.destination)) {
+        return AddressFamily::kIpv6;
+    }
+    const bool has_none = words.source.empty() && words.destination.empty();
+    return has_none ? AddressFamily::kAny : AddressFamily::kIpv4;
+}
+
+/* The addresses say whether it is IPv4 or IPv6, without them the protocol does; else it is IPv4. */
 PacketKey tuple_key(const PacketWords &words) {
     const auto protocol = static_cast<uint8_t>(words.protocol);
-    if (!is_ipv6(words.source) && !is_ipv6(words.destination)) {
-        return {kKeyIpv4, encode_packet({read_ipv4("--src", words.source),
-                                         read_ipv4("--dst", words.destination), protocol,
-                                         words.source_port, words.destination_port, words.flags})};
+    AddressFamily version = version_of_addresses(words);
+    const bool fits =
+        words.named_protocol == nullptr || take_version_of(*words.named_protocol, &version);
+    /* Asked behind the addresses, which may be none. */
+    const auto check_protocol = [&] {
+        demand("--proto", fits ? "" : other_version(*words.named_protocol));
+    };
+    if (version == AddressFamily::kIpv6) {
+        const Ipv6Fields fields{read_ipv6("--src", words.source),
+                                read_ipv6("--dst", words.destination),
+                                protocol,
+                                words.source_port,
+                                words.destination_port,
+                                words.flags};
+        check_protocol();
+        return encode_ipv6(fields);
     }
-    return encode_ipv6({read_ipv6("--src", words.source), read_ipv6("--dst", words.destination),
-                        protocol, words.source_port, words.destination_port, words.flags});
+    const PacketFields fields{read_ipv4("--src", words.source),
+                              read_ipv4("--dst", words.destination),
+                              protocol,
+                              words.source_port,
+                              words.destination_port,
+                              words.flags};
+    check_protocol();
+    return {kKeyIpv4, encode_packet(fields)};
 }
 
 PacketKey mac_key(const PacketWords &words) {
@@ -177,16 +207,40 @@ void finish_packet(Words &words, PacketWords &packet) {
     words.choose(request);
 }
 
+/* Lives as long as the parser, which keeps a reference. */
+const NameList &protocol_names() {
+    static const NameList names = [] {
+        NameList list;
+        for (const ProtocolName &each : kProtocolNames) {
+            list.emplace_back(each.name, each.number);
+        }
+        return list;
+    }();
+    return names;
+}
+
+/* Notes the name before a number takes its place. */
+CLI::Validator protocol_names_noted_in(PacketWords *words) {
+    return CLI::Validator(
+        [words](std::string &text) {
+            for (const ProtocolName &each : kProtocolNames) {
+                if (strcasecmp(text.c_str(), each.name) == 0) {
+                    words->named_protocol = &each;
+                }
+            }
+            return one_of(protocol_names(), 256)(text);
+        },
+        "");
+}
+
 void add_fields(CLI::App &command, PacketWords *words) {
-    static const NameList kProtocols{
-        {"tcp", 6}, {"udp", 17}, {"icmp", 1}, {"icmp6", 58}, {"icmpv6", 58}};
     words->tuple = {
         command.add_option("--src", words->source, "source address, IPv4 or IPv6")
             ->type_name("ADDRESS"),
         command.add_option("--dst", words->destination, "destination address, likewise")
             ->type_name("ADDRESS"),
         command.add_option("--proto", words->protocol, "tcp, udp, icmp, icmp6 or a number")
-            ->transform(one_of(kProtocols, 256))
+            ->transform(protocol_names_noted_in(words))
             ->type_name("PROTOCOL"),
         command.add_option("--sport", words->source_port, "source port"),
         command.add_option("--dport", words->destination_port, "destination port"),
@@ -230,7 +284,8 @@ void add_packet_words(CLI::App &group, Words &words) {
                         ->capture_default_str();
     command->footer(
         "A packet is given by the fields of a 5-tuple (IPv4 or IPv6), by those of a MAC\n"
-        "header, as an Ethernet frame, as a capture, or as the bytes of its key.\n"
+        "header, as an Ethernet frame, as a capture, or as the bytes of its key. Of a\n"
+        "5-tuple without addresses icmp6 makes an IPv6 packet, anything else an IPv4 one.\n"
         "\nExamples:\n"
         "  aclrmctl switch packet --port 65537 --src 10.20.10.7 --dst 198.51.100.53 \\\n"
         "      --proto udp --dport 53\n"

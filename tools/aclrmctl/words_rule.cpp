@@ -174,7 +174,7 @@ void check_match(const AddWords &words) {
     }
 }
 
-/* One address tells the version of IP for both; with neither it is IPv4. */
+/* One address tells the version of IP for both, with neither the protocol does; else it is IPv4. */
 void read_ip_fields(const AddWords &words, FilterRule *fields) {
     ReadAddress source;
     ReadAddress destination;
@@ -185,12 +185,13 @@ void read_ip_fields(const AddWords &words, FilterRule *fields) {
                         source.family != destination.family;
     demand("--dst",
            differ ? "'" + words.destination + "' is of another version of IP than --src" : "");
-    const bool is_ipv6 =
-        source.family == AddressFamily::kIpv6 || destination.family == AddressFamily::kIpv6;
-    fields->kind = is_ipv6 ? RuleKind::kIpv6 : RuleKind::kIpv4;
+    AddressFamily version =
+        source.family == AddressFamily::kAny ? destination.family : source.family;
+    demand("--proto",
+           read_protocol(words.protocol, &version, &fields->protocol, &fields->protocol_mask));
+    fields->kind = version == AddressFamily::kIpv6 ? RuleKind::kIpv6 : RuleKind::kIpv4;
     fields->source = source.prefix;
     fields->destination = destination.prefix;
-    demand("--proto", read_protocol(words.protocol, &fields->protocol, &fields->protocol_mask));
     demand("--flags", read_flags(words.flags, &fields->flags, &fields->flags_mask));
 }
 
@@ -269,10 +270,10 @@ void add_add(CLI::App &rule, Words &words) {
     add_verdict(*command, &add->targets, "permit, drop or trap");
     add_targets(*command, &add->request.rule.targets, &add->targets, " of the rule");
     command->footer(
-        "Fields left out match anything. The addresses tell the version of IP; a rule\n"
-        "without addresses is an IPv4 one. A range of ports must be a prefix (1024-2047),\n"
-        "for others see 'rule load'. Key and mask have up to 128 bytes each, the rest is\n"
-        "0. An offset that holds a rule is refused.\n"
+        "Fields left out match anything. The addresses tell the version of IP, without\n"
+        "them icmp6 does; else the rule is an IPv4 one. A range of ports must be a prefix\n"
+        "(1024-2047), for others see 'rule load'. Key and mask have up to 128 bytes each,\n"
+        "the rest is 0. An offset that holds a rule is refused.\n"
         "\nExamples:\n"
         "  aclrmctl rule add --acl 1 --priority 7 --proto tcp --dst 192.0.2.0/24 \\\n"
         "      --dport 23 --verdict drop --counter 1\n"

@@ -1,4 +1,6 @@
 /* The words for the simulated switch. */
+#include <nlohmann/json.hpp>
+
 #include "words_parts.h"
 
 namespace aclrmctl {
@@ -24,11 +26,35 @@ std::string quoted(const std::string &text) {
     return result + "\"";
 }
 
+/* The members of a list are the switch's to check. */
+bool is_json_list(const std::string &text) {
+    return nlohmann::json::parse(text, nullptr, false).is_array();
+}
+
+void demand_list(const std::string &text, const std::string &of) {
+    demand("--set", is_json_list(text) ? "" : "'" + text + "' is no JSON list of " + of);
+}
+
 std::string fault_list(const FaultWords &words) {
     return "[{\"call\":" + quoted(words.call) + ",\"nth\":" + std::to_string(words.nth) +
            ",\"status\":" + std::to_string(words.status) +
            ",\"times\":" + std::to_string(words.times) +
            ",\"late\":" + (words.late ? "true" : "false") + "}]";
+}
+
+/* As the switch takes it: the one that --call names, those of --set, or none. */
+std::string list_of_faults(const FaultWords &words, const CLI::Option &call,
+                           const CLI::Option &set) {
+    if (call.count() > 0) {
+        const std::string list = fault_list(words);
+        demand("--call", is_json_list(list) ? "" : "'" + words.call + "' is no name of a call");
+        return list;
+    }
+    if (set.count() > 0) {
+        demand_list(words.set, "{call, nth, status, times, late}");
+        return words.set;
+    }
+    return "[]";
 }
 
 void add_faults(CLI::App &group, Words &words) {
@@ -68,9 +94,7 @@ void add_faults(CLI::App &group, Words &words) {
                 throw CLI::RequiresError(option->get_name(), "--call");
             }
         }
-        words.choose(FaultsRequest{clear->count() > 0 ? "[]"
-                                   : set->count() > 0 ? faults->set
-                                                      : fault_list(*faults)});
+        words.choose(FaultsRequest{list_of_faults(*faults, *call, *set)});
     });
 }
 
@@ -82,8 +106,15 @@ void add_ports(CLI::App &group, Words &words) {
         "\nExamples:\n"
         "  aclrmctl switch ports\n"
         "  aclrmctl switch ports --set '[{\"log_port\":65537,\"kind\":0,\"name\":\"p1\"}]'\n");
-    command->add_option("--set", request->set, "JSON list of {log_port, kind, name}")
-        ->type_name("JSON");
+    CLI::Option *set =
+        command->add_option("--set", request->set, "JSON list of {log_port, kind, name}")
+            ->type_name("JSON");
+    command->callback([&words, request = request, set] {
+        if (set->count() > 0) {
+            demand_list(request->set, "{log_port, kind, name}");
+        }
+        words.choose(*request);
+    });
 }
 
 }  // namespace
