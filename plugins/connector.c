@@ -18,6 +18,7 @@
  * This one appends the name of the function called, a line each, to the file named by
  * ZV_ACL_RM_CONNECTOR_FILE, or to standard error: the daemon's log has no room for the second.
  */
+#include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
@@ -36,9 +37,19 @@ static void record(const char *line) {
     if (fd < 0) {
         return;
     }
-    /* A record that cannot be written is lost: a connector must not stop the daemon. */
-    ssize_t ignored = write(fd, line, strlen(line));
-    (void)ignored;
+    /* A record that cannot be written is lost: a connector must not stop the daemon. One that was
+     * only interrupted, or taken in part, is not. */
+    const char *rest = line;
+    while (*rest != '\0') {
+        const ssize_t written = write(fd, rest, strlen(rest));
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            break;
+        }
+        rest += written;
+    }
     if (path != NULL) {
         close(fd);
     }

@@ -12,13 +12,15 @@
  *     not end with newlines;
  *   - owns neither text: both are the caller's and gone when the call is over;
  *   - cannot fail: there is nobody to tell. A line that cannot be written is dropped.
- * Hence this one opens its file with the first line, keeps the number of the open file in an atomic
- * and nothing else, and hands each line to the kernel with one call, whose append neither another
- * thread nor another process can cut into.
+ * Hence this one opens its file with the first line, keeps the number of the open file and whether
+ * the last line is torn in atomics and nothing else, and hands each line to the kernel with one
+ * call, whose append neither another thread nor another process can cut into. Only where the kernel
+ * takes a part (a full disk, a signal) does another call follow.
  */
 #include <errno.h>
 #include <fcntl.h>
 #include <stdatomic.h>
+#include <stdbool.h>
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
@@ -33,6 +35,8 @@ EXPORTED void log_cb(uint32_t severity_mask, const char *module, const char *mes
 enum { MODULE_WIDTH = 20, NOT_OPENED = -1, UNUSABLE = -2 };
 
 static _Atomic int log_fd = NOT_OPENED;
+/* The file ends in the middle of a line, so that the next one has to begin a line of its own. */
+static _Atomic bool line_is_torn = false;
 
 /* A severity is the mask of the low L bits of its level L: 1 for an error, 3 for a warning, ... */
 static const char *level_name(uint32_t severity_mask) {
@@ -73,6 +77,44 @@ static struct iovec text(const char *start, size_t length) {
     return part;
 }
 
+static size_t length_of(const struct iovec *parts, int num) {
+    size_t length = 0;
+    for (int i = 0; i < num; ++i) {
+        length += parts[i].iov_len;
+    }
+    return length;
+}
+
+static void skip(struct iovec *parts, int num, size_t bytes) {
+    for (int i = 0; i < num; ++i) {
+        const size_t skipped = bytes < parts[i].iov_len ? bytes : parts[i].iov_len;
+        parts[i] = text((const char *)parts[i].iov_base + skipped, parts[i].iov_len - skipped);
+        bytes -= skipped;
+    }
+}
+
+/* The first part is the newline that ends a torn line. */
+static void write_line(int fd, struct iovec *parts, int num) {
+    const bool was_torn = atomic_exchange(&line_is_torn, false);
+    parts[0].iov_len = was_torn ? 1 : 0;
+    const size_t whole = length_of(parts, num);
+    size_t left = whole;
+    while (left > 0) {
+        const ssize_t written = writev(fd, parts, num);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            break; /* nothing to be done about a full disk, and nobody to tell */
+        }
+        left -= (size_t)written;
+        skip(parts, num, (size_t)written);
+    }
+    if (left > 0 && (left < whole || was_torn)) {
+        atomic_store(&line_is_torn, true);
+    }
+}
+
 void log_cb(uint32_t severity_mask, const char *module, const char *message, ...) {
     static const char blanks[MODULE_WIDTH + 1] = "                    ";
     /* The code that a signal interrupted may be about to look at errno. */
@@ -85,7 +127,8 @@ void log_cb(uint32_t severity_mask, const char *module, const char *message, ...
             --message_len;
         }
         const char *level = level_name(severity_mask);
-        const struct iovec line[] = {
+        struct iovec line[] = {
+            text("\n", 0),
             text("[", 1),
             text(module, module_len),
             text(blanks, module_len < MODULE_WIDTH ? MODULE_WIDTH - module_len : 0),
@@ -95,9 +138,7 @@ void log_cb(uint32_t severity_mask, const char *module, const char *message, ...
             text(message, message_len),
             text("\n", 1),
         };
-        /* Nothing to be done about a full disk, and nobody to tell. */
-        ssize_t ignored = writev(fd, line, sizeof(line) / sizeof(line[0]));
-        (void)ignored;
+        write_line(fd, line, sizeof(line) / sizeof(line[0]));
     }
     errno = interrupted_errno;
 }

@@ -157,6 +157,17 @@ TEST_F(RuleCacheTest, The6401stRuleRunsIntoTheTablesLimit) {
     EXPECT_EQ(flag_at(1), 0u);
 }
 
+TEST_F(RuleCacheTest, CountOfRulesWrapsAt65536AndTheNextRuleIsTakenAllTheSame) {
+    g_rules_cnt = 65535;
+    EXPECT_EQ(write({rule_at(0)}), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(g_rules_cnt, 0);
+    EXPECT_EQ(write({rule_at(1)}), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(g_rules_cnt, 1);
+    EXPECT_EQ(take_lines(), Lines{});
+    EXPECT_NE(cached_rule(acl_id_, 0), nullptr);
+    EXPECT_EQ(flag_at(0) + flag_at(1), 2u);
+}
+
 TEST_F(RuleCacheTest, OffsetPastTheRegionIsRefusedByTheSwitch) {
     EXPECT_EQ(write({rule_at(15)}), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(write({rule_at(16)}), ZV_ACL_RM_STATUS_ERROR);

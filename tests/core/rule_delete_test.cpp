@@ -107,6 +107,14 @@ TEST_F(RuleDeleteTest, TakesAsManyRulesAsTheChipDoes) {
     EXPECT_EQ(g_rules_cnt, 1);
 }
 
+TEST_F(RuleDeleteTest, CountOfRulesWrapsBelow0) {
+    write({rule_at(3)});
+    g_rules_cnt = 0;
+    EXPECT_EQ(erase({3}), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(g_rules_cnt, 65535);
+    EXPECT_EQ(cached_rule(ACL, 3), nullptr);
+}
+
 TEST_F(RuleDeleteTest, TakesNoMoreRulesThanARegionsListHolds) {
     rm_resource_global.max_rules_per_action = 1000;
     const std::vector<acl_rm_rule> rules(21);

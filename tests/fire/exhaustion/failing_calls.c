@@ -17,6 +17,7 @@
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -181,6 +182,33 @@ EXPORTED int open(const char *path, int flags, ...) {
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return next(path, flags, mode);
+}
+
+/* The same parts, but for what lies past so many bytes. Returns how many parts. */
+static int cut_parts(const struct iovec *parts, int num, size_t bytes, struct iovec *cut) {
+    int cut_num = 0;
+    for (int i = 0; i < num && bytes > 0; i++) {
+        cut[i] = parts[i];
+        cut[i].iov_len = parts[i].iov_len < bytes ? parts[i].iov_len : bytes;
+        bytes -= cut[i].iov_len;
+        cut_num++;
+    }
+    return cut_num;
+}
+
+EXPORTED ssize_t writev(int fd, const struct iovec *parts, int num) {
+    typedef ssize_t (*type)(int, const struct iovec *, int);
+    NEXT(type, writev)
+    const struct fire_fault *fault = fire_call_fails(FIRE_writev, CALLER);
+    if (fault == NULL) {
+        return next(fd, parts, num);
+    }
+    struct iovec cut[16];
+    if (fault->error != 0 || num > (int)(sizeof(cut) / sizeof(cut[0]))) {
+        errno = fault->error != 0 ? fault->error : EINVAL;
+        return -1;
+    }
+    return next(fd, cut, cut_parts(parts, num, fault->short_bytes, cut));
 }
 
 EXPORTED int ioctl(int fd, unsigned long request, ...) {

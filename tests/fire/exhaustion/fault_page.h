@@ -46,7 +46,8 @@
     X(socket)            \
     X(unlink)            \
     X(vfprintf)          \
-    X(write)
+    X(write)             \
+    X(writev)
 
 #define FIRE_ENUMERATOR(name) FIRE_##name,
 enum fire_call { FIRE_CALLS(FIRE_ENUMERATOR) FIRE_CALLS_NUM };

@@ -43,6 +43,7 @@ std::vector<ServingRow> control_rows() {
         {"control: send EAGAIN", {{FIRE_send, EAGAIN, kSwitch, 1, 5}}, is_answered, ""},
         {"control: send EINTR", {{FIRE_send, EINTR, kSwitch, 1, 5}}, is_answered, ""},
         {"control: send EPIPE", {{FIRE_send, EPIPE, kSwitch}}, is_closed, ""},
+        {"control: send ECONNRESET", {{FIRE_send, ECONNRESET, kSwitch}}, is_closed, ""},
     };
 }
 

@@ -131,6 +131,10 @@ std::vector<ServingRow> serving_rows() {
          {{FIRE_send, EPIPE, kRpc}},
          leaver_is_forgotten,
          ""},
+        {"send ECONNRESET to a client that has gone",
+         {{FIRE_send, ECONNRESET, kRpc}},
+         leaver_is_forgotten,
+         ""},
         {"ioctl EINVAL at the end of a connection",
          {{FIRE_ioctl, EINVAL, kRpc}},
          empty_packet_and_end,
@@ -146,6 +150,9 @@ std::vector<ServingRow> stop_rows() {
          "Cannot wait for requests"},
         {"shutdown ENOTCONN", {{FIRE_shutdown, ENOTCONN, kRpc, 1, 10}}, ends_well, ""},
         {"accept4 EINTR while it ends", {{FIRE_accept4, EINTR, kRpc, 1, 3}}, ends_well, ""},
+        // What wakes the loop is said again by the end itself.
+        {"write EINTR of what wakes the loop", {{FIRE_write, EINTR, kRpc}}, ends_well, ""},
+        {"write EAGAIN of what wakes the loop", {{FIRE_write, EAGAIN, kRpc}}, ends_well, ""},
         {"unlink EACCES of the socket", {{FIRE_unlink, EACCES, kRpc}}, ends_well, ""},
         {"lstat EIO of the socket", {{FIRE_lstat, EIO, kRpc}}, ends_well, ""},
     };

@@ -7,11 +7,12 @@
 // nothing could be done about: close, munmap, getpid, pause, pthread_sigmask, sigemptyset,
 // pthread_setname_np, pthread_attr_setdetachstate and _destroy, pthread_mutex_init, _lock and
 // _unlock of a plain mutex, clock_gettime of the monotonic clock, time and localtime_r, the
-// nanosleep between two looks of a closing log, the eventfd's write (its count cannot run over) and
-// read (of a stop that is taken back), dlsym and dlclose of a library that is open, and what goes
-// to standard output and standard error before the process ends by itself (printf, fputs, fprintf).
-// The client's side of the RPC library is not the daemon's. Of syslog the C library reports
-// nothing.
+// nanosleep between two looks of a closing log, the eventfd's read (of a stop that is taken back,
+// which no daemon does: FailingCalls.AWakeThatCannotBeReadIsReadInALaterRound), the fstat of a
+// trace file that is read (which no daemon does either), dlsym and dlclose of a library that is
+// open, and what goes to standard output and standard error before the process ends by itself
+// (printf, fputs, fprintf). The client's side of the RPC library is not the daemon's. Of syslog the
+// C library reports nothing.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -33,6 +34,7 @@ using zv_test::TestClient;
 namespace {
 
 std::atomic<uint64_t> failed_calls{0};
+constexpr char kOldTrace[] = "of the run before";
 
 std::string name_of_fault(const CallFault &fault) {
     return std::string(*fault.library == '\0' ? "anywhere" : fault.library) + ": " +
@@ -62,15 +64,22 @@ void add_need(StartRow::Need need, DaemonOptions &options) {
             options.arguments = {std::string("--connector=") + ZV_TEST_CONNECTOR};
             break;
         case StartRow::kTraceFile:
+        case StartRow::kOldTraceFile:
             options.environment["ZV_TRACE_FILE"] =
                 std::string(getenv("TMPDIR") ? getenv("TMPDIR") : "/tmp") + "/fire-trace-" +
                 std::to_string(getpid()) + "-" + std::to_string(failed_calls++);
+            if (need == StartRow::kOldTraceFile) {
+                zv_test::write_file(options.environment["ZV_TRACE_FILE"], kOldTrace);
+            }
             break;
         case StartRow::kTrace:
             options.trace = true;
             break;
         case StartRow::kConfig:
             options.config = {{"regions", 100}};
+            break;
+        case StartRow::kBadConfig:
+            options.config = {{"regions", "many"}};
             break;
     }
 }
@@ -112,7 +121,7 @@ void start_with_failure(const StartRow &row, Report &report) {
     daemon.allow_error_lines();
     report.expect(wait_until([&] { return !daemon.running() || answers(daemon); }),
                   what + ": it neither serves nor ends");
-    if (row.need == StartRow::kConfig) {
+    if (row.need == StartRow::kConfig || row.need == StartRow::kBadConfig) {
         // The configuration is read when the switch is first asked for.
         ControlLine first(daemon.root().file("var/run/zv_switch.sock"));
         first.send("{\"cmd\":\"usage\"}");
@@ -121,7 +130,11 @@ void start_with_failure(const StartRow &row, Report &report) {
     report.expect(faults.failed(0) > 0, what + ": nothing ran into the fault");
     failed_calls += faults.failed(0);
     faults.disarm_calls();
-    if (row.need == StartRow::kTraceFile) {
+    if (row.need == StartRow::kOldTraceFile) {
+        report.expect(zv_test::read_file(options.environment.at("ZV_TRACE_FILE")) == kOldTrace,
+                      what + ": the trace of the run before is not what it was");
+    }
+    if (row.need == StartRow::kTraceFile || row.need == StartRow::kOldTraceFile) {
         unlink(options.environment.at("ZV_TRACE_FILE").c_str());
     }
     const bool serves = daemon.running();
@@ -191,6 +204,50 @@ void stop_with_failure(const ServingRow &row, Report &report) {
     expect_line(report, what, daemon, row.line);
 }
 
+void run_with_plugin(const PluginRow &row, const DaemonOptions &plugin, const std::string &path,
+                     Report &report) {
+    const std::string what = row.what;
+    Faults faults;
+    DaemonOptions options = failing_daemon(faults);
+    options.arguments = plugin.arguments;
+    options.environment.insert(plugin.environment.begin(), plugin.environment.end());
+    for (size_t i = 0; i < row.faults.size(); i++) {
+        faults.arm(i, row.faults[i]);
+    }
+    DaemonProcess daemon(options);
+    {
+        TestClient one(daemon);
+        TestClient other(daemon, ZV_ACL_RM_OWNER_TARN_OS);
+        expect_served(report, what, one, other);
+    }
+    report.expect(daemon.stop() == ExitStatus::exit(0), what + ": it did not end well");
+    for (size_t i = 0; i < row.faults.size(); i++) {
+        report.expect(faults.failed(i) > 0,
+                      what + ": nothing ran into " + name_of_fault(row.faults[i]));
+        failed_calls += faults.failed(i);
+    }
+    const std::string wrong = row.look(zv_test::read_file(path));
+    report.expect(wrong.empty(), what + ": " + wrong);
+}
+
+void log_with_failure(const PluginRow &row, Report &report) {
+    const zv_test::TempDir place;
+    const std::string path = place.file("log");
+    DaemonOptions plugin;
+    plugin.arguments = {std::string("--logger=") + ZV_TEST_FILE_LOGGER};
+    plugin.environment = {{"ZV_ACL_RM_LOG_FILE", path}};
+    run_with_plugin(row, plugin, path, report);
+}
+
+void connect_with_failure(const PluginRow &row, Report &report) {
+    const zv_test::TempDir place;
+    const std::string path = place.file("calls");
+    DaemonOptions plugin;
+    plugin.arguments = {std::string("--connector=") + ZV_TEST_SAMPLE_CONNECTOR};
+    plugin.environment = {{"ZV_ACL_RM_CONNECTOR_FILE", path}};
+    run_with_plugin(row, plugin, path, report);
+}
+
 template <class Row, class Run>
 void add_cases(const std::vector<Row> &rows, const Run &run, std::vector<Case> *cases) {
     for (const Row &row : rows) {
@@ -212,6 +269,8 @@ std::vector<Case> all_cases() {
     add_cases(control_rows(), serve_with_failure, &cases);
     add_cases(file_rows(), serve_with_failure, &cases);
     add_cases(stop_rows(), stop_with_failure, &cases);
+    add_cases(logger_rows(), log_with_failure, &cases);
+    add_cases(connector_rows(), connect_with_failure, &cases);
     return cases;
 }
 

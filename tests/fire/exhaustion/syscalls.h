@@ -16,8 +16,17 @@ struct StartRow {
     CallFault fault;
     StartEnd end;
     std::string line;  // a part of what it writes; empty: nothing is demanded
-    // Needed to get there: a connector, a trace file, the trace of calls, a configuration.
-    enum Need { kNothing, kConnector, kTraceFile, kTrace, kConfig } need = kNothing;
+    // Needed to get there: a connector, a trace file, one that is there already, the trace of
+    // calls, a configuration, one that is refused.
+    enum Need {
+        kNothing,
+        kConnector,
+        kTraceFile,
+        kOldTraceFile,
+        kTrace,
+        kConfig,
+        kBadConfig
+    } need = kNothing;
     bool has_control = true;  // the switch's control socket is there in the end
     bool can_stop = true;     // by a signal
 };
@@ -32,12 +41,22 @@ struct ServingRow {
     std::vector<std::string> arguments = {};
 };
 
+// With a plug-in of the daemon's own, from its start to its end.
+struct PluginRow {
+    const char *what;
+    std::vector<CallFault> faults;
+    // Looks at the plug-in's file when the daemon has ended; "" when it is as it must be.
+    std::string (*look)(const std::string &text);
+};
+
 std::vector<StartRow> start_rows();  // library of the RPC server, log, complib, the daemon's own
 std::vector<StartRow> control_start_rows();
 std::vector<ServingRow> serving_rows();
 std::vector<ServingRow> control_rows();
 std::vector<ServingRow> file_rows();
 std::vector<ServingRow> stop_rows();
+std::vector<PluginRow> logger_rows();
+std::vector<PluginRow> connector_rows();
 
 }  // namespace zv_fire
 

@@ -81,9 +81,27 @@ struct Floods : Hostile {
     }
 };
 
-// A packet is whole on this socket: the slowest there is are an empty packet, one of a byte, and
-// half a request.
+// Sends a long request byte by byte, one a second. A packet is whole on this socket: each byte is
+// answered as a request that is none.
 struct Dribbles : Hostile {
+    using Hostile::Hostile;
+    uint64_t sent = 0;  // on this connection
+    void act() override {
+        take_all();
+        if (!peer_.is_open()) {
+            sent = 0;
+        }
+        const Bytes whole = long_answer_request(field_);
+        if (ready() && send({whole[sent % whole.size()]})) {
+            ++field_.single_bytes;
+            ++sent;
+            field_.most_single_bytes = std::max(field_.most_single_bytes.load(), sent);
+        }
+    }
+};
+
+// An empty packet, one of a byte, half a request, a header without its last byte.
+struct CutsShort : Hostile {
     using Hostile::Hostile;
     void act() override {
         take_all();
@@ -354,17 +372,18 @@ std::unique_ptr<Hostile> make(Battlefield &field, uint64_t seed) {
 // one.
 const std::vector<Kind> &kinds() {
     static const auto &table = *new std::vector<Kind>{
-        {"never reads", 6, milliseconds(20), make<NeverReads>},
+        {"never reads", 5, milliseconds(20), make<NeverReads>},
         {"floods", 6, milliseconds(5), make<Floods>},
-        {"dribbles", 6, milliseconds(50), make<Dribbles>},
+        {"sends a byte a second", 6, milliseconds(1000), make<Dribbles>},
+        {"packets cut short", 4, milliseconds(50), make<CutsShort>},
         {"oversize packets", 5, milliseconds(50), make<Oversizes>},
         {"garbage", 6, milliseconds(20), make<TalksGarbage>},
-        {"closes in the middle of a reply", 5, milliseconds(20), make<ClosesEarly>},
+        {"closes in the middle of a reply", 4, milliseconds(20), make<ClosesEarly>},
         {"passes descriptors", 4, milliseconds(40), make<PassesDescriptors>},
-        {"connects and holds", 6, milliseconds(100), make<Holds>},
+        {"connects and holds", 5, milliseconds(100), make<Holds>},
         {"connects past the limit", 1, milliseconds(2), make<Storms>},
         {"replays another owner's objects", 6, milliseconds(20), make<Replays>},
-        {"records of wrong length", 5, milliseconds(20), make<MisSizes>},
+        {"records of wrong length", 4, milliseconds(20), make<MisSizes>},
         {"shuts down one direction", 4, milliseconds(20), make<ShutsOneWay>},
         {"pipelines thousands", 4, milliseconds(10), make<Pipelines>},
     };

@@ -32,6 +32,8 @@ struct Battlefield {
     std::atomic<uint64_t> replayed{0};
     std::atomic<uint64_t> replays_that_succeeded{0};
     std::atomic<uint64_t> wrong_replies{0};
+    std::atomic<uint64_t> single_bytes{0};
+    std::atomic<uint64_t> most_single_bytes{0};  // on one connection
 };
 
 class Hostile {

@@ -10,9 +10,15 @@ namespace {
 
 constexpr uint32_t kCounters = 255;
 constexpr uint32_t kAcls = 399;
+constexpr uint32_t kAclsWithoutLimits = 648;
+constexpr uint32_t kChipWithLimits = 3;
+constexpr uint32_t kChipWithoutLimits = 5;
 constexpr uint32_t kRules = 6400;
 constexpr uint32_t kForwardPorts = 100;
 constexpr uint32_t kGroups = 128;
+constexpr uint32_t kBindPoints = 648;
+constexpr uint32_t kMcGroups = 6400;
+constexpr uint32_t kPort = 65537;
 
 // How many succeed before the first refusal, of at most `most` + 1.
 template <typename Make>
@@ -41,9 +47,9 @@ void check_counters(TestClient &client, Report &report) {
     }
 }
 
-void check_acls(TestClient &client, Report &report) {
+void check_acls(TestClient &client, Report &report, const char *what, uint32_t most) {
     std::vector<acl_rm_acl> acls;
-    expect_room(report, "acls", kAcls, [&](uint32_t) {
+    expect_room(report, what, most, [&](uint32_t) {
         acl_rm_acl acl = acl_of_size(4);
         const bool made = client.create_acl(acl) == ZV_ACL_RM_STATUS_SUCCESS;
         if (made) {
@@ -82,14 +88,64 @@ void check_groups(TestClient &client, Report &report) {
                   "an ACL with every group there is cannot be destroyed");
 }
 
+// The 128 groups are in the way of 648 bind points in one table, of which each has its group. The
+// list of an ACL fills where the switch refuses to unbind an empty group: then each bind lists the
+// port once more.
+void check_bind_points(DaemonProcess &daemon, TestClient &client, Report &report) {
+    const acl_rm_acl acl = client.make_acl(4);
+    expect_room(report, "bind_points_of_an_acl", kBindPoints, [&](uint32_t listed_num) {
+        if (listed_num == 1) {
+            daemon.control().fail("zv_api_acl_port_bind_set", 2, 1, -1);
+        }
+        if (listed_num > 0) {
+            report.expect(client.bind_ports(ZV_ACL_RM_ACCESS_CMD_UNBIND, acl.acl_id, {kPort}) ==
+                              ZV_ACL_RM_STATUS_ERROR,
+                          "a port is unbound against the switch's will");
+        }
+        return client.bind_ports(ZV_ACL_RM_ACCESS_CMD_BIND, acl.acl_id, {kPort}) ==
+               ZV_ACL_RM_STATUS_SUCCESS;
+    });
+    daemon.control().clear_faults();
+    report.expect(client.destroy_acl(acl) == ZV_ACL_RM_STATUS_SUCCESS,
+                  "an ACL with every bind point there is cannot be destroyed");
+}
+
+void check_mc_groups(TestClient &client, Report &report) {
+    std::vector<uint32_t> ids;
+    expect_room(report, "mc_groups", kMcGroups, [&](uint32_t) {
+        uint32_t id = 0;
+        const bool made = client.mc_group_set(ZV_ACL_RM_ACCESS_CMD_ADD, id, {kPort, kPort + 1}) ==
+                          ZV_ACL_RM_STATUS_SUCCESS;
+        ids.push_back(id);
+        return made;
+    });
+    ids.pop_back();  // the one that was refused
+    for (uint32_t &id : ids) {
+        report.expect(client.mc_group_set(ZV_ACL_RM_ACCESS_CMD_DELETE, id, {kPort}) ==
+                          ZV_ACL_RM_STATUS_SUCCESS,
+                      "an MC group cannot be deleted");
+    }
+}
+
 }  // namespace
+
+DaemonOptions with_room_to_fill(DaemonOptions options) {
+    options.config = {
+        {"acls", kAclsWithoutLimits}, {"regions", kAclsWithoutLimits}, {"pbs_entries", kMcGroups}};
+    return options;
+}
 
 void check_capacities(DaemonProcess &daemon, Report &report) {
     TestClient client(daemon);
     check_counters(client, report);
-    check_acls(client, report);
+    check_acls(client, report, "acls", kAcls);
+    client.init(kChipWithoutLimits);
+    check_acls(client, report, "acls_without_limits", kAclsWithoutLimits);
+    client.init(kChipWithLimits);
     check_rules(client, report);
     check_groups(client, report);
+    check_bind_points(daemon, client, report);
+    check_mc_groups(client, report);
 }
 
 }  // namespace zv_fire

@@ -46,7 +46,7 @@ class Soak {
     Soak(const Options &options, Report &report)
         : options_(options),
           report_(report),
-          daemon_(untraced_daemon(options.daemon, options.library_path)) {
+          daemon_(with_room_to_fill(untraced_daemon(options.daemon, options.library_path))) {
         daemon_.allow_error_lines();  // of what is refused on purpose
         for (uint32_t i = 0; i < kLanes; ++i) {
             lanes_.push_back(std::make_unique<Lane>(

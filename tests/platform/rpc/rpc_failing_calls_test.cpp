@@ -40,6 +40,8 @@ struct Calls {
     Failing lstat;
     Failing epoll_ctl;
     Failing accept4;
+    Failing wake_read;                // of the eventfd that wakes the loop
+    Failing wake_write;               // the same
     Failing array;                    // of operator new that throws nothing
     std::atomic<uint32_t> unwatched;  // descriptors that were taken out of a wait
     pid_t tests_pid;
@@ -82,7 +84,7 @@ class FailingCalls : public ::testing::Test {
     FailingCalls() { calls(); }
     ~FailingCalls() override {
         for (Failing *call : {&calls().send, &calls().lstat, &calls().epoll_ctl, &calls().accept4,
-                              &calls().array}) {
+                              &calls().wake_read, &calls().wake_write, &calls().array}) {
             call->error = 0;
         }
     }
@@ -233,6 +235,38 @@ TEST_F(FailingCalls, ALockFileThatCannotBeLookedAtRefusesTheStart) {
     EXPECT_NE(server.log().find("Cannot look at"), std::string::npos) << server.log();
 }
 
+// The stop is taken back before the loop comes to see it. What could not be read now wakes it
+// once more.
+TEST_F(FailingCalls, AWakeThatCannotBeReadIsReadInALaterRound) {
+    for (const int error : {EINTR, EAGAIN}) {
+        ServerProcess server(ServerOptions{{}, true});
+        server.set_stop(1);
+        server.set_stop(0);
+        calls().wake_read.arm(error, 1, 3);
+        server.start_loop();
+        RawClient client;
+        for (uint32_t i = 0; calls().wake_read.nth > -3 && i < 1000; i++) {
+            EXPECT_EQ(client.call(packet(kEcho, i, {8})).body, Bytes{8}) << strerror(error);
+        }
+        EXPECT_EQ(calls().wake_read.nth, -3) << "three reads fail and the fourth goes through";
+    }
+}
+
+// The stop is said twice, and asleep or not the loop sees the second.
+TEST_F(FailingCalls, AWakeThatCannotBeWrittenIsMadeUpForByTheEndItself) {
+    for (const int error : {EINTR, EAGAIN}) {
+        ServerProcess server;
+        RawClient client;
+        EXPECT_EQ(client.call(packet(kEcho, 1, {8})).body, Bytes{8});
+        calls().wake_write.arm(error, 1, 1);
+        server.set_stop(1);
+        EXPECT_EQ(calls().wake_write.nth, 0) << "it was written";
+        EXPECT_EQ(server.deinit(), 0u);
+        EXPECT_TRUE(client.receive().ended);
+        EXPECT_EQ(server.exit_status(), 0);
+    }
+}
+
 size_t g_line_len = 0;
 
 void take_line(uint32_t /*severity_mask*/, const char * /*module*/, const char *message, ...) {
@@ -267,6 +301,19 @@ extern "C" {
 
 [[gnu::visibility("default")]] ssize_t send(int fd, const void *bytes, size_t len, int flags) {
     return fails(calls().send) ? -1 : next<decltype(::send)>("send")(fd, bytes, len, flags);
+}
+
+// Only the eventfd's transfers have eight bytes.
+[[gnu::visibility("default")]] ssize_t read(int fd, void *bytes, size_t len) {
+    return len == sizeof(uint64_t) && fails(calls().wake_read)
+               ? -1
+               : next<decltype(::read)>("read")(fd, bytes, len);
+}
+
+[[gnu::visibility("default")]] ssize_t write(int fd, const void *bytes, size_t len) {
+    return len == sizeof(uint64_t) && fails(calls().wake_write)
+               ? -1
+               : next<decltype(::write)>("write")(fd, bytes, len);
 }
 
 [[gnu::visibility("default")]] int lstat(const char *path, struct stat *info) noexcept {

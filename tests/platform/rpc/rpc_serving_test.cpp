@@ -178,6 +178,30 @@ TEST_F(Serving, AnswersAClientThatHasClosedItsSendingSide) {
     EXPECT_TRUE(client.receive().ended);
 }
 
+// An empty packet before an end looks like the end: the server closes with the others unread, which
+// the system tells the client once, before the reply that lies there.
+TEST_F(Serving, AnswersARequestBeforeEmptyPacketsAndTheEnd) {
+    RawClient client;
+    client.call(packet(kEcho, 1));
+    hold();
+    client.send(packet(kEcho, 2, {2}));
+    for (int i = 0; i < 3; i++) {
+        client.send({});
+    }
+    shutdown(client.fd(), SHUT_WR);
+    release();
+    for (int i = 0; i < 1000 && server_.log().find("closed") == std::string::npos; i++) {
+        holder_.call(packet(kEcho, 5));
+    }
+    uint8_t byte = 0;
+    EXPECT_EQ(recv(client.fd(), &byte, 1, MSG_DONTWAIT | MSG_PEEK), -1);
+    EXPECT_EQ(errno, ECONNRESET);
+    const RawReply reply = client.receive();
+    EXPECT_EQ(reply.header.sequence, 2u);
+    EXPECT_EQ(reply.body, Bytes{2});
+    EXPECT_TRUE(client.receive().ended);
+}
+
 TEST_F(Serving, IsNotDisturbedByClientsThatConnectAndLeave) {
     for (int i = 0; i < 600; i++) {
         RawClient client;
