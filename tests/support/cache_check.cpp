@@ -115,6 +115,38 @@ std::map<BindPoint, uint32_t> switch_bindings(const json &state) {
 
 }  // namespace
 
+void check_cache_alone(const CacheDump &dump, Here here) {
+    ZV_TRACE_HERE(here);
+    const auto keys_of = [](const auto &entries, const char *table, size_t room, auto key_of) {
+        std::set<decltype(key_of(entries[0]))> keys;
+        for (const auto &entry : entries) {
+            EXPECT_TRUE(keys.insert(key_of(entry)).second) << "twice in the table of " << table;
+        }
+        EXPECT_LE(entries.size(), room) << "table of " << table;
+        return keys;
+    };
+    keys_of(dump.rules, "rules", 6400, [](const CacheDump::Rule &rule) { return rule.key; });
+    keys_of(dump.forwardings, "forwarding entries", 100,
+            [](const CacheDump::Forwarding &entry) { return entry.log_port; });
+    keys_of(dump.mc_groups, "multicast groups", 6400,
+            [](const CacheDump::McGroup &group) { return group.mcg_id; });
+    keys_of(dump.bind_points, "bind points", 648, [](const CacheDump::BindPoint &at) {
+        return BindPoint{at.is_rif, at.port_id};
+    });
+    const auto groups = keys_of(dump.groups, "groups", 128,
+                                [](const CacheDump::Group &group) { return group.group_id; });
+    keys_of(dump.acls, "ACLs", 648, [](const CacheDump::Acl &acl) { return acl.acl_id; });
+    for (const CacheDump::BindPoint &at : dump.bind_points) {
+        EXPECT_EQ(groups.count(at.group_id), 1u) << "bind point without group " << at.group_id;
+    }
+    for (const CacheDump::Acl &acl : dump.acls) {
+        EXPECT_TRUE(acl.owner >= 0 && acl.owner <= 3) << "owner of ACL " << acl.acl_id;
+    }
+    for (const CacheDump::McGroup &group : dump.mc_groups) {
+        EXPECT_LE(group.owner, 3u) << "owner of multicast group " << group.mcg_id;
+    }
+}
+
 void check_counts(const CacheDump &dump, Here here) {
     ZV_TRACE_HERE(here);
     EXPECT_EQ(dump.acl_table_cnt, dump.acls.size());

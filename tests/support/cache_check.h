@@ -28,6 +28,10 @@ enum CacheSkip : unsigned {
 // been started with its control socket.
 void check_cache(DaemonProcess &daemon, unsigned skip = kSkipNothing, Here here = Here::now());
 
+// What holds whatever the switch did, faults included: no key stands twice in a table, no table
+// holds more than it has room for, owners are owners and every bind point's group is there. (Rules
+// may outlive their ACL, where the switch refused half of what changed it.)
+void check_cache_alone(const CacheDump &dump, Here here = Here::now());
 // g_acl_table_cnt and g_rules_cnt equal the entries of their tables.
 void check_counts(const CacheDump &dump, Here here = Here::now());
 // Each rule's ACL exists and has the rule's region; key and offset agree; the switch has a rule

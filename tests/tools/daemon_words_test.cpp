@@ -1,10 +1,15 @@
 /* The tool's process against a stub of the daemon: what it sends, prints and exits with. */
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "tests/client/stub_daemon.h"
 #include "tests/tools/full_listener.h"
@@ -222,6 +227,27 @@ TEST(BusyDaemon, IsNotSaidToBeMissing) {
     const json answer = zv_test::own_members(run_tool("", words).out, 3);
     EXPECT_EQ(answer.at("error"), "the daemon at " + daemon.path() + " takes no connections now");
     EXPECT_EQ(answer.at("hint"), "it is very busy, or stopped: try again");
+}
+
+/* Root may connect all the same: the tool is then started without that capability. */
+TEST(LockedSocket, IsNotSaidToBeMissing) {
+    const zv_test::FullListener daemon(SOCK_SEQPACKET);
+    ASSERT_EQ(chmod(daemon.path().c_str(), 0), 0);
+    const Words words{"--socket", daemon.path(), "init", "-j"};
+    bool locked = false;
+    ToolRun run;
+    std::thread([&] { /* what a thread gives up here the rest of the process keeps */
+                      locked =
+                          geteuid() != 0 || prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0) == 0;
+                      run = run_tool("", words);
+    })
+        .join();
+    if (!locked) {
+        GTEST_SKIP() << "no right to start a program with fewer rights";
+    }
+    const json answer = zv_test::own_members(run.out, 3);
+    EXPECT_EQ(answer.at("error"), "no right to connect to the daemon at " + daemon.path());
+    EXPECT_EQ(answer.at("hint"), "run aclrmctl as root or as the user that the socket belongs to");
 }
 
 TEST(BindPortWord, SendsThePortsInTheirOrder) {

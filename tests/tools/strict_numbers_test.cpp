@@ -1,6 +1,7 @@
 /* What is no number is refused, wherever the tool takes one. */
 #include <gtest/gtest.h>
 
+#include <array>
 #include <sstream>
 
 #include "tests/tools/run_tool.h"
@@ -45,35 +46,52 @@ std::vector<NumericOption> numeric_options() {
     return options;
 }
 
+/* A command line that gives the option this value. */
+Words with_value(const NumericOption &option, const std::string &value) {
+    Words words = option.words;
+    if (value.rfind('-', 0) == 0 && words.back() == option.name) {
+        words.back() += "=" + value;
+    } else {
+        words.push_back(value);
+    }
+    return words;
+}
+
+void expect_no_number(const NumericOption &option, const std::string &value) {
+    const bool is_positional = option.words.back() != option.name;
+    if (value == "--1" && is_positional) {
+        return; /* an option, as a word of its own */
+    }
+    if (value == "-1" && option.may_be_negative) {
+        return;
+    }
+    const ToolRun run = run_tool("/none", with_value(option, value));
+    EXPECT_EQ(run.exit_code, 1) << option.name << " '" << value << "'";
+    EXPECT_EQ(run.err.rfind("aclrmctl: " + option.name + ": '" + value + "' is no number", 0), 0u)
+        << run.err;
+}
+
+constexpr std::array no_numbers = {"",    "+5", " 5",  "5 ",  "010", "00", "0x",
+                                   "0xg", "5x", "1e3", "1.5", "--1", "-1"};
+
 TEST(StrictNumbers, AreAskedForByEveryNumericOption) {
     const auto options = numeric_options();
     ASSERT_GT(options.size(), 30u);
+    /* A process each: every option meets three of them, all options together all of them. */
+    size_t next = 0;
     for (const NumericOption &option : options) {
-        Words bad{"", "+5", " 5", "5 ", "010", "00", "0x", "0xg", "5x", "1e3", "1.5", "--1"};
-        if (!option.may_be_negative) {
-            bad.emplace_back("-1");
+        for (int turn = 0; turn < 3; ++turn) {
+            expect_no_number(option, no_numbers[next++ % no_numbers.size()]);
         }
-        for (const std::string &value : bad) {
-            Words words = option.words;
-            if (value == "--1" && option.words.back() != option.name) {
-                continue; /* an option, as a word of its own */
-            }
-            if (value.rfind("-", 0) == 0 && option.words.back() == option.name) {
-                words.back() += "=" + value;
-            } else {
-                words.push_back(value);
-            }
-            const ToolRun run = run_tool("/none", words);
-            EXPECT_EQ(run.exit_code, 1) << option.name << " '" << value << "'";
-            EXPECT_EQ(
-                run.err.rfind("aclrmctl: " + option.name + ": '" + value + "' is no number", 0), 0u)
-                << run.err;
-        }
-        Words words = option.words;
-        words.emplace_back("99999999999999999999999");
-        const ToolRun run = run_tool("/none", words);
+        const ToolRun run = run_tool("/none", with_value(option, "99999999999999999999999"));
         EXPECT_EQ(run.exit_code, 1) << option.name;
         EXPECT_NE(run.err.find("is too large a number"), std::string::npos) << run.err;
+    }
+}
+
+TEST(StrictNumbers, AreToldFromEverythingThatResemblesThem) {
+    for (const char *value : no_numbers) {
+        expect_no_number({{"acl", "create", "--size"}, "--size", false}, value);
     }
 }
 

@@ -59,23 +59,36 @@ std::string rooted_path(const std::string &path) {
     return root == nullptr ? path : root + path;
 }
 
+Failure connect_failure(const std::string &who, const std::string &path, int error,
+                        const std::string &hint) {
+    switch (error) {
+        case EAGAIN: /* somebody listens, and has as many waiting as there may be */
+            return {kExitUnreachable,
+                    "the " + who + " at " + path + " takes no connections now",
+                    {},
+                    {},
+                    "it is very busy, or stopped: try again"};
+        case EACCES:
+            return {kExitUnreachable,
+                    "no right to connect to the " + who + " at " + path,
+                    {},
+                    {},
+                    "run aclrmctl as root or as the user that the socket belongs to"};
+        default:
+            return {kExitUnreachable,
+                    "no " + who + " at " + path + ": " + std::strerror(error),
+                    {},
+                    {},
+                    hint};
+    }
+}
+
 std::optional<Failure> connect_daemon(const Settings &settings, Client *client) {
     zv_acl_rm_client_t *made = nullptr;
     const int error = zv_acl_rm_client_connect(settings.socket.c_str(), settings.handle, &made);
-    if (error == EAGAIN) { /* somebody listens, and has as many waiting as there may be */
-        return Failure{
-            kExitUnreachable,
-            "the daemon at " + rooted_path(settings.socket) + " takes no connections now",
-            {},
-            {},
-            "it is very busy, or stopped: try again"};
-    }
     if (error != 0) {
-        return Failure{kExitUnreachable,
-                       "no daemon at " + rooted_path(settings.socket) + ": " + std::strerror(error),
-                       {},
-                       {},
-                       "is zv_acl_rm running, and under the same ZV_PLATFORM_ROOT?"};
+        return connect_failure("daemon", rooted_path(settings.socket), error,
+                               "is zv_acl_rm running, and under the same ZV_PLATFORM_ROOT?");
     }
     client->reset(made);
     zv_acl_rm_client_set_timeout_ms(made, settings.timeout_ms);

@@ -23,6 +23,11 @@ using Client = std::unique_ptr<zv_acl_rm_client_t, ClientCloser>;
 /* Connects at once or not at all. */
 std::optional<Failure> connect_daemon(const Settings &settings, Client *client);
 
+/* The failure of a connection that was not made: to the "daemon" or the "simulated switch" at that
+ * path, with that errno. The hint says where it may be when nobody is there. */
+Failure connect_failure(const std::string &who, const std::string &path, int error,
+                        const std::string &hint);
+
 /* A path as it is opened: with ZV_PLATFORM_ROOT before it. */
 std::string rooted_path(const std::string &path);
 

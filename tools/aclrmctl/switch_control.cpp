@@ -126,19 +126,9 @@ std::optional<Failure> exchange(const Settings &settings, const json &question, 
     const std::string path = rooted_path(settings.switch_socket);
     ControlSocket socket(settings.timeout_ms);
     const int connected = socket.connect(path);
-    if (connected == EAGAIN) { /* somebody listens, and has as many waiting as there may be */
-        return Failure{kExitUnreachable,
-                       "the simulated switch at " + path + " takes no connections now",
-                       {},
-                       {},
-                       "it is very busy, or stopped: try again"};
-    }
     if (connected != 0) {
-        return Failure{kExitUnreachable,
-                       "no simulated switch at " + path + ": " + std::strerror(connected),
-                       {},
-                       {},
-                       "the daemon offers it when it is started with ZV_SIM_CONTROL=1"};
+        return connect_failure("simulated switch", path, connected,
+                               "the daemon offers it when it is started with ZV_SIM_CONTROL=1");
     }
     int error = socket.send_line(question.dump() + "\n");
     if (error == 0) {

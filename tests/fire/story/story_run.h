@@ -22,6 +22,7 @@
 #include "tests/fire/story/fault_count.h"
 #include "tests/fire/story/life.h"
 #include "tests/fire/story/step.h"
+#include "tests/support/cache_dump.h"
 
 namespace zv_fire {
 
@@ -29,7 +30,7 @@ struct StoryOptions {
     std::string program;        // the daemon; empty: the one built with this
     nlohmann::json faults;      // armed from the daemon's first call on
     bool checks_cache = false;  // check the invariants of cache_check.h at the end
-    unsigned skip = 0;          // those of its CacheSkip
+    unsigned skip = 0;          // those of its CacheSkip, without a fault
     bool tells_all = false;     // every request on standard error
 };
 
@@ -70,6 +71,7 @@ class StoryRun {
     void compare_switch();
     void compare_log(uint32_t command);
     void check_invariants();
+    void check_against_switch(const zv_test::CacheDump &dump);
     void check_text(const std::string &text);
     void check_end(const Ending &ending);
     std::string wait_for_end(int *code);

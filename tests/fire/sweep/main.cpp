@@ -82,6 +82,7 @@ StoryOptions Sweep::story_options() const {
     StoryOptions options;
     options.program = options_.daemon;
     options.tells_all = options_.verbose;
+    options.checks_cache = true;
     return options;
 }
 
@@ -140,7 +141,6 @@ void Sweep::run_clean() {
         auto place = std::make_shared<Place>();
         return [this, place](size_t index) {
             StoryOptions options = story_options();
-            options.checks_cache = true;
             options.skip = scenarios_[index].skip;
             const auto run = run_story(*place, stories_[index], options);
             requests_ += run->steps_num();
