@@ -121,7 +121,7 @@ TEST_F(McGroupTest, AnIdThatIsCachedAlreadyLeavesItsEntryAndTheSwitchsGroup) {
 
 TEST_F(McGroupTest, AGroupThatTheSwitchDoesNotKnowStaysCached) {
     cache_mc_group(50, {50, 0});
-    const auto expect_refused = [this](zv_acl_rm_status_t status, const std::string &text) {
+    const auto expect_refused = [](zv_acl_rm_status_t status, const std::string &text) {
         EXPECT_EQ(status, ZV_ACL_RM_STATUS_ERROR);
         EXPECT_TRUE(reports(take_lines(), {failure(1, text + " in SDK error: 6 \n")}, 1, 1));
     };

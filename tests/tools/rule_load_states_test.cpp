@@ -194,18 +194,19 @@ TEST(UnreadRule, IsWhatTheSimulatedSwitchSaysOfIt) {
     struct {
         const char *state;
         std::function<json(acl_rm_rule)> rules;
-    } const rows[] = {{"in_switch", [](acl_rm_rule rule) { return json{switch_rule(rule)}; }},
-                      {"other_rule",
-                       [](acl_rm_rule rule) {
-                           rule.action[12] = 2;
-                           return json{switch_rule(rule)};
-                       }},
-                      {"other_rule",
-                       [](acl_rm_rule rule) {
-                           rule.mask.data[0] = 0;
-                           return json{switch_rule(rule)};
-                       }},
-                      {"not_in_switch", [](const acl_rm_rule &) { return json::array(); }}};
+    } const rows[] = {
+        {"in_switch", [](acl_rm_rule rule) { return json::array({switch_rule(rule)}); }},
+        {"other_rule",
+         [](acl_rm_rule rule) {
+             rule.action[12] = 2;
+             return json::array({switch_rule(rule)});
+         }},
+        {"other_rule",
+         [](acl_rm_rule rule) {
+             rule.mask.data[0] = 0;
+             return json::array({switch_rule(rule)});
+         }},
+        {"not_in_switch", [](const acl_rm_rule &) { return json::array(); }}};
     for (const auto &row : rows) {
         AclStub stub = stub_that_reads(unread);
         const StubSwitch sim([&](const json &) {

@@ -37,7 +37,7 @@ constexpr const char *kFooter =
     "  0  done\n"
     "  1  the command line is wrong; nothing was sent\n"
     "  2  an input file is unreadable or wrong; nothing was sent\n"
-    "  3  no daemon (or switch) at its socket, or it takes no connections, or went away\n"
+    "  3  no daemon (or switch) that takes connections, or it went away\n"
     "  4  refused by the daemon (its status is printed) or by the tool beforehand\n"
     "  5  no answer in time; whether the command was carried out is unknown\n"
     "  6  the switch's control socket refused\n"
