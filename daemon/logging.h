@@ -77,8 +77,8 @@ class LogModule {
     bool logs(LogLevel level) const { return *verbosity_ >= static_cast<uint32_t>(level); }
 
     // Writes one line, unless the verbosity is too low. Callers go through LOG_LINE. Cold like the
-    // reports below: at the usual verbosity requests write no line, and their own instructions then
-    // lie side by side.
+    // reports below: at the usual verbosity a write of rules writes no line, and its own
+    // instructions then lie side by side.
     [[gnu::cold, gnu::format(printf, 4, 5)]] void write(LogLevel level, LogSite site,
                                                         const char *format, ...) const;
 

@@ -15,6 +15,7 @@
 #include "platform/sim/faults.h"
 #include "platform/switch/control_commands.h"
 #include "tests/fire/model/model.h"
+#include "tests/fire/story/fault_count.h"
 
 namespace {
 
@@ -45,13 +46,15 @@ std::string hex(const std::vector<uint8_t> &bytes) {
 class Story {
   public:
     void order(const zv_sim::Fault &fault) {
-        had_late_fault_ = had_late_fault_ || fault.late;
         if (tells()) {
             fprintf(stderr, "fault: %s nth %u times %ld status %u%s\n", fault.call.c_str(),
                     fault.nth, static_cast<long>(fault.times), fault.status,
                     fault.late ? " late" : "");
         }
         zv_sim::faults_arm({fault});
+        const nlohmann::json ordered = {
+            {"call", fault.call}, {"nth", fault.nth}, {"times", fault.times}, {"late", fault.late}};
+        faults_.arm(nlohmann::json::array({ordered}));
     }
 
     void carry_out(const Step &step) {
@@ -62,9 +65,8 @@ class Story {
         for (zv_fuzz::RecordedCall &call : zv_fuzz::take_calls()) {
             calls.push_back(
                 {std::move(call.name), std::move(call.args), call.status, std::move(call.out)});
-            if (!had_late_fault_) {
-                switch_model_.add(calls.back());
-            }
+            const bool late = faults_.count(calls.back().name) == zv_fire::Hit::kLate;
+            switch_model_.add(calls.back(), late);
         }
         tell(step, answer, calls);
         zv_model::Request request{step.command, step.record, std::nullopt};
@@ -80,9 +82,7 @@ class Story {
     void end() {
         compare_dumps();
         zv_fuzz::check_cache(false);
-        if (!had_late_fault_) {
-            compare_switches();
-        }
+        compare_switches();
     }
 
   private:
@@ -134,8 +134,7 @@ class Story {
 
     zv_model::Model model_;
     zv_model::SwitchModel switch_model_;
-    // From a call on that does its work and fails, the statuses do not tell what the switch holds.
-    bool had_late_fault_ = false;
+    zv_fire::FaultCount faults_;  // which calls did their work and failed all the same
     uint32_t steps_num_ = 0;
 };
 

@@ -1,7 +1,7 @@
 // The texts of the simulated switch's environment: ZV_SIM_CONFIG's file and ZV_SIM_FAULTS.
 //
 // Input: one byte (odd: a configuration, even: a list of faults), then the text. Whatever it is, it
-// is taken as a whole or refused as a whole with a complaint in one line.
+// is taken as a whole or refused as a whole with a complaint that names its place.
 #include <algorithm>
 
 #include "fuzz/support/fuzz.h"

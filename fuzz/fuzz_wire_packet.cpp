@@ -37,33 +37,6 @@ void put_right(Packet *packet) {
     }
 }
 
-// The rules of the wire once more, in another order: what the packet must be answered with.
-uint32_t expected_transport(const Packet &packet, uint32_t room, bool shutting_down) {
-    if (packet.size() > room) {
-        return kTooLong;
-    }
-    if (packet.size() < 40 || memcmp(packet.data(), "ZVRP\1\0\1\0", 8) != 0) {
-        return kMalformed;
-    }
-    uint32_t words[8];
-    memcpy(words, packet.data() + 8, sizeof(words));
-    const uint64_t payload = packet.size() - 40;
-    const uint32_t body_len = words[4];
-    const uint32_t attachment_len = words[5];
-    if (uint64_t{body_len} + attachment_len != payload || words[6] != 0 || words[7] != 0) {
-        return kMalformed;
-    }
-    const auto zeros = std::count(packet.begin() + 40 + body_len, packet.end(), 0);
-    if (attachment_len > 0 &&
-        (words[0] != 17 || attachment_len > 4096 || zeros != 1 || packet.back() != 0)) {
-        return kMalformed;
-    }
-    if (shutting_down) {
-        return kShuttingDown;
-    }
-    return zv_fuzz::is_wire_command(words[0]) ? kDelivered : kUnknownCommand;
-}
-
 void check_header(const Header &reply, const Packet &packet, uint32_t reply_len) {
     Header request = {};
     if (packet.size() >= kHeaderLen) {
@@ -117,7 +90,7 @@ void check_reply(Dispatcher &dispatcher, uint32_t len, const Packet &packet, boo
     Header reply = {};
     memcpy(&reply, dispatcher.reply(), sizeof(reply));
     check_header(reply, packet, len);
-    const uint32_t wanted = expected_transport(packet, room, shutting_down);
+    const uint32_t wanted = zv_fuzz::expected_transport(packet, room, shutting_down);
     if (reply.transport != wanted || handled_num != (wanted == kDelivered ? 1 : 0)) {
         fail("transport %u instead of %u, %lu handlers called", reply.transport, wanted,
              handled_num);

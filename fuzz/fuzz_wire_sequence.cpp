@@ -45,9 +45,11 @@ struct Owed {
 
 Owed owed_for(const Packet &packet) {
     Header header = {};
-    const uint32_t transport = check_request(packet.data(), packet.size(), kMaxMessage, &header);
-    const bool is_known = transport != kDelivered || zv_fuzz::is_wire_command(header.command);
-    return {header.sequence, is_known ? transport : uint32_t{kUnknownCommand}, packet.empty()};
+    if (packet.size() >= kHeaderLen) {
+        memcpy(&header, packet.data(), sizeof(header));
+    }
+    return {header.sequence, zv_fuzz::expected_transport(packet, kMaxMessage, false),
+            packet.empty()};
 }
 
 class Client {

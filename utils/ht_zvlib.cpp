@@ -52,7 +52,8 @@ uint32_t string_hash(const ht_zvlib_t *table, const void *key) {
 }
 
 // Where a key belongs: its bucket, and the bit it leaves in the bucket's marks. Texts of one bucket
-// leave different bits, from what the bucket does not tell of their sum; other keys leave the same.
+// mostly leave different bits of the sixteen, from what the bucket does not tell of their sum;
+// other keys leave the same.
 struct Place {
     uint32_t bucket;
     uint16_t mark;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "fuzz/support/fuzz.h"
+#include "platform/rpc/wire.h"
 
 namespace zv_fuzz {
 
@@ -95,6 +96,33 @@ const zv_rpc_command_t kWireTable[kWireCommandNum] = {
 bool is_wire_command(uint32_t command) {
     return std::any_of(std::begin(kWireTable), std::end(kWireTable),
                        [=](const zv_rpc_command_t &row) { return row.command_id == command; });
+}
+
+uint32_t expected_transport(const std::vector<uint8_t> &packet, uint32_t room, bool shutting_down) {
+    using namespace zv_rpc_lib;
+    if (packet.size() > room) {
+        return kTooLong;
+    }
+    if (packet.size() < 40 || memcmp(packet.data(), "ZVRP\1\0\1\0", 8) != 0) {
+        return kMalformed;
+    }
+    uint32_t words[8];
+    memcpy(words, packet.data() + 8, sizeof(words));
+    const uint64_t payload = packet.size() - 40;
+    const uint32_t body_len = words[4];
+    const uint32_t attachment_len = words[5];
+    if (uint64_t{body_len} + attachment_len != payload || words[6] != 0 || words[7] != 0) {
+        return kMalformed;
+    }
+    const auto zeros = std::count(packet.begin() + 40 + body_len, packet.end(), 0);
+    if (attachment_len > 0 &&
+        (words[0] != 17 || attachment_len > 4096 || zeros != 1 || packet.back() != 0)) {
+        return kMalformed;
+    }
+    if (shutting_down) {
+        return kShuttingDown;
+    }
+    return is_wire_command(words[0]) ? kDelivered : kUnknownCommand;
 }
 
 }  // namespace zv_fuzz

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <vector>
 
 #include "zv_rpc.h"
 
@@ -24,6 +25,9 @@ extern const zv_rpc_command_t kWireTable[kWireCommandNum];
 constexpr uint32_t kRefusal = 0xdead;
 
 bool is_wire_command(uint32_t command);
+// The rules of the wire once more, in another order than the server's: the transport status that a
+// server of this table must answer a packet with, which has room for messages of so many bytes.
+uint32_t expected_transport(const std::vector<uint8_t> &packet, uint32_t room, bool shutting_down);
 // How often a handler of the table has been called in this process.
 extern std::atomic<uint64_t> g_handled_num;
 

@@ -324,6 +324,9 @@ TEST_F(CounterTest, DeletingAnUncountedRuleWrapsTheReferences) {
     EXPECT_EQ(__acl_rm_counter_rule_delete(7, 3), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(references(counter_id), std::numeric_limits<uint32_t>::max());
     EXPECT_EQ(counter_calls(), 1u);
+    EXPECT_EQ(acl_rm_db_counter_ref_counter_update(counter_id, COUNTER_REF_INCREMENT),
+              ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(references(counter_id), 0u);
 }
 
 // --- without a database

@@ -153,6 +153,12 @@ TEST_F(ForwardingUserTest, LaterUsersAreCountedAndTheFirstEntryKept) {
     EXPECT_EQ(cached_forwarding(65537)->forward_pbs_index, 80u);
 }
 
+TEST_F(ForwardingUserTest, OneMoreThanCanBeCountedWrapsTheCount) {
+    cache_forwarding(65537, {0, 80, 65537, 4294967295u});
+    EXPECT_EQ(count_forwarding_user(forwarding_work(65537, 80)), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(cached_forwarding(65537)->times_consumed, 0u);
+}
+
 TEST_F(ForwardingUserTest, RuleWithoutAPortIsNoUser) {
     const Missing gone(logical_forward_port_2_forward_pbs_info_ht);
     EXPECT_EQ(count_forwarding_user(forwarding_work(0, 90)), ZV_ACL_RM_STATUS_SUCCESS);

@@ -84,6 +84,14 @@ struct Totals {
     }
 };
 
+// A kill knows no neighbours: those rounds take the moments before them once more.
+void leave_out_neighbours(Plan &plan) {
+    plan.moment = static_cast<Moment>(static_cast<uint32_t>(plan.moment) %
+                                      static_cast<uint32_t>(Moment::kRival));
+    plan.with_plugins = plan.with_plugins || plan.moment == Moment::kPluginLoad ||
+                        plan.moment == Moment::kPluginStart;
+}
+
 Outcome one_round(const Options &options, const Launch &launch, const Plan &plan) {
     if (options.kill) {
         return kill_round(launch, plan);
@@ -97,6 +105,9 @@ void run_rounds(const Options &options, const Launch &launch, std::chrono::micro
     std::atomic<uint32_t> next_seed{0};
     const auto round = [&] {
         Plan plan = plan_of(options.seed + next_seed++, to_serve);
+        if (options.kill) {
+            leave_out_neighbours(plan);
+        }
         if (options.without_abort) {
             std::replace(plan.signals.begin(), plan.signals.end(), SIGABRT, SIGTERM);
         }

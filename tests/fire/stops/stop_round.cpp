@@ -435,11 +435,6 @@ Outcome kill_round(const Launch &launch, const Plan &plan) {
     const TempDir place;
     Plan killing = plan;
     killing.signals = {SIGKILL};
-    // A kill knows no neighbours: those rounds take the moments before them once more.
-    killing.moment = static_cast<Moment>(static_cast<uint32_t>(plan.moment) %
-                                         static_cast<uint32_t>(Moment::kRival));
-    killing.with_plugins = plan.with_plugins || killing.moment == Moment::kPluginLoad ||
-                           killing.moment == Moment::kPluginStart;
     Subject killed(place, launch, killing, "a");
     if (!killed.bring_to_moment(outcome)) {
         return outcome;
