@@ -90,7 +90,8 @@ uint32_t owner_of(const Request &request) {
     return static_cast<const zv_acl_rm_open_params_t *>(request.body)->owner;
 }
 
-/* A reply longer than any of the protocol's is as wrong as one of any other unexpected size. */
+/* A reply longer than any of the protocol's is as wrong as one of any other unexpected size. (A
+ * call knows it by the length, as the system may have no room for a request either.) */
 int name_error(int error) {
     return error == ENOBUFS ? EPROTO : error;
 }
@@ -151,7 +152,7 @@ int zv_acl_rm_lib::perform(zv_acl_rm_client_t *client, uint32_t command, void *r
                                    request.attachment, request.attachment_len, received.bytes,
                                    &received.len, &received.status, client->timeout_ms);
     if (error != 0) {
-        return name_error(error);
+        return received.len > sizeof(received.bytes) ? name_error(error) : error;
     }
     const uint32_t owner = owner_of(request);
     error = take_reply(*request.row, received, record, status);

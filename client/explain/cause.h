@@ -91,6 +91,8 @@ Finding switch_refused(const Refusal &refusal);
 Finding too_many_rules(const Refusal &refusal);
 Finding chip_takes_no_rules(const Refusal &refusal);
 Finding rules_full(const Refusal &refusal);
+Finding rules_overflowed(const Refusal &refusal);
+Finding chip_deletes_no_rules(const Refusal &refusal);
 Finding unknown_key_type(const Refusal &refusal);
 Finding offset_written_twice(const Refusal &refusal);
 Finding offset_occupied(const Refusal &refusal);
@@ -102,6 +104,7 @@ Finding unknown_mc_group_of_rule(const Refusal &refusal);
 Finding unknown_counter_of_rule(const Refusal &refusal);
 Finding offset_deleted_twice(const Refusal &refusal);
 Finding no_rule_at_offset(const Refusal &refusal);
+Finding rule_to_port_0(const Refusal &refusal);
 Finding no_room_to_forward(const Refusal &refusal);
 
 /* --- of bindings */
@@ -119,6 +122,7 @@ Finding sizes_differ(const Refusal &refusal);
 Finding acls_full(const Refusal &refusal);
 Finding acl_cache_full(const Refusal &refusal);
 Finding edited_acl_has_rules(const Refusal &refusal);
+Finding edited_acl_was_bound(const Refusal &refusal);
 Finding rule_past_new_size(const Refusal &refusal);
 Finding size_is_fixed(const Refusal &refusal);
 Finding no_room_for_size(const Refusal &refusal);

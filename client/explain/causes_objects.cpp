@@ -81,6 +81,30 @@ Finding edited_acl_has_rules(const Refusal &refusal) {
                    "edited ACL with rules cannot be destroyed");
 }
 
+/* An edit that the switch refused has lost the ACL; the groups of its ports still name it. */
+Finding edited_acl_was_bound(const Refusal &refusal) {
+    const CacheText &cache = refusal.ask.cache();
+    const uint32_t acl_id = refusal.acl_id();
+    const bool is_edit = refusal.cmd() == ZV_ACL_RM_ACCESS_CMD_EDIT;
+    if (!is_edit || !has_all(cache, "ports") || find_acl(cache, acl_id) != nullptr) {
+        return no_cause();
+    }
+    for (const CachedBindPoint &point : cache.bind_points) {
+        const CachedGroup *group = find_group(cache, point.group_id);
+        const bool carries =
+            group != nullptr &&
+            std::find(group->acl_ids.begin(), group->acl_ids.end(), acl_id) != group->acl_ids.end();
+        if (carries) {
+            return possible((point.router_interface ? "router interface " : "port ") +
+                            std::to_string(point.number) + " carries ACL " +
+                            std::to_string(acl_id) +
+                            ", and the switch gave up no ACL that is bound: the daemon has "
+                            "forgotten the ACL, the switch has not");
+        }
+    }
+    return no_cause();
+}
+
 Finding rule_past_new_size(const Refusal &refusal) {
     const auto &params = refusal.as<Resize>();
     const CacheText &cache = refusal.ask.cache();

@@ -108,9 +108,65 @@ std::optional<uint32_t> find_new_port(const Refusal &refusal, const Rules &rules
     return std::nullopt;
 }
 
+/* Whether rules go into the record in their order: those of a lower key type go before others. */
+bool have_one_key_type(const Rules &rules) {
+    return std::all_of(rules.rules, rules.rules + rules.num, [&](const acl_rm_rule &rule) {
+        return rule.key.key_type == rules.rules[0].key.key_type;
+    });
+}
+
 std::string new_port_words(const Rules &rules, uint32_t i) {
     return rule_words(i) + " of the request forwards to a further one, " +
            std::to_string(rules.rules[i].forwarding.log_port);
+}
+
+/* Whether the first rule of a request is on record and the last is not: it got as far as the table,
+ * and no further. */
+Known is_recorded_in_part(const Refusal &refusal, const Rules &rules) {
+    const uint32_t acl_id = refusal.acl_id();
+    const Known has_first = refusal.ask.has_rule(acl_id, rules.offset(0));
+    const Known has_last = refusal.ask.has_rule(acl_id, rules.offset(rules.num - 1));
+    if (has_first == Known::no || has_last == Known::yes) {
+        return Known::no;
+    }
+    if (has_first == Known::unknown || has_last == Known::unknown || !have_one_key_type(rules)) {
+        return Known::unknown;
+    }
+    return refusal.ask.is_same_rule(acl_id, rules.offset(0), rules.rules[0]);
+}
+
+/* The rule at an offset of an ACL's region that is on record under another id. */
+const CachedRule *find_former_rule(const Refusal &refusal, uint32_t offset) {
+    const CacheText &cache = refusal.ask.cache();
+    const CachedAcl *acl = find_acl(cache, refusal.acl_id());
+    const auto is_former = [&](const CachedRule &rule) {
+        return acl != nullptr && rule.region_id == acl->region_id && rule.offset == offset &&
+               rule.acl_id != acl->acl_id;
+    };
+    const auto found = std::find_if(cache.rules.begin(), cache.rules.end(), is_former);
+    return found == cache.rules.end() ? nullptr : &*found;
+}
+
+bool is_moved_over(const MoveBlock &params, uint32_t offset) {
+    return offset >= params.new_start && offset - params.new_start < params.block_size;
+}
+
+/* Whether a block has moved in the switch and not on record, looked for where the record stopped:
+ * at the first rule in the order in which the daemon moves them. */
+Known is_record_behind(const Refusal &refusal) {
+    constexpr uint32_t kMaxSteps = 20;
+    const auto &params = refusal.as<MoveBlock>();
+    for (uint32_t i = 0; i < std::min(params.block_size, kMaxSteps); i++) {
+        const bool is_from_end = params.block_start < params.new_start;
+        const uint32_t step = is_from_end ? params.block_size - 1 - i : i;
+        const uint32_t offset = params.block_start + step;
+        if (refusal.ask.has_rule(params.acl_id, offset) == Known::yes) {
+            return refusal.ask.is_gone_from_switch(params.acl_id, offset) == Known::yes
+                       ? Known::yes
+                       : Known::unknown;
+        }
+    }
+    return Known::unknown;
 }
 
 }  // namespace
@@ -144,6 +200,59 @@ Finding rules_full(const Refusal &refusal) {
     return possible(text);
 }
 
+Finding rules_overflowed(const Refusal &refusal) {
+    const CacheText &cache = refusal.ask.cache();
+    const bool is_move = refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK);
+    if (has_counts(cache) && cache.rules_num != kMaxRules) {
+        return no_cause();
+    }
+    const std::string text =
+        "the daemon holds " + std::to_string(kMaxRules) + " rules, as many as it can";
+    if (is_move) {
+        return finding(has_counts(cache) ? is_record_behind(refusal) : Known::unknown,
+                       text +
+                           ", so that a rule cannot move to an empty offset: the switch has "
+                           "moved the block, and the daemon has no record of it there");
+    }
+    const Rules rules = rules_of(refusal);
+    if (!is_write(refusal) || rules.num < 2) {
+        return no_cause();
+    }
+    return finding(has_counts(cache) ? is_recorded_in_part(refusal, rules) : Known::unknown,
+                   text +
+                       ", and the last rules of the request are past them: they are in the "
+                       "switch, without a record");
+}
+
+/* The daemon deletes a rule where an ACL is destroyed or a block moves over it. */
+Finding chip_deletes_no_rules(const Refusal &refusal) {
+    const bool is_move = refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK);
+    if (!is_move && refusal.cmd() != ZV_ACL_RM_ACCESS_CMD_DESTROY) {
+        return no_cause();
+    }
+    const CacheText &cache = refusal.ask.cache();
+    const CachedAcl *acl = find_acl(cache, refusal.acl_id());
+    const auto is_in_the_way = [&](const CachedRule &rule) {
+        return is_move ? rule.acl_id == refusal.acl_id() &&
+                             is_moved_over(refusal.as<MoveBlock>(), rule.offset)
+                       : acl != nullptr && rule.region_id == acl->region_id;
+    };
+    const bool has_rule = std::any_of(cache.rules.begin(), cache.rules.end(), is_in_the_way);
+    if (!has_rule && has_all(cache, "rules")) {
+        return no_cause();
+    }
+    const Known takes_rules = refusal.ask.takes_rules(1);
+    const std::string text =
+        "the daemon takes no rules, nor deletes any: no INIT has named the chip yet, or it named "
+        "chip 5, 7 or 10; " +
+        (is_move
+             ? (has_rule ? "the block moves over a rule of " : "the block may move over one of ") +
+                   acl_words(refusal)
+             : acl_words(refusal) + (has_rule ? " has rules" : " may have rules"));
+    return finding(takes_rules == Known::no && !has_rule ? Known::unknown : negated(takes_rules),
+                   text);
+}
+
 Finding unknown_key_type(const Refusal &refusal) {
     const Rules rules = rules_of(refusal);
     for (uint32_t i = 0; i < rules.num && is_write(refusal); i++) {
@@ -172,6 +281,12 @@ Finding offset_occupied(const Refusal &refusal) {
     const Rules rules = rules_of(refusal);
     for (uint32_t i = 0; i < rules.num && is_write(refusal); i++) {
         const uint32_t offset = rules.offset(i);
+        if (const CachedRule *former = find_former_rule(refusal, offset); former != nullptr) {
+            return certain(offset_words(offset) + " of " + acl_words(refusal) +
+                           " holds a rule from before it was edited, when it was ACL " +
+                           std::to_string(former->acl_id) +
+                           ": the new rule has taken its place in the switch" + of_the_request(i));
+        }
         if (refusal.ask.has_rule(refusal.acl_id(), offset) != Known::yes) {
             continue;
         }
@@ -243,18 +358,36 @@ Finding block_past_region(const Refusal &refusal) {
     return no_cause();
 }
 
-/* An occupied offset is refused with another status, so a rule there now is the request's. */
+/* An occupied offset is refused with another status, so a rule there now is the request's. A
+ * deletion forgets its rules one by one, and stops behind the one that has no mark. */
 Finding offset_without_record(const Refusal &refusal) {
+    const std::string lost = acl_words(refusal) + " has lost its record of ";
+    const std::string why = ", after a resize past 16383 rules or a destroy that failed; ";
+    if (refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK)) {
+        return possible(lost + "an offset of the block or of its new place" + why +
+                        "the switch has moved the block");
+    }
     const Rules rules = rules_of(refusal);
-    for (uint32_t i = 0; i < rules.num && is_write(refusal); i++) {
+    std::optional<uint32_t> last_gone;
+    for (uint32_t i = 0; i < rules.num; i++) {
         const uint32_t offset = rules.offset(i);
-        if (refusal.ask.has_rule(refusal.acl_id(), offset) == Known::yes) {
-            return certain(acl_words(refusal) + " has lost its record of " + offset_words(offset) +
-                           ", after a resize past 16383 rules or a destroy that failed; " +
-                           rule_words(i) + " of the request is in the switch");
+        const Known has_rule = refusal.ask.has_rule(refusal.acl_id(), offset);
+        if (is_write(refusal) && has_rule == Known::yes) {
+            return certain(lost + offset_words(offset) + why + rule_words(i) +
+                           " of the request is in the switch");
+        }
+        if (!is_write(refusal) && has_rule == Known::no) {
+            last_gone = i;
         }
     }
-    return no_cause();
+    if (!last_gone) {
+        return no_cause();
+    }
+    return certain(lost + offset_words(rules.offset(*last_gone)) + why +
+                   (rules.num == 1 ? "its rule is deleted all the same"
+                                   : "the rules of the request are deleted in the switch all the "
+                                     "same") +
+                   of_the_request(*last_gone));
 }
 
 Finding unknown_mc_group_of_rule(const Refusal &refusal) {
@@ -303,18 +436,56 @@ Finding offset_deleted_twice(const Refusal &refusal) {
     return certain(twin_words(rules, first, second) + ", which is empty after the first of them");
 }
 
+/* A deletion looks for all of its rules before it deletes one. Where none of them is there now, it
+ * may have deleted them itself before it failed. */
 Finding no_rule_at_offset(const Refusal &refusal) {
     const Rules rules = rules_of(refusal);
+    const bool is_read = refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_RULE_GET);
+    bool is_untouched = is_read;
+    std::optional<uint32_t> missing;
+    Known is_missing = Known::no;
     for (uint32_t i = 0; i < rules.num && !is_write(refusal); i++) {
-        const uint32_t offset = rules.offset(i);
-        Finding found = finding(negated(refusal.ask.has_rule(refusal.acl_id(), offset)),
-                                offset_words(offset) + " of " + acl_words(refusal) +
-                                    " holds no rule" + of_the_request(i));
-        if (found.certainty != Certainty::none) {
-            return found;
+        const Known here = negated(refusal.ask.has_rule(refusal.acl_id(), rules.offset(i)));
+        is_untouched = is_untouched || here == Known::no;
+        if (!missing && here != Known::no) {
+            missing = i;
+            is_missing = here;
+        }
+        if (missing && is_untouched) {
+            break;
         }
     }
-    return no_cause();
+    if (!missing) {
+        return no_cause();
+    }
+    return finding(is_untouched ? is_missing : Known::unknown,
+                   offset_words(rules.offset(*missing)) + " of " + acl_words(refusal) +
+                       " holds no rule" + of_the_request(*missing));
+}
+
+/* Forwarding to logical port 0 is not counted, so that it cannot be given up: a deletion fails when
+ * its rules are gone. */
+Finding rule_to_port_0(const Refusal &refusal) {
+    const std::string to_port_0 = " forwarded to logical port 0, of which there is no record: ";
+    if (refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK)) {
+        return certain("the block moved over a rule that" + to_port_0 +
+                       "that rule is gone, and the switch has moved the block");
+    }
+    if (refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_SET)) {
+        if (refusal.cmd() != ZV_ACL_RM_ACCESS_CMD_DESTROY) {
+            return no_cause();
+        }
+        return possible("a rule of " + acl_words(refusal) + to_port_0 +
+                        "that rule is gone, and a second destroy goes on behind it");
+    }
+    const Rules rules = rules_of(refusal);
+    for (uint32_t i = 0; i < rules.num; i++) {
+        if (is_write(refusal) ||
+            refusal.ask.has_rule(refusal.acl_id(), rules.offset(i)) == Known::yes) {
+            return no_cause();
+        }
+    }
+    return possible("a rule of the request" + to_port_0 + "the rules of the request are deleted");
 }
 
 Finding no_room_to_forward(const Refusal &refusal) {

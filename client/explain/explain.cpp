@@ -53,6 +53,7 @@ struct CauseRow {
 
 constexpr CauseRow kCauses[] = {
     {kAll, ZV_ACL_RM_STATUS_ERROR, not_initialized},
+    {kRuleSet | kMove, ZV_ACL_RM_STATUS_ERROR, rules_overflowed},
     {kOnAcl, ZV_ACL_RM_STATUS_ERROR, acl_of_another_owner},
     {kMcGroups, ZV_ACL_RM_STATUS_ERROR, mc_group_of_another_owner},
     {kRuleSet, ZV_ACL_RM_STATUS_ERROR, offset_written_twice},
@@ -64,6 +65,7 @@ constexpr CauseRow kCauses[] = {
     {kBinds | kPortSet, ZV_ACL_RM_STATUS_ERROR, other_direction},
     {kCounterSet, ZV_ACL_RM_STATUS_ERROR, counter_type_flags},
     {kAclSet, ZV_ACL_RM_STATUS_ERROR, acl_cache_full},
+    {kAclSet, ZV_ACL_RM_STATUS_ERROR, edited_acl_was_bound},
     {kMcSet, ZV_ACL_RM_STATUS_ERROR, mc_groups_full},
     {kInit, ZV_ACL_RM_STATUS_ERROR, unknown_chip},
     {kOpen | kInit, ZV_ACL_RM_STATUS_ERROR, switch_not_opened},
@@ -84,8 +86,9 @@ constexpr CauseRow kCauses[] = {
     {kMcGroups, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, client_is_of13},
     {kMcGroups, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, unknown_mc_group},
     {(kOnAcl & ~kAclSet) | kMcGroups, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, unknown_handle},
+    {kAclSet | kMove, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, chip_deletes_no_rules},
     {kRuleSet, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, unknown_key_type},
-    {kRuleSet, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, offset_without_record},
+    {kRuleSet | kMove, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, offset_without_record},
     {kResize, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, rule_past_new_size},
     {kResize, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, size_is_fixed},
     {kBinds, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, too_many_bind_points},
@@ -97,6 +100,7 @@ constexpr CauseRow kCauses[] = {
     {kRuleSet, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, unknown_counter_of_rule},
     {kRuleSet, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, offset_deleted_twice},
     {kRuleSet | kRuleGet, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, no_rule_at_offset},
+    {kAclSet | kRuleSet | kMove, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, rule_to_port_0},
     {kCounters, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, unknown_counter},
     {kBinds | kPortSet, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, former_id_on_port},
 

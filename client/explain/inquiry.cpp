@@ -191,6 +191,14 @@ Known Inquiry::is_same_rule(uint32_t acl_id, uint32_t offset, const acl_rm_rule 
                  std::memcmp(&there.mask, &rule.mask, sizeof(rule.mask)) == 0);
 }
 
+Known Inquiry::is_gone_from_switch(uint32_t acl_id, uint32_t offset) {
+    zv_acl_rm_status_t status = 0;
+    if (!read_rules(acl_id, offset, 1, &status) || status != ZV_ACL_RM_STATUS_SUCCESS) {
+        return Known::unknown;
+    }
+    return known(read_.rules[0].valid == 0);
+}
+
 /* An offset inside has a rule or has none; past the end the switch refuses the read. */
 Known Inquiry::is_past_region(uint32_t acl_id, uint32_t offset) {
     zv_acl_rm_status_t status = 0;

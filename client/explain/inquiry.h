@@ -1,7 +1,8 @@
 /* inquiry.h - what can be asked of the daemon without another owner's rights, within a time limit.
  *
- * Nothing is asked twice, and nothing any more once an answer stayed out: from then on everything
- * is unknown. No question changes anything.
+ * The dump is asked for once. A rule may be read more than once, for what several checks want to
+ * know of it. Nothing is asked any more once an answer stayed out: from then on everything is
+ * unknown. No question changes anything.
  */
 #ifndef ZV_ACL_RM_EXPLAIN_INQUIRY_H
 #define ZV_ACL_RM_EXPLAIN_INQUIRY_H
@@ -43,6 +44,8 @@ class Inquiry {
     Known has_owner(uint32_t acl_id);
     /* Whether the rule at an offset has that key and that mask. */
     Known is_same_rule(uint32_t acl_id, uint32_t offset, const acl_rm_rule &rule);
+    /* Whether the daemon has a record of a rule at an offset where the switch has none. */
+    Known is_gone_from_switch(uint32_t acl_id, uint32_t offset);
     /* Whether an offset lies past the end of an ACL's region, and where that end is: the number of
      * rules it has room for. Only where at least one offset can be read, as the refusal of a switch
      * that refuses everything looks the same. */

@@ -3,12 +3,11 @@
  *
  *   auto client = zv_acl_rm::Client::connect(0x51);
  *   if (!client) { std::puts(client.failure().words().c_str()); return 1; }
- *   client->open(zv_acl_rm::Owner::kOpenFlow);
- *   client->init(1);
- *   auto acl = client->create_acl(64);
- *   if (acl) {
- *       client->write_rules(acl->acl_id, {zv_acl_rm::Rule(0).verdict(zv_acl_rm::Verdict::kDrop)});
- *   }
+ *   if (!client->open(zv_acl_rm::Owner::kOpenFlow) || !client->init(1)) { return 1; }
+ *   const auto acl = client->create_acl(64);
+ *   if (!acl) { std::puts(acl.failure().words().c_str()); return 1; }
+ *   const auto drop = zv_acl_rm::Rule(0).verdict(zv_acl_rm::Verdict::kDrop);
+ *   return client->write_rules(acl->acl_id, {drop}) ? 0 : 1;
  *
  * A Client owns one connection and has a method for every use of the sixteen commands. What a
  * command does, the statuses it gives and what a failure leaves behind is told with the C function

@@ -15,6 +15,8 @@
  *   ESHUTDOWN     the daemon is shutting down and did not carry the command out
  *   EBUSY         answers to zv_acl_rm_client_submit are outstanding; collect them first
  *   EPROTO        the answer was none of this protocol, or had the wrong size; close the client
+ *   ENOMEM, ENOBUFS   the system had no memory for a message on this side; whether the command was
+ *                 carried out is unknown, and the client can be used further
  *   EOPNOTSUPP, EBADMSG, EMSGSIZE   the daemon has no such command, or found the message malformed
  *                 or too long: it is of another version
  * A failing command (0 returned, *status not 0) returns no record either: the caller's record
@@ -58,8 +60,9 @@ typedef struct zv_acl_rm_client zv_acl_rm_client_t;
  * before either. `handle` may be any number; 0 is accepted but also matches every owner's slot
  * that was never opened, so choose another. Sends nothing to the daemon.
  * 0: *client is the caller's, to be closed by zv_acl_rm_client_close. Otherwise *client is null:
- * EINVAL (`client` null), ENOENT (no socket there), ECONNREFUSED (no daemon behind it), EACCES,
- * ENAMETOOLONG, ENOMEM or whatever else connect(2) reports. Never waits for a daemon to appear. */
+ * EINVAL (`client` null), ENOENT (no socket there), ECONNREFUSED (no daemon behind it), EAGAIN (as
+ * many connections wait for the daemon as may: try again later), EACCES, ENAMETOOLONG, ENOMEM or
+ * whatever else connect(2) reports. Never waits for a daemon to appear, nor for a place. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_client_connect(const char *socket_path, uint64_t handle,
                                               zv_acl_rm_client_t **client);
 
@@ -95,17 +98,27 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_init(zv_acl_rm_client_t *client, uint32_t chi
 
 /* CREATE makes a region of min_size rules and an ACL over it (out: acl_id, region_id). EDIT gives
  * the ACL another direction, and thereby another acl_id (out); groups, ports and rule records that
- * name the former id keep it. DESTROY deletes the ACL's rules, takes it off its ports and removes
- * ACL and region; acl_type and direction travel to the switch as sent.
- * CMD_UNSUPPORTED: another cmd. ENTRY_NOT_FOUND: the handle was never opened.
- * PARAM_EXCEEDS_RANGE: min_size and max_size differ, or edit and destroy of an unknown ACL.
- * NO_RESOURCES: the daemon holds as many ACLs as the chip allows. PARAM_NULL: the daemon's memory
- * ran out after the switch had created the ACL. NO_BUFFER_SPACE: it ran out when the rules of an
- * ACL to destroy were taken out. ERROR: another owner's ACL, or the switch refused.
- * What a failure leaves: of a create, perhaps a region (and an ACL) that only the switch knows; of
- * an edit, an ACL that the daemon has forgotten while the switch keeps its region and rules; of a
- * destroy, an ACL without its rules, which takes no new ones and can be destroyed again. An edited
- * ACL with rules cannot be destroyed (ENTRY_NOT_FOUND): its rules go by its former id. */
+ * name the former id keep it, so edit an ACL before it has any. DESTROY deletes the ACL's rules,
+ * takes it off its ports and removes ACL and region; acl_type and direction travel to the switch as
+ * sent.
+ * CMD_UNSUPPORTED: another cmd. ENTRY_NOT_FOUND: the handle was never opened; or destroy of an ACL
+ * that has rules from before an edit, or one that forwards to logical port 0. PARAM_EXCEEDS_RANGE:
+ * min_size and max_size differ; edit and destroy of an unknown ACL; or destroy of an ACL with rules
+ * while no chip is loaded or one that allows none. NO_RESOURCES: the daemon holds as many ACLs as
+ * the chip allows. PARAM_NULL: the daemon's memory ran out after the switch had created the ACL.
+ * NO_BUFFER_SPACE: it ran out when the rules of an ACL to destroy were taken out. ERROR: another
+ * owner's ACL, edit of an ACL that is bound, create where the daemon holds 648 ACLs (a chip without
+ * limits), or the switch refused.
+ * What a failed create leaves: perhaps a region (and an ACL) that only the switch knows, and that
+ * counts where the ACL was made. What a failed edit leaves: after ERROR, other than for the owner,
+ * an ACL that the daemon has forgotten, while the switch keeps its region and rules and its groups
+ * its former id.
+ * What a failed destroy leaves: for a chip that allows no rules, everything; for a rule to port 0,
+ * an ACL without that rule, whose destroy goes on where it is sent again; for rules from before an
+ * edit, those, as they go by the former id, so that the ACL stays; where the switch refused, an ACL
+ * without its rules, which takes no new ones. That one can be destroyed again, but not where a port
+ * could not be left (it counts as unbound while the switch has the ACL there) and not where the
+ * switch has removed the ACL and refused the region. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_set(zv_acl_rm_client_t *client,
                                            zv_acl_rm_acl_set_params_t *params,
                                            zv_acl_rm_status_t *status);
@@ -120,15 +133,26 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_resize(zv_acl_rm_client_t *client,
                                               zv_acl_rm_status_t *status);
 
 /* WRITE puts rules_num rules at the offsets their priorities name (out: each rule's offset); DELETE
- * removes the rules at the offsets given. All of a batch are translated before any is written.
+ * removes the rules at the offsets given. All of a batch are translated before any is written, and
+ * all are looked for before any is deleted; those of one key type are written together.
  * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: more rules than the chip allows in a command,
- * unknown handle or ACL, key type above 3, or an offset that the ACL has lost its record of (the
- * rule is in the switch then). NO_RESOURCES: the daemon holds 6400 rules, or its memory ran out.
- * NO_HW_RESOURCES: the switch has no room for a forwarding entry. NO_BUFFER_SPACE: memory ran out
- * in a delete. ENTRY_NOT_FOUND: unknown multicast group, no rule at an offset to delete, or
- * unknown counter: then the rule is in the switch, and without a record, so that no DELETE reaches
- * it. ERROR: an offset that holds a rule already, another owner's ACL, or the switch refused;
- * what was done before a failure stays done. */
+ * unknown handle or ACL, key type above 3, or an offset that the ACL has lost its record of.
+ * NO_RESOURCES: the daemon holds 6400 rules, or its memory ran out. NO_HW_RESOURCES: the switch has
+ * no room for a forwarding entry. NO_BUFFER_SPACE: memory ran out in a delete. ENTRY_NOT_FOUND:
+ * unknown multicast group or unknown counter of a rule to write; no rule at an offset to delete,
+ * one offset twice, or a rule to delete forwards to logical port 0. ERROR: an offset that holds a
+ * rule already, or twice in the batch; a batch that begins below 6400 rules and ends past them;
+ * more than 100 forwarding ports; another owner's ACL; or the switch refused.
+ * What was done before a failure stays done: key types before the one that failed, and forwarding
+ * entries. What a failed WRITE leaves beyond that: for an unknown counter, a batch past 6400 rules
+ * and a port past the hundredth, rules that are in the switch without a record, so that no DELETE
+ * reaches them (of the batch past 6400 those that fitted have one); for one offset twice, the
+ * second rule in the switch and the record of the first; for an offset without a record, the rule
+ * in the switch; for an edited ACL's offset that is taken under its former id, the new rule in the
+ * old one's place.
+ * What a failed DELETE leaves: where an offset has no rule, everything; where one stands twice or
+ * has lost its record, none of the rules in the switch, and the records of those behind it; where
+ * a rule forwards to port 0, none of the rules at all. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_set(zv_acl_rm_client_t *client,
                                                 zv_acl_rm_acl_rule_set_params_t *params,
                                                 zv_acl_rm_status_t *status);
@@ -147,27 +171,32 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_get(zv_acl_rm_client_t *client,
  * offsets are empty afterwards. Whatever lay at the destination is overwritten in the switch.
  * PARAM_EXCEEDS_RANGE: unknown handle or ACL. ERROR: another owner's ACL, or the switch refused (a
  * block outside the region). Any status of a delete, or ERROR: the daemon's record could not follow
- * the switch, which stays moved. */
+ * the switch, which stays moved: the block moves over a rule to port 0 (ENTRY_NOT_FOUND) or, while
+ * no chip is loaded or one that allows no rules, over any (PARAM_EXCEEDS_RANGE), or the daemon
+ * holds 6400 rules and the new place is empty (ERROR). */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rule_move_block(
     zv_acl_rm_client_t *client, const zv_acl_rm_acl_rule_move_block_params_t *params,
     zv_acl_rm_status_t *status);
 
-/* Binds an ACL to, or unbinds it from, ports_num logical ports, in their order; those done before
- * a failure stay done. ACLs on one port form a group ordered by their owners' priorities. Binding
+/* Binds an ACL to, or unbinds it from, ports_num logical ports, in their order; those done before a
+ * failure stay done. ACLs on one port form a group ordered by their owners' priorities. Binding
  * what is bound and unbinding what is not are successes without effect.
  * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: no port, unknown handle or ACL, or the ACL's
  * list of what it is bound to is full: 648 ports and router interfaces, and those stay listed that
- * an unbind took off before it failed. The port is bound all the same, and not listed.
+ * an unbind took off before it failed; the port is bound all the same, and not listed.
  * NO_RESOURCES: 128 groups exist, 16 ACLs on the port, or memory ran out. NO_HW_RESOURCES: the
  * switch's room ran out. ENTRY_NOT_FOUND: the port's group holds an ACL that was edited since.
  * ERROR: another owner's ACL, a port whose ACLs have the other direction, or the switch refused.
- * EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
+ * EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD.
+ * What a refusal of the switch leaves of the port that failed: after a BIND it may count as bound
+ * though the switch has not bound it, after an UNBIND as unbound though the switch keeps it. A
+ * later success for that port is then one without effect, and proves nothing. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_port_bind(zv_acl_rm_client_t *client,
                                                  zv_acl_rm_acl_port_bind_params_t *params,
                                                  zv_acl_rm_status_t *status);
 
-/* The same for router interfaces, with the same statuses. EINVAL: rifs_num above
- * ZV_ACL_RM_PORTS_PER_RECORD. */
+/* The same for router interfaces, with the same statuses and the same that a failure leaves.
+ * EINVAL: rifs_num above ZV_ACL_RM_PORTS_PER_RECORD. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_acl_rif_bind(zv_acl_rm_client_t *client,
                                                 zv_acl_rm_acl_rif_bind_params_t *params,
                                                 zv_acl_rm_status_t *status);
@@ -208,7 +237,8 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_mc_group_get(zv_acl_rm_client_t *client,
  * takes it off every port, also those bound one by one. Ports done before a failure stay done:
  * after a failed BIND the ACL is on them and still not bound to the system, so that UNBIND is
  * refused and they are unbound one by one; after a failed UNBIND it still counts as bound to the
- * system, and UNBIND may be sent again.
+ * system, and UNBIND may be sent again. Of the port that failed a later success proves nothing, as
+ * for a port bind: the daemon may count it as done.
  * CMD_UNSUPPORTED: another cmd. PARAM_EXCEEDS_RANGE: unknown handle or ACL, or its list is full as
  * for a port bind, as are NO_RESOURCES, NO_HW_RESOURCES and ENTRY_NOT_FOUND. ERROR: another owner's
  * ACL, already (not yet) bound so, a port whose ACLs have the other direction, the ports could not
@@ -217,10 +247,11 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_system_bind_set(zv_acl_rm_client_t *client,
                                                    zv_acl_rm_acl_system_bind_params_t *params,
                                                    zv_acl_rm_status_t *status);
 
-/* Tells the daemon of ports that came or went: every owner's system-bound ACLs are bound to them
- * or unbound from them, one ACL after the other; what was done before a failure stays done. The
- * handle is not checked, and no port is a success without effect. CMD_UNSUPPORTED: another cmd;
- * otherwise the statuses of a port bind. EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
+/* Tells the daemon of ports that came or went: every owner's system-bound ACLs are bound to them or
+ * unbound from them, one ACL after the other; what was done before a failure stays done, and of the
+ * port that failed a later success proves nothing, as for a port bind. The handle is not checked,
+ * and no port is a success without effect. CMD_UNSUPPORTED: another cmd; otherwise the statuses of
+ * a port bind. EINVAL: ports_num above ZV_ACL_RM_PORTS_PER_RECORD. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_api_port_set(zv_acl_rm_client_t *client,
                                             zv_acl_rm_port_set_params_t *params,
                                             zv_acl_rm_status_t *status);
@@ -249,7 +280,8 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_api_dump(zv_acl_rm_client_t *client, const char *
  * EAGAIN: ZV_ACL_RM_MAX_IN_FLIGHT answers are outstanding; collect one first. ETIMEDOUT: the daemon
  * did not take the request within the time limit (it stops reading from a client that takes no
  * answers) and nothing was sent; with a limit of 0 this is how to send only what can be sent at
- * once. ECONNRESET: the daemon has gone; answers that it has sent can still be collected. */
+ * once. ENOMEM or ENOBUFS: the system had no memory for the request, and nothing was sent.
+ * ECONNRESET: the daemon has gone; answers that it has sent can still be collected. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_client_submit(zv_acl_rm_client_t *client, uint32_t command,
                                              void *record, uint32_t record_len, uint32_t *sequence);
 
@@ -262,10 +294,10 @@ ZV_ACL_RM_EXPORT int zv_acl_rm_client_submit(zv_acl_rm_client_t *client, uint32_
  *   record_len   null where record is. In: bytes of room. Out: bytes replaced; 0 for a refused
  *                command and for OPEN, INIT and ACL_RULE_MOVE_BLOCK, which bring nothing back.
  * ENOMSG: nothing is outstanding. ENOBUFS: the room is smaller than the record; nothing was taken.
- * ETIMEDOUT: the answer is still outstanding and may be asked for again. After any other value of
- * the list above *sequence says whose answer it stands for, and that request is outstanding no
- * more: once the daemon has gone, each call reports ECONNRESET for one of the requests that it left
- * unanswered, of which nobody knows whether they were carried out. */
+ * ETIMEDOUT or ENOMEM: the answer is still outstanding and may be asked for again. After any other
+ * value of the list above *sequence says whose answer it stands for, and that request is
+ * outstanding no more: once the daemon has gone, each call reports ECONNRESET for one of the
+ * requests that it left unanswered, of which nobody knows whether they were carried out. */
 ZV_ACL_RM_EXPORT int zv_acl_rm_client_collect(zv_acl_rm_client_t *client, uint32_t *sequence,
                                               void *record, uint32_t *record_len,
                                               zv_acl_rm_status_t *status);
@@ -310,9 +342,10 @@ ZV_ACL_RM_EXPORT const char *zv_acl_rm_status_meaning(zv_acl_rm_status_t status)
  *   - A DUMP into a file in a directory of its own (mode 0700, in $TMPDIR or /tmp), both removed
  *     before it returns. Not asked where the daemon runs as another user than root and the caller's
  *     own, as the text would end in its log; that also happens where the daemon sees other files
- *     than the caller (a container). Without the dump, and past the 65535 bytes at which one is
- *     cut, owners and bindings are unknown and become possible causes.
- *   - Rule reads of single offsets, without their activity: at most 60, mostly one to three. Where
+ *     than the caller (a container), and where it comes to the request only after the time limit,
+ *     when the directory is gone. Without the dump, and past the 65535 bytes at which one is cut,
+ *     owners and bindings are unknown and become possible causes.
+ *   - Rule reads of single offsets, without their activity: at most 80, mostly one to three. Where
  *     an offset lies past the end of its region, 33 of them at most look for that end.
  *   - One read with activity, at an offset that no region has: it fails, and tells on the way
  *     whether the client is an owner's.

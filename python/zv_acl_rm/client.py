@@ -58,10 +58,15 @@ class Client:
 
     Each method waits for the daemon's answer and raises what the module `errors` lists: Refused
     with the daemon's status, TimedOut, Gone, BadAnswer; ValueError, and nothing sent, for arguments
-    that cannot travel. The statuses named with a method are those the daemon gives beside
-    Status.ERROR, which it also gives before the first open() or init() and where the switch
-    refuses. It takes next to nothing back: where a command of several steps fails half-way, the
-    steps done stay done.
+    that cannot travel. Where the system has no memory for a message, its OSError comes through.
+
+    The statuses named with a method are the likely ones. All of them, and what each failure leaves
+    behind, stand with the C function of the command, in zv_acl_rm_client.h and its manual page.
+    Beside those named the daemon gives Status.ERROR before the first open() or init() and where the
+    switch refuses. "no such ACL" stands for an unknown ACL and for a handle that is no owner's: one
+    that never opened, or whose owner another client has opened since; both have one status. So it
+    is with "no such group". Where a command of several steps fails half-way, the steps done stay
+    done.
 
     There is no global state. A client is for one thread at a time; any number of clients may be
     used at once.
@@ -80,7 +85,8 @@ class Client:
         path      the daemon's socket; the environment's ZV_PLATFORM_ROOT is put before it
         timeout   seconds for a call from its first byte to the whole answer; None for no limit
         Raises OSError of the connection, with the path (FileNotFoundError: no socket there;
-        ConnectionRefusedError: no daemon behind it).
+        ConnectionRefusedError: no daemon behind it; BlockingIOError: as many connections wait for
+        the daemon as may).
         """
         if not 0 <= handle < 1 << 64:
             raise ValueError("the handle is a number of 64 bits")
@@ -139,7 +145,8 @@ class Client:
         """Creates an ACL with room for `size` rules. The types are the switch's own numbers.
 
         ENTRY_NOT_FOUND: the handle was never opened. NO_RESOURCES: the daemon holds as many ACLs
-        as the chip allows. PARAM_NULL: the daemon's memory ran out."""
+        as the chip allows. PARAM_NULL: the daemon's memory ran out. ERROR: the daemon holds 648
+        ACLs, on a chip without limits."""
         return self.call(requests.create_acl(size, direction, key_type, action_type, acl_type))
 
     def destroy_acl(
@@ -148,22 +155,26 @@ class Client:
         """Destroys an ACL with its rules and takes it off its ports. Direction and type go to the
         switch as given here.
 
-        PARAM_EXCEEDS_RANGE: no such ACL. ERROR: another owner's."""
+        ENTRY_NOT_FOUND: the handle is no owner's; rules from before an edit; or a rule that
+        forwards to logical port 0: that one is gone, and a second call goes on behind it.
+        PARAM_EXCEEDS_RANGE: an unknown ACL, or one with rules on a chip that allows none.
+        NO_BUFFER_SPACE: the daemon's memory ran out. ERROR: another owner's."""
         self.call(requests.destroy_acl(acl_id, direction, acl_type))
 
     def edit_acl(self, acl_id: int, direction: int) -> int:
         """Gives an ACL another direction and returns the id it has from then on. What named the
         former id keeps it, so edit an ACL before it has rules and ports.
 
-        PARAM_EXCEEDS_RANGE: no such ACL. ERROR: another owner's, or bound; the daemon has
-        forgotten a bound one by then."""
+        ENTRY_NOT_FOUND: the handle is no owner's. PARAM_EXCEEDS_RANGE: an unknown ACL. ERROR:
+        another owner's, or bound; the daemon has forgotten a bound one by then."""
         return self.call(requests.edit_acl(acl_id, direction))
 
     def resize_acl(self, acl_id: int, new_size: int) -> None:
         """Gives an ACL that was created with size 0 room for `new_size` rules.
 
         PARAM_EXCEEDS_RANGE: no such ACL, one of a fixed size, or a rule past the new end.
-        NO_HW_RESOURCES: no room in the switch. ERROR: another owner's ACL."""
+        NO_HW_RESOURCES: no room in the switch. PARAM_NULL: the daemon's memory ran out after the
+        switch was resized. ERROR: another owner's ACL."""
         self.call(requests.resize_acl(acl_id, new_size))
 
     # ---- rules
@@ -174,14 +185,18 @@ class Client:
         PARAM_EXCEEDS_RANGE: no such ACL, more rules than the chip allows, or a key type above 3.
         NO_RESOURCES: the daemon holds 6400 rules. NO_HW_RESOURCES: no room for a forwarding entry.
         ENTRY_NOT_FOUND: an unknown MC group or counter. ERROR: an offset that holds a rule
-        already, or another owner's ACL. What was written before a failure stays."""
+        already or stands twice, rules that go past the 6400th, more than 100 forwarding ports, or
+        another owner's ACL. What was written before a failure stays, some of it only in the
+        switch."""
         self.call(requests.write_rules(acl_id, rules))
 
     def delete_rules(self, acl_id: int, offsets: Sequence[int]) -> None:
         """Deletes the rules at up to 20 offsets.
 
-        ENTRY_NOT_FOUND: no rule at one of them. PARAM_EXCEEDS_RANGE: no such ACL, or more rules
-        than the chip allows. ERROR: another owner's ACL."""
+        ENTRY_NOT_FOUND: no rule at one of them, and nothing was deleted; or one stands twice, or
+        a rule forwards to logical port 0, and they are gone from the switch. PARAM_EXCEEDS_RANGE:
+        no such ACL, more rules than the chip allows, or an offset that the ACL has lost its record
+        of. NO_BUFFER_SPACE: the daemon's memory ran out. ERROR: another owner's ACL."""
         self.call(requests.delete_rules(acl_id, offsets))
 
     def read_rules(
@@ -191,22 +206,26 @@ class Client:
         hit them where `activity` asks. Any client may read any ACL; Activity.READ_AND_CLEAR is the
         owner's.
 
-        ENTRY_NOT_FOUND: no such ACL, or no rule at an offset. PARAM_EXCEEDS_RANGE: more rules than
-        the chip allows. ERROR: an offset past the ACL's end."""
+        ENTRY_NOT_FOUND: an unknown ACL, or no rule at an offset. PARAM_EXCEEDS_RANGE: more rules
+        than the chip allows; or, with READ_AND_CLEAR, no such ACL. ERROR: an offset past the ACL's
+        end; or, with READ_AND_CLEAR, another owner's ACL."""
         return self.call(requests.read_rules(acl_id, offsets, activity))
 
     def move_rules(self, acl_id: int, start: int, count: int, new_start: int) -> None:
         """Moves `count` rules from offset `start` to `new_start`, as memory is moved: what lies
         there is overwritten, what is left behind is empty.
 
-        PARAM_EXCEEDS_RANGE: no such ACL. ERROR: another owner's, or a block outside the ACL."""
+        PARAM_EXCEEDS_RANGE: no such ACL. ERROR: another owner's, a block outside the ACL, or the
+        daemon holds 6400 rules and the new place is empty. Over rules also the statuses of
+        delete_rules; where the daemon's record could not follow, the switch stays moved."""
         self.call(requests.move_rules(acl_id, start, count, new_start))
 
     # ---- binding
 
     def bind_ports(self, acl_id: int, log_ports: Sequence[int]) -> None:
         """Binds an ACL to up to 100 logical ports, in their order; those done before a failure
-        stay done. Binding what is bound is no failure.
+        stay done. Binding what is bound is no failure. Where the switch refused a port, the daemon
+        may count it as done all the same: a later success proves nothing for it.
 
         PARAM_EXCEEDS_RANGE: no port, no such ACL, or its list of what it is bound to is full (648
         ports and router interfaces; those that an unbind took off before it failed stay listed):
@@ -357,13 +376,16 @@ class Client:
         """Waits for the oldest outstanding answer; answers come in the order of the requests.
 
         A refusal is not raised here but by Answer.result(). After TimedOut the answer is still
-        outstanding; after Gone none is. NothingToCollect: nothing was submitted."""
+        outstanding; after Gone none is, and its `unanswered` has the sequence numbers of those of
+        which nobody knows whether they were carried out. NothingToCollect: nothing was
+        submitted."""
         self._connection.require_open()
         if not self._submitted:
             raise NothingToCollect("nothing was submitted")
         try:
             reply = self._connection.receive(Deadline(self.timeout))
-        except Gone:
+        except Gone as gone:
+            gone.unanswered = tuple(self._submitted)
             self._submitted.clear()  # no answer will come
             raise
         return self._answer(self._submitted.pop(reply.sequence), reply)

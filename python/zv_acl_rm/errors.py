@@ -12,10 +12,13 @@
 
 An argument that cannot travel (a key too long, too many ports, a number of more than its bits) is a
 ValueError and nothing is sent. A connection that cannot be made is the OSError of the system, such
-as FileNotFoundError or ConnectionRefusedError.
+as FileNotFoundError, ConnectionRefusedError, or BlockingIOError where as many connections wait for
+the daemon as may.
 """
 
 from __future__ import annotations
+
+from typing import Tuple
 
 from .words import Command, status_of, status_text
 
@@ -41,7 +44,12 @@ class TimedOut(Error, TimeoutError):
 
 
 class Gone(Error, ConnectionError):
-    """No daemon is at the other end any more. Make a new Client to go on."""
+    """No daemon is at the other end any more. Make a new Client to go on.
+
+    `unanswered`, of one that collect() raised: the sequence numbers of the requests that were left
+    without an answer, of which nobody knows whether they were carried out."""
+
+    unanswered: Tuple[int, ...] = ()
 
 
 class ShuttingDown(Gone):

@@ -295,7 +295,9 @@ TEST_F(Explain, AsksNothingWhileAnswersAreOutstandingAndSaysWhatCanBeSaid) {
     EXPECT_EQ(answer.error, EBUSY);
     EXPECT_EQ(answer.text,
               "there is no ACL 99: never created, destroyed, or edited, which gives an ACL "
-              "another id");
+              "another id\n"
+              "the daemon takes no rules, nor deletes any: no INIT has named the chip yet, or it "
+              "named chip 5, 7 or 10; ACL 99 may have rules");
     zv_acl_rm_status_t status = kNoAnswer;
     EXPECT_EQ(zv_acl_rm_client_collect(client.client(), &sequence, nullptr, nullptr, &status), 0);
     EXPECT_EQ(status, 0u) << "the answer is where it was";

@@ -125,6 +125,11 @@ void StubDaemon::set_deaf(bool deaf) {
     wake();
 }
 
+bool StubDaemon::is_deaf() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return deaf_;
+}
+
 void StubDaemon::wake() {
     const uint64_t one = 1;
     if (write(wake_, &one, sizeof(one)) < 0) {
@@ -158,14 +163,13 @@ void StubDaemon::take_packet(int &fd) {
 
 void StubDaemon::serve() {
     while (true) {
-        bool deaf = false;
         {
             const std::lock_guard<std::mutex> lock(mutex_);
             if (stop_) {
                 return;
             }
-            deaf = deaf_;
         }
+        const bool deaf = is_deaf();
         std::vector<pollfd> entries{{wake_, POLLIN, 0}, {listener_, POLLIN, 0}};
         for (const int fd : connections_) {
             entries.push_back({fd, static_cast<short>(deaf ? 0 : POLLIN), 0});
@@ -176,7 +180,9 @@ void StubDaemon::serve() {
             std::abort();
         }
         for (size_t i = 2; i < entries.size(); i++) {
-            if (entries[i].revents != 0) {
+            /* A packet may have come after it was told to be deaf, and before it heard of that. */
+            const bool is_closed = (entries[i].revents & (POLLHUP | POLLERR)) != 0;
+            if (is_closed || (entries[i].revents != 0 && !is_deaf())) {
                 take_packet(connections_[i - 2]);
             }
         }

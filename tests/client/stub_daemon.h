@@ -51,12 +51,13 @@ class StubDaemon {
     /* The requests so far, in the order of arrival. */
     std::vector<StubRequest> requests() const;
 
-    /* While true nothing is read. */
+    /* While true nothing is read that is sent after this returned. */
     void set_deaf(bool deaf);
 
   private:
     void serve();
     void take_packet(int &fd);
+    bool is_deaf() const;
     void wake();
 
     std::string directory_;

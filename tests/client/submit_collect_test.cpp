@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/client/client_connection.h"
+#include "tests/client/failing_socket.h"
 #include "tests/client/stub_daemon.h"
 
 namespace {
@@ -202,6 +203,20 @@ TEST(Submit, HoldsThirtyTwoRequestsAtMost) {
 }
 
 /* More than the ring has places, so that every place is used again. */
+TEST(Submit, HasSentNothingWhereTheSystemHasNoMemory) {
+    StubDaemon daemon;
+    const Client client = connect(daemon);
+    zv_acl_rm_acl_rule_set_params_t record{};
+    uint32_t sequence = 0;
+    for (const int error : {ENOBUFS, ENOMEM}) {
+        const FailingSocket failing(SocketCall::send, error);
+        EXPECT_EQ(submit_rules(client, &record, &sequence), error);
+    }
+    zv_acl_rm_status_t status = kUntouched;
+    EXPECT_EQ(zv_acl_rm_client_collect(client.get(), &sequence, nullptr, nullptr, &status), ENOMSG);
+    EXPECT_TRUE(daemon.requests().empty());
+}
+
 TEST(Submit, KeepsTheOrderOverAHundredRequests) {
     StubDaemon daemon;
     const Client client = connect(daemon);

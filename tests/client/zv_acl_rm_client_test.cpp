@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "tests/client/client_connection.h"
+#include "tests/client/failing_socket.h"
 #include "tests/client/stub_daemon.h"
 
 extern "C" int zv_test_client_from_c(void);
@@ -66,6 +67,35 @@ TEST(ClientErrors, GivesUpAfterTheTimeLimit) {
     EXPECT_EQ(status, kUntouched);
 }
 
+/* What the system has no room for is no fault of the daemon's protocol. */
+TEST(ClientErrors, NamesTheSystemsOwnErrors) {
+    StubDaemon daemon;
+    const Client client = connect(daemon);
+    for (const int error : {ENOBUFS, ENOMEM}) {
+        zv_acl_rm_status_t status = kUntouched;
+        {
+            const FailingSocket failing(SocketCall::send, error);
+            EXPECT_EQ(init(client, &status), error);
+        }
+        EXPECT_EQ(status, kUntouched);
+        EXPECT_EQ(init(client, &status), 0) << "the connection can be used further";
+    }
+    EXPECT_EQ(daemon.requests().size(), 2u);
+    const FailingSocket failing(SocketCall::receive, ENOMEM);
+    zv_acl_rm_status_t status = kUntouched;
+    EXPECT_EQ(init(client, &status), ENOMEM);
+}
+
+TEST(ClientErrors, CallsAReplyLongerThanAnyAProtocolError) {
+    StubReply reply;
+    reply.body.resize(8000);
+    StubDaemon daemon(always(reply));
+    const Client client = connect(daemon);
+    zv_acl_rm_status_t status = kUntouched;
+    EXPECT_EQ(init(client, &status), EPROTO);
+    EXPECT_EQ(status, kUntouched);
+}
+
 TEST(ClientErrors, NeverTakesALateAnswerForTheNextCalls) {
     StubDaemon daemon(always({.status = 6}));
     const Client client = connect(daemon);
@@ -101,6 +131,14 @@ TEST(ClientConnect, SaysThatNobodyListens) {
     close(fd);
     zv_acl_rm_client_t *client = nullptr;
     EXPECT_EQ(zv_acl_rm_client_connect(path.c_str(), 1, &client), ECONNREFUSED);
+}
+
+TEST(ClientConnect, SaysThatTooManyWaitForTheDaemon) {
+    StubDaemon daemon;
+    const FailingSocket failing(SocketCall::connect, EAGAIN);
+    zv_acl_rm_client_t *client = nullptr;
+    EXPECT_EQ(zv_acl_rm_client_connect(daemon.socket_path().c_str(), kHandle, &client), EAGAIN);
+    EXPECT_EQ(client, nullptr);
 }
 
 TEST(ClientConnect, RefusesAPathTooLongForASocket) {

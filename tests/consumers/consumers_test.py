@@ -19,6 +19,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 BUILD = pathlib.Path(sys.argv[1])
 WORK = pathlib.Path(sys.argv[2])
 MOVED = WORK / "moved" / "here"  # nothing may depend on where the tree was when it was installed
+SAMPLES = HERE.parents[1] / "samples"
+LANGUAGES = HERE.parents[1] / "docs" / "languages.md"
 ACL_SAYS = "lies past the end of ACL 1 (tarn-os's), which has room for 8 rules"
 
 
@@ -38,7 +40,7 @@ def find_one(pattern: str) -> pathlib.Path:
 
 def clean_environment(**added) -> dict[str, str]:
     """Without what would show the build tree or another installation to a compiler or loader."""
-    hidden = ("LD_LIBRARY_PATH", "PKG_CONFIG_PATH", "CMAKE_PREFIX_PATH", "ZV_PLATFORM_ROOT")
+    hidden = ("LD_LIBRARY_PATH", "PKG_CONFIG_PATH", "CMAKE_PREFIX_PATH", "PYTHONPATH", "ZV_PLATFORM_ROOT")
     return {name: value for name, value in os.environ.items() if name not in hidden} | added
 
 
@@ -128,6 +130,47 @@ class Consumers(unittest.TestCase):
         self.assertEqual(run(WORK / "page", env=daemon.environment), printed)
         self.assertEqual(daemon.stop(), 0)
 
+    def check_prints(self, command: list, expected: str, **environment) -> None:
+        daemon = Daemon()
+        self.assertEqual(run(*command, env=daemon.environment | environment), expected)
+        self.assertEqual(daemon.stop(), 0)
+
+    def build_cxx(self, name: str, source: pathlib.Path) -> pathlib.Path:
+        flags = run("pkg-config", "--cflags", "--libs", "zv_acl_rm", env=self.environment).split()
+        run("g++", "-std=c++17", "-fno-exceptions", "-fno-rtti", "-Wall", "-Wextra", "-Wpedantic", "-Werror", source,
+            *flags, f"-Wl,-rpath,{self.libraries}", "-o", WORK / name)
+        return WORK / name
+
+    def sample_text(self) -> str:
+        return re.search(r"```\n(ACL 1 created.*?)```", LANGUAGES.read_text(), re.S)[1]
+
+    def test_the_cxx_sample_is_built_from_the_installed_headers(self) -> None:
+        self.check_prints([self.build_cxx("first_acl", SAMPLES / "first_acl.cpp")], self.sample_text())
+
+    def test_the_python_sample_runs_on_the_installed_module(self) -> None:
+        path = find_one("py.typed").parents[1]
+        self.assertEqual(path.relative_to(MOVED), pathlib.Path("lib/python3/dist-packages"))
+        # Nothing is to be added to the tree, nor found elsewhere.
+        alone = {"PYTHONPATH": str(path), "PYTHONDONTWRITEBYTECODE": "1"}
+        self.check_prints([sys.executable, "-W", "error", SAMPLES / "first_acl.py"], self.sample_text(), **alone)
+        place = run(sys.executable, "-c", "import zv_acl_rm; print(zv_acl_rm.__file__)", env=clean_environment(**alone))
+        self.assertTrue(place.startswith(str(MOVED)), place)
+
+    def test_the_cxx_of_the_page_is_a_program(self) -> None:
+        blocks = re.findall(r"```cpp\n(.*?)```", LANGUAGES.read_text(), re.S)
+        self.assertEqual(len(blocks), 2)
+        source = WORK / "languages.cpp"
+        source.write_text("\n".join(blocks))
+        self.check_prints([self.build_cxx("languages", source)], "")
+
+    def test_the_example_of_the_cxx_header_is_a_program(self) -> None:
+        header = find_one("zv_acl_rm.hpp").read_text()
+        lines = re.findall(r"^ \*   (.*)$", header.split("#ifndef")[0], re.M)
+        source = WORK / "example.cpp"
+        source.write_text("#include <cstdio>\n#include <zv_acl_rm/zv_acl_rm.hpp>\nint main() {\n" + "\n".join(lines)
+                          + "\n}\n")
+        self.check_prints([self.build_cxx("example", source)], "")
+
     def test_the_installed_tool_finds_its_libraries(self) -> None:
         tool = find_one("bin/aclrmctl")
         self.assertNotIn("not found", loaded_from(tool))
@@ -156,7 +199,8 @@ class Consumers(unittest.TestCase):
         self.assertLessEqual(runtime, listed["runtime"])
         development = {"libzv_acl_rm.so", "libzv_acl_rm.a", "zv_acl_rm.pc", "zv_acl_rmConfig.cmake",
                        "zv_acl_rmConfigVersion.cmake", "zv_acl_rm_client.h", "zv_acl_rm_records.h",
-                       "zv_acl_rm_status.h", "zv_acl_rm_client_submit.3"}
+                       "zv_acl_rm_status.h", "zv_acl_rm_client_submit.3", "zv_acl_rm.hpp", "client.hpp",
+                       "requests.hpp", "client.py", "py.typed"}
         self.assertLessEqual(development, listed["development"])
         whole = {path.name for path in MOVED.rglob("*") if not path.is_dir()}
         self.assertEqual(whole, listed["runtime"] | listed["development"])

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "tests/client/failing_socket.h"
 #include "tests/languages/cpp_connection.h"
 
 namespace {
@@ -259,6 +260,33 @@ TEST(CppClient, TellsAnAnswerThatIsLateFromOneThatWillNotCome) {
     ASSERT_TRUE(sequence && answer);
     EXPECT_EQ(answer->sequence, *sequence);
     expect_error(answer->outcome, ESHUTDOWN);
+}
+
+/* The system's own error takes no answer: the request is outstanding as before. */
+TEST(CppClient, TakesNoAnswerWhereTheSystemFails) {
+    StubDaemon daemon;
+    zv::Client client = connect_cpp(daemon);
+    const auto sequence = client.submit(zv::requests::init(1));
+    ASSERT_TRUE(sequence);
+    {
+        const FailingSocket failing(SocketCall::receive, ENOMEM);
+        expect_error(client.collect(), ENOMEM);
+    }
+    const auto answer = client.collect();
+    ASSERT_TRUE(answer && answer->outcome);
+    EXPECT_EQ(answer->sequence, *sequence);
+    expect_error(client.collect(), ENOMSG);
+}
+
+TEST(CppClient, TellsADaemonThatTooManyWaitForFromOneWithTooManyRequests) {
+    StubDaemon daemon;
+    const FailingSocket failing(SocketCall::connect, EAGAIN);
+    const auto client = zv::Client::connect(kCppHandle, daemon.socket_path().c_str());
+    expect_error(client, EAGAIN);
+    EXPECT_EQ(client.failure().words(),
+              "as many connections wait for the daemon as may; try again later");
+    EXPECT_EQ(zv::Failure::no_answer(EAGAIN).words(),
+              "as many answers are outstanding as may be; collect one first");
 }
 
 TEST(CppClient, SubmitsAsManyAsMayBeUnderWay) {

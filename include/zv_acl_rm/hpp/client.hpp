@@ -32,7 +32,7 @@ class Client {
         zv_acl_rm_client_t *client = nullptr;
         const int error = zv_acl_rm_client_connect(socket_path, handle, &client);
         if (error != 0) {
-            return Failure::no_answer(error);
+            return Failure::no_connection(error);
         }
         return Client(client);
     }
@@ -204,7 +204,8 @@ class Client {
 
     /* zv_acl_rm_client_collect: takes the oldest outstanding answer. A Failure here says that none
      * was taken: ENOMSG, nothing was submitted; ETIMEDOUT, it is still to come; ENOBUFS, the record
-     * given is smaller than the command's. Everything else is the answer's outcome. */
+     * given is smaller than the command's; or the system's own error, and the answer is still to
+     * come. Everything else is the answer's outcome. */
     Result<Answer> collect() { return collect(nullptr, nullptr); }
     /* The same; of a command that succeeded the reply is put into its record. */
     template <typename Record>
@@ -248,11 +249,17 @@ class Client {
         return {};
     }
 
+    /* Whether a request is outstanding no more: it was answered, or no answer will come. */
+    static bool ends_request(int error) noexcept {
+        return error == 0 || error == ECONNRESET || error == ESHUTDOWN || error == EPROTO ||
+               error == EOPNOTSUPP || error == EBADMSG || error == EMSGSIZE;
+    }
+
     Result<Answer> collect(void *record, std::uint32_t *record_len) {
         std::uint32_t sequence = 0;
         zv_acl_rm_status_t status = ZV_ACL_RM_STATUS_SUCCESS;
         const int error = zv_acl_rm_client_collect(client_, &sequence, record, record_len, &status);
-        if (error == ENOMSG || error == ETIMEDOUT || error == ENOBUFS || error == EINVAL) {
+        if (!ends_request(error)) {
             return Failure::no_answer(error);
         }
         return Answer{sequence, outcome(error, status)};

@@ -24,6 +24,13 @@ class Failure {
     /* No answer came, for the reason of this errno value. */
     static Failure no_answer(int error) noexcept { return Failure(error, Status::kSuccess); }
 
+    /* There is no connection, for the reason of this errno value. */
+    static Failure no_connection(int error) noexcept {
+        Failure failure = no_answer(error);
+        failure.is_connecting_ = true;
+        return failure;
+    }
+
     /* Whether the daemon answered. */
     bool refused() const noexcept { return error_ == 0; }
     /* The daemon's status; kSuccess when it did not answer. */
@@ -35,6 +42,9 @@ class Failure {
     std::string words() const {
         if (refused()) {
             return std::string(name_of(status_)) + ": " + meaning_of(status_);
+        }
+        if (is_connecting_ && error_ == EAGAIN) {
+            return "as many connections wait for the daemon as may; try again later";
         }
         for (const auto &[error, text] : kTexts) {
             if (error == error_) {
@@ -70,6 +80,7 @@ class Failure {
 
     int error_;
     Status status_;
+    bool is_connecting_ = false;
 };
 
 /* A value, or why there is none. Asking a Result for what it does not hold ends the program. */

@@ -454,6 +454,21 @@ class SubmittedRequests(WithStub):
             client.collect()
         self.assertEqual(len(daemon.packets), 1)
 
+    def test_that_a_daemon_left_unanswered_are_named(self):
+        answers = [stub.echo, lambda packet: stub.HANG_UP]
+        daemon, client = self.start(lambda packet: answers.pop(0)(packet))
+        sequences = [client.submit(requests.init(1))]
+        client.collect().result()
+        daemon.be_deaf()
+        sequences += [client.submit(requests.init(2)) for _ in range(2)]
+        daemon.hear()
+        with self.assertRaises(zv_acl_rm.Gone) as raised:
+            client.collect()
+        self.assertEqual(raised.exception.unanswered, tuple(sequences[1:]))
+        with self.assertRaises(zv_acl_rm.Gone) as raised:
+            client.init(1)
+        self.assertEqual(raised.exception.unanswered, ())
+
     def test_are_not_skipped_by_an_answer_to_a_later_one(self):
         answers = [None, "echo"]
         _, client = self.start(lambda packet: answers.pop(0) and stub.echo(packet))
