@@ -103,10 +103,34 @@ TEST_F(CaptureFile, IsSentByTheKeyTypeAskedFor) {
         << ipv6.out;
 }
 
-TEST_F(CaptureFile, IsSentAsFarAsItIsAskedFor) {
-    const json answer =
-        zv_test::own_members(send(file(mixed().text()), {"-j", "--count", "2"}).out);
-    EXPECT_EQ(answer.at("packets").size(), 2u);
+TEST_F(CaptureFile, IsSentAsFarAsItIsAskedForAndSaysThatItGoesOn) {
+    const std::string path = file(mixed().text());
+    for (const auto &[count, more] : {std::pair("2", true), {"3", true}, {"4", false}}) {
+        const json answer = zv_test::own_members(send(path, {"-j", "--count", count}).out);
+        EXPECT_EQ(answer.at("packets").size(), std::stoul(count));
+        EXPECT_EQ(answer.at("more_in_file"), more) << count;
+        const std::string text = send(path, {"--count", count}).out;
+        EXPECT_EQ(text.find("There are more packets in the file: --count " + std::string(count) +
+                            " ended before them.\n") != std::string::npos,
+                  more)
+            << text;
+    }
+}
+
+TEST_F(CaptureFile, SaysWhereItsPacketsCameIn) {
+    const json answer = zv_test::own_members(send(file(Capture(1).text()), {"-j"}).out);
+    EXPECT_EQ(answer.at("port"), 65537);
+    EXPECT_EQ(answer.at("direction"), 0);
+    EXPECT_EQ(answer.at("direction_name"), "ingress");
+}
+
+TEST_F(CaptureFile, HasAWordBesideEveryBareNumber) {
+    const std::string path = file(mixed().text());
+    const std::string text = send(path, {"-n"}).out;
+    EXPECT_EQ(text.rfind(path + " at port 65537, direction 0\n", 0), 0u) << text;
+    EXPECT_NE(text.find("4 packets sent: 2 verdict 0, 1 verdict 1, 1 verdict 2 (2 of them"),
+              std::string::npos)
+        << text;
 }
 
 TEST_F(CaptureFile, OfRawIpIsSent) {
@@ -169,6 +193,8 @@ struct CutCapture {
     const char *key_type;
     int exit_code;
     const char *detail;
+    std::vector<uint32_t> sent;
+    uint32_t failed; /* its number in the file */
 };
 
 void PrintTo(const CutCapture &each, std::ostream *out) {
@@ -191,17 +217,62 @@ TEST_P(CaptureCutShort, TellsWhichPacketsTheSwitchHasSeen) {
     EXPECT_EQ(run.exit_code, GetParam().exit_code);
     const json answer = zv_test::own_members(run.out, GetParam().exit_code);
     EXPECT_EQ(answer.at("details"), json::array({GetParam().detail}));
+    const json &partial = answer.at("partial");
+    EXPECT_EQ(partial.at("cause"), 3);
+    EXPECT_EQ(partial.at("what"), "sent");
+    EXPECT_EQ(partial.at("done"), GetParam().sent);
+    const uint32_t failed = partial.at("uncertain").at(0);
+    EXPECT_EQ(partial.at("uncertain").size(), 1u);
+    EXPECT_EQ(failed, GetParam().failed);
+    EXPECT_EQ(partial.at("not_sent").size(), 4 - failed);
+    /* What the switch did with the packets before. */
+    EXPECT_EQ(answer.contains("packets"), !GetParam().sent.empty());
+    EXPECT_EQ(answer.value("packets", json::array()).size(),
+              GetParam().sent.empty() ? 0 : failed - 1);
 }
 
 /* Of the four frames the second and the fourth have a key of IPv6, all have one of MAC. */
 const CutCapture kCutCaptures[] = {
-    {"AtTheFirst", 1, "mac", 3, "sent before that: none of 4"},
-    {"AtTheSecond", 2, "mac", 8, "sent before that: packets 1 of 4"},
-    {"AtTheFourth", 4, "mac", 8, "sent before that: packets 1-3 of 4"},
-    {"AtTheFirstThatHasAKey", 1, "ipv6", 3, "sent before that: none of 4"},
-    {"AtTheSecondThatHasAKey", 2, "ipv6", 8, "sent before that: packets 2 of 4"}};
+    {"AtTheFirst", 1, "mac", 3, "sent before that: none of 4", {}, 1},
+    {"AtTheSecond", 2, "mac", 8, "sent before that: packets 1 of 4", {1}, 2},
+    {"AtTheFourth", 4, "mac", 8, "sent before that: packets 1-3 of 4", {1, 2, 3}, 4},
+    {"AtTheFirstThatHasAKey", 1, "ipv6", 3, "sent before that: none of 4", {}, 2},
+    {"AtTheSecondThatHasAKey", 2, "ipv6", 8, "sent before that: packets 2 of 4", {2}, 4}};
 
 INSTANTIATE_TEST_SUITE_P(Capture, CaptureCutShort, testing::ValuesIn(kCutCaptures),
                          [](const auto &each) { return each.param.name; });
+
+/* An answer of another version loses nothing of what came before it. */
+TEST(CaptureCutShortByAnAnswer, ThatIsNoneShowsThePacketsBefore) {
+    Capture capture(1);
+    capture.add(kTelnet);
+    capture.add(kArp);
+    const zv_test::TempDir directory;
+    const std::string path = directory.file("capture.pcap");
+    zv_test::write_file(path, capture.text());
+    const StubSwitch sim([packets_num = 0](const json &question) mutable {
+        if (question.at("cmd") == "state") {
+            return std::string("{\"ok\":true,\"acls\":[],\"regions\":[]}\n");
+        }
+        const bool bad = packets_num++ % 2 == 1;
+        return std::string(bad ? "{\"ok\":true,\"matched\":7}\n"
+                               : "{\"ok\":true,\"matched\":false}\n");
+    });
+    const std::vector<std::string> words{"switch", "packet", "--port", "1", "--pcap", path};
+    const ToolRun text = sim.run(words);
+    EXPECT_EQ(text.exit_code, 8) << text.err;
+    EXPECT_NE(text.out.find("       1     54  permit"), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("1 packet sent: 1 permit"), std::string::npos) << text.out;
+    EXPECT_EQ(
+        text.err.rfind("aclrmctl: switch command 'packet': the answer is not the switch's: ", 0),
+        0u)
+        << text.err;
+    std::vector<std::string> in_json = words;
+    in_json.emplace_back("-j");
+    const json answer = zv_test::own_members(sim.run(in_json).out, 8);
+    EXPECT_EQ(answer.at("partial").at("cause"), 7);
+    EXPECT_EQ(answer.at("partial").at("done"), json::array({1}));
+    EXPECT_EQ(answer.at("packets").at(0).at("verdict_name"), "permit");
+}
 
 }  // namespace

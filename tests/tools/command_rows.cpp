@@ -51,7 +51,11 @@ void add_acl_rows(std::vector<CommandRow> *rows) {
                      bytes_of(acl_set(5, {3, 0, 0, 0, 0, 0, 0, 0})),
                      Bytes(32),
                      "ACL 3 destroyed, with its rules and bindings.\n",
-                     {{"ok", true}, {"acl_id", 3}, {"acl_type", 0}, {"direction", 0}},
+                     {{"ok", true},
+                      {"acl_id", 3},
+                      {"acl_type", 0},
+                      {"direction", 0},
+                      {"direction_name", "ingress"}},
                      "destroying ACL 3"});
     rows->push_back({"AclDestroyOfAnotherTypeAndDirection",
                      {"acl", "destroy", "--acl", "3", "--acl-type", "4", "--direction", "egress"},
@@ -59,7 +63,11 @@ void add_acl_rows(std::vector<CommandRow> *rows) {
                      bytes_of(acl_set(5, {3, 0, 0, 4, 1, 0, 0, 0})),
                      Bytes(32),
                      "ACL 3 destroyed, with its rules and bindings.\n",
-                     {{"ok", true}, {"acl_id", 3}, {"acl_type", 4}, {"direction", 1}},
+                     {{"ok", true},
+                      {"acl_id", 3},
+                      {"acl_type", 4},
+                      {"direction", 1},
+                      {"direction_name", "egress"}},
                      "destroying ACL 3"});
     acl_rm_acl edited{9, 0, 0, 0, 1, 0, 0, 0};
     rows->push_back({"AclEdit",
@@ -68,7 +76,11 @@ void add_acl_rows(std::vector<CommandRow> *rows) {
                      bytes_of(acl_set(2, {3, 0, 0, 0, 1, 0, 0, 0})),
                      bytes_of(edited),
                      "ACL 3 is now ACL 9, egress.\n",
-                     {{"ok", true}, {"acl_id", 9}, {"former_acl_id", 3}, {"direction", 1}},
+                     {{"ok", true},
+                      {"acl_id", 9},
+                      {"former_acl_id", 3},
+                      {"direction", 1},
+                      {"direction_name", "egress"}},
                      "changing the direction of ACL 3"});
     const zv_acl_rm_acl_resize_params_t resize{kHandle, 3, 64};
     rows->push_back({"AclResize",
@@ -135,19 +147,21 @@ void add_rule_add_rows(std::vector<CommandRow> *rows) {
     add.rules[0].forwarding.type = 1;
     add.rules[0].forwarding.log_port = 65540;
     add.rules[0].forwarding.counter_id = 5;
-    rows->push_back(
-        {"RuleAddOfA5Tuple",
-         {"rule", "add", "--acl", "3", "--priority", "7", "--proto", "tcp", "--dst",
-          "198.51.100.0/24", "--dport", "23", "--verdict", "drop", "--counter", "5",
-          "--forward-port", "65540"},
-         6,
-         bytes_of(add),
-         bytes_of(add),
-         "ACL 3, offset 7: tcp any > 198.51.100.0/24 port 23\n"
-         "  drop, counted by 5, forwarded to port 65540\n",
-         merged(telnet_object(7),
-                {{"ok", true}, {"acl_id", 3}, {"counter_id", 5}, {"forward_port", 65540}}),
-         "writing a rule at priority 7 of ACL 3"});
+    rows->push_back({"RuleAddOfA5Tuple",
+                     {"rule", "add", "--acl", "3", "--priority", "7", "--proto", "tcp", "--dst",
+                      "198.51.100.0/24", "--dport", "23", "--verdict", "drop", "--counter", "5",
+                      "--forward-port", "65540"},
+                     6,
+                     bytes_of(add),
+                     bytes_of(add),
+                     "ACL 3, offset 7: tcp any > 198.51.100.0/24 port 23\n"
+                     "  drop, counted by 5, forwarded to port 65540\n",
+                     merged(telnet_object(7), {{"ok", true},
+                                               {"acl_id", 3},
+                                               {"counter_id", 5},
+                                               {"forward_port", 65540},
+                                               {"masked", json::array()}}),
+                     "writing a rule at priority 7 of ACL 3"});
     auto raw = with_handle<zv_acl_rm_acl_rule_set_params_t>();
     raw.cmd = 6;
     raw.acl_id = 3;
@@ -179,7 +193,8 @@ void add_rule_add_rows(std::vector<CommandRow> *rows) {
                       {"verdict_name", "permit"},
                       {"forward_port", nullptr},
                       {"forward_mc", 4},
-                      {"counter_id", 0}},
+                      {"counter_id", 0},
+                      {"masked", json::array()}},
                      "writing a rule at priority 8 of ACL 3"});
 }
 
@@ -267,7 +282,7 @@ void add_rule_rows(std::vector<CommandRow> *rows) {
                      6,
                      bytes_of(del),
                      bytes_of(del),
-                     "4 rules of ACL 3 deleted: offset 7-9, 40.\n",
+                     "4 rules of ACL 3 deleted: offsets 7-9, 40.\n",
                      {{"ok", true}, {"acl_id", 3}, {"offsets", {7, 8, 9, 40}}, {"commands", 1}},
                      "deleting the rules at offsets 7-9, 40 of ACL 3"});
     rows->push_back({"RuleMove",
@@ -348,15 +363,16 @@ void add_counter_rows(std::vector<CommandRow> *rows) {
         const std::string type = bytes ? "bytes" : "packets";
         const acl_rm_counter_type flags{bytes ? 1u : 0u, bytes ? 0u : 1u};
         const zv_acl_rm_counter_set_params_t create{kHandle, 4, flags, 0};
-        rows->push_back(with_reply({bytes ? "CounterCreateOfBytes" : "CounterCreateOfPackets",
-                                    {"counter", "create", "--type", type},
-                                    11,
-                                    bytes_of(create),
-                                    {},
-                                    "Counter 6 created, of type " + type + ".\n",
-                                    {{"ok", true}, {"counter_id", 6}, {"type", type}},
-                                    "creating a counter"},
-                                   create, [](auto &params) { params.counter_id = 6; }));
+        rows->push_back(with_reply(
+            {bytes ? "CounterCreateOfBytes" : "CounterCreateOfPackets",
+             {"counter", "create", "--type", type},
+             11,
+             bytes_of(create),
+             {},
+             "Counter 6 created, of type " + type + ".\n",
+             {{"ok", true}, {"counter_id", 6}, {"type", type}, {"type_number", bytes ? 0 : 1}},
+             "creating a counter"},
+            create, [](auto &params) { params.counter_id = 6; }));
         const zv_acl_rm_counter_get_params_t read{kHandle, 13, 6, {0, 0}, {0, 0}};
         rows->push_back(with_reply(
             {bytes ? "CounterReadOfBytes" : "CounterReadOfPackets",
@@ -368,6 +384,7 @@ void add_counter_rows(std::vector<CommandRow> *rows) {
              {{"ok", true},
               {"counter_id", 6},
               {"type", type},
+              {"type_number", bytes ? 0 : 1},
               {type, bytes ? UINT64_MAX : uint64_t{1}}},
              "reading counter 6"},
             read, [&](auto &params) {
@@ -452,14 +469,15 @@ void add_mc_rows(std::vector<CommandRow> *rows) {
     auto get = with_handle<zv_acl_rm_mc_group_get_params_t>();
     get.mc_group_id = 4;
     get.ports_num = 100;
-    const CommandRow row{"McGet",
-                         {"mc", "get", "4"},
-                         14,
-                         bytes_of(get),
-                         {},
-                         "MC group 4: 3 ports: 5-6, 9.\n",
-                         {{"ok", true}, {"mc_group_id", 4}, {"ports", {5, 6, 9}}},
-                         "reading MC group 4"};
+    const CommandRow row{
+        "McGet",
+        {"mc", "get", "4"},
+        14,
+        bytes_of(get),
+        {},
+        "MC group 4: 3 ports: 5-6, 9.\n",
+        {{"ok", true}, {"mc_group_id", 4}, {"ports", {5, 6, 9}}, {"may_have_more", false}},
+        "reading MC group 4"};
     rows->push_back(with_reply(row, get, [](auto &params) {
         params.ports_num = 3;
         params.log_ports[0] = 5;

@@ -165,9 +165,8 @@ TEST(LongLists, EndAtTheFirstRefusalAndTellWhatWasDone) {
         {{"rule", "del", "--acl", "6", "1-50"},
          {"deleting the rules at offsets 21-40 of ACL 6: refused",
           "deleted before that: 20 rules (1-20)"}},
-        {{"rule", "get", "--acl", "6", "1-50", "--clear-activity"},
-         {"reading the rules at offsets 21-40 of ACL 6: refused", "read before that: 20 rules",
-          "the activity of those of these rules before the failing one is cleared"}}};
+        {{"rule", "get", "--acl", "6", "1-50"},
+         {"reading the rules at offsets 21-40 of ACL 6: refused", "read before that: 20 rules"}}};
     for (const auto &[words, parts] : rows) {
         StubDaemon daemon(refuse_from(1, ZV_ACL_RM_STATUS_ERROR));
         const ToolRun result = run(daemon, words);
@@ -178,6 +177,78 @@ TEST(LongLists, EndAtTheFirstRefusalAndTellWhatWasDone) {
             expect_part(result.err, part);
         }
     }
+}
+
+/* What the switch has forgotten by then cannot be read a second time. */
+TEST(LongLists, KeepTheRulesWhoseActivityIsClearedWhereTheNextRequestFails) {
+    const auto get = [](const char *activity, bool in_json) {
+        StubDaemon daemon(refuse_from(1, ZV_ACL_RM_STATUS_ERROR));
+        return run(daemon,
+                   {"rule", "get", "--acl", "6", "1-50", activity, in_json ? "--json" : "-n"});
+    };
+    const ToolRun text = get("--clear-activity", false);
+    EXPECT_EQ(text.exit_code, 8);
+    EXPECT_EQ(std::count(text.out.begin(), text.out.end(), '\n'), 21) << text.out;
+    expect_part(text.err, "read and cleared before that: 20 rules (1-20)");
+    expect_part(text.err, "the activity of those of these rules before the failing one is cleared");
+    const json answer = zv_test::own_members(get("--clear-activity", true).out, 8);
+    EXPECT_EQ(answer.at("partial").at("what"), "read and cleared");
+    EXPECT_EQ(answer.at("partial").at("cause"), 4);
+    EXPECT_EQ(answer.at("partial").at("done").size(), 20u);
+    EXPECT_EQ(answer.at("partial").at("uncertain").size(), 20u);
+    EXPECT_EQ(answer.at("partial").at("not_sent").size(), 10u);
+    EXPECT_EQ(answer.at("acl_id"), 6);
+    ASSERT_EQ(answer.at("rules").size(), 20u);
+    EXPECT_EQ(answer.at("rules").at(0).at("active"), false);
+    const json plain = zv_test::own_members(get("--activity", true).out, 4);
+    EXPECT_FALSE(plain.contains("partial")) << "reading alone leaves nothing done";
+    EXPECT_FALSE(plain.contains("rules"));
+}
+
+TEST(LongLists, RefusedInTheFirstRequestLeaveItsNumbersUncertain) {
+    const auto refused = [](Words words, uint32_t status) {
+        StubDaemon daemon(refuse(status));
+        words.emplace_back("-j");
+        return zv_test::own_members(run(daemon, words).out, 4);
+    };
+    for (const Words &words : {Words{"bind", "port", "--acl", "1", "1-150"},
+                               {"unbind", "rif", "--acl", "1", "1-150"},
+                               {"port", "add", "1-150"},
+                               {"port", "del", "1-150"}}) {
+        const json partial = refused(words, ZV_ACL_RM_STATUS_ERROR).at("partial");
+        EXPECT_EQ(partial.at("cause"), 4) << words[0];
+        EXPECT_EQ(partial.at("done"), json::array()) << words[0];
+        EXPECT_EQ(partial.at("uncertain").size(), 100u) << words[0];
+        EXPECT_EQ(partial.at("not_sent").size(), 50u) << words[0];
+    }
+    EXPECT_EQ(
+        refused({"rule", "get", "--acl", "1", "1-9", "--clear-activity"}, ZV_ACL_RM_STATUS_ERROR)
+            .at("partial")
+            .at("uncertain")
+            .size(),
+        9u);
+    for (const auto &[words, status] :
+         {std::pair(Words{"bind", "port", "--acl", "1", "1-9"},
+                    ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE),
+          {Words{"bind", "port", "--acl", "1", "1"}, ZV_ACL_RM_STATUS_ERROR},
+          {Words{"mc", "add", "1", "1-9"}, ZV_ACL_RM_STATUS_ERROR},
+          {Words{"rule", "del", "--acl", "1", "1-9"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND}}) {
+        EXPECT_FALSE(refused(words, status).contains("partial")) << words[0] << words[1];
+    }
+}
+
+TEST(LongLists, WithoutAnAnswerToTheFirstRequestAreUncertainToo) {
+    StubDaemon daemon([](const StubRequest &) { return StubReply{.silent = true}; });
+    const auto partial_of = [&](Words words) {
+        words.insert(words.end(), {"-j", "--timeout", "30"});
+        return zv_test::own_members(run(daemon, words).out, 5);
+    };
+    const json lost = partial_of({"mc", "add", "1", "1-150"}).at("partial");
+    EXPECT_EQ(lost.at("cause"), 5);
+    EXPECT_EQ(lost.at("done"), json::array());
+    EXPECT_EQ(lost.at("uncertain").size(), 100u);
+    EXPECT_EQ(lost.at("not_sent").size(), 50u);
+    EXPECT_FALSE(partial_of({"rule", "get", "--acl", "1", "1-9"}).contains("partial"));
 }
 
 TEST(LongLists, LeaveAnMcGroupWithItsFirstPortsAndNameIt) {
@@ -228,6 +299,16 @@ TEST(LongLists, TellWhatWasDoneBeforeASilence) {
 /* --- what a refusal may mean ------------------------------------------------------------------ */
 
 /* Each of them beside the reasons that the library finds. */
+TEST(RuleDel, NamesEachOffsetOnceHoweverOftenItIsGiven) {
+    StubDaemon daemon;
+    EXPECT_EQ(run(daemon, {"rule", "del", "--acl", "1", "7-10,0-8", "9"}).out,
+              "11 rules of ACL 1 deleted: offsets 7-10, 0-6.\n");
+    ASSERT_EQ(daemon.requests().size(), 1u);
+    zv_acl_rm_acl_rule_set_params_t sent{};
+    std::memcpy(&sent, daemon.requests()[0].body.data(), sizeof(sent));
+    EXPECT_EQ(sent.rules_num, 11u);
+}
+
 TEST(Hints, TellWhatIsSoBesideAReason) {
     const std::vector<std::tuple<Words, uint32_t, std::string>> rows{
         {{"acl", "destroy", "--acl", "1"}, ZV_ACL_RM_STATUS_ERROR, "bindings may be gone"},
@@ -237,10 +318,13 @@ TEST(Hints, TellWhatIsSoBesideAReason) {
         {{"acl", "resize", "--acl", "1", "--size", "1"}, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, ""},
         {{"rule", "del", "--acl", "1", "1"},
          ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
-         "none of them was deleted"},
+         "none of them is deleted"},
         {{"rule", "add", "--acl", "1", "--priority", "1", "--counter", "7"},
          ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
          "the switch may have it; a good rule at its priority mends that"},
+        {{"rule", "add", "--acl", "1", "--priority", "1", "--counter", "7", "--forward-mc", "3"},
+         ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
+         ""},
         {{"rule", "add", "--acl", "1", "--priority", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, ""},
         {{"rule", "get", "--acl", "1", "1"}, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, ""},
         {{"open", "--owner", "PRA"}, ZV_ACL_RM_STATUS_ERROR, ""},
@@ -338,13 +422,38 @@ TEST(RuleMove, WritesABlockOfOneOrNoneWithoutARange) {
               "4294967295 rules of ACL 1 moved from offset 4-4294967298 to 9-4294967303.\n");
 }
 
-TEST(McGet, TakesNoMorePortsThanARecordHolds) {
-    StubDaemon daemon([](const StubRequest &request) {
-        StubReply reply = echo_reply(request);
-        reply.body[412] = 200;
-        return reply;
-    });
-    EXPECT_EQ(json::parse(run(daemon, {"mc", "get", "1", "--json"}).out).at("ports").size(), 100u);
+TEST(McGet, TakesNoMorePortsThanARecordHoldsAndSaysThatThereMayBeMore) {
+    for (const auto &[told, taken] : {std::pair(99u, 99u), {100u, 100u}, {200u, 100u}}) {
+        StubDaemon daemon([told = told](const StubRequest &request) {
+            StubReply reply = echo_reply(request);
+            reply.body[412] = static_cast<uint8_t>(told);
+            return reply;
+        });
+        const json answer = json::parse(run(daemon, {"mc", "get", "1", "--json"}).out);
+        EXPECT_EQ(answer.at("ports").size(), taken);
+        EXPECT_EQ(answer.at("may_have_more"), taken == 100);
+        const std::string text = run(daemon, {"mc", "get", "1"}).out;
+        EXPECT_EQ(text.find("  There may be more: a read holds 100 ports.\n") != std::string::npos,
+                  taken == 100)
+            << text;
+    }
+}
+
+/* --- addresses beyond their prefix ----------------------------------------------------------- */
+
+TEST(RuleAdd, SaysThatBitsBeyondAPrefixWereCleared) {
+    StubDaemon daemon;
+    const auto add = [&](const Words &more) {
+        Words words{"rule", "add", "--acl", "1", "--priority", "0"};
+        words.insert(words.end(), more.begin(), more.end());
+        return run(daemon, words).out;
+    };
+    expect_part(add({"--src", "10.1.2.3/8", "--dst", "192.0.2.0/24"}),
+                "\n  note: --src had address bits beyond the prefix, which were cleared\n");
+    expect_part(add({"--mac-dst", "02:00:00:00:00:01/8"}), "\n  note: --mac-dst had address bits");
+    EXPECT_EQ(json::parse(add({"--src", "2001:db8::1/32", "--dst", "::1/0", "-j"})).at("masked"),
+              (json{"--src", "--dst"}));
+    EXPECT_EQ(json::parse(add({"--src", "10.0.0.0/8", "-j"})).at("masked"), json::array());
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
 /* Completion as bash has it: the script is sourced, a line set up, its function called. */
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
+#include "tests/client/stub_daemon.h"
 #include "tests/tools/tool_session.h"
+#include "zv_acl_rm/zv_acl_rm_records.h"
 
 namespace {
 
@@ -101,6 +104,68 @@ TEST(Completion, OffersTheCallsThatCanFail) {
 TEST(Completion, OffersNamesBehindAnEqualsSign) {
     EXPECT_EQ(without_daemon({"acl", "create", "--direction", "=", "in"}), (Words{"ingress"}));
     EXPECT_EQ(without_daemon({"acl", "create", "--direction", "="}), (Words{"egress", "ingress"}));
+}
+
+TEST(Completion, OffersTheFormatsThatACommandTakes) {
+    EXPECT_EQ(without_daemon({"rule", "check", "--format", ""}),
+              (Words{"auto", "classic", "json", "policy"}));
+    EXPECT_EQ(without_daemon({"rule", "load", "--format", "=", "c"}), (Words{"classic"}));
+    EXPECT_EQ(without_daemon({"rule", "get", "--format", ""}), (Words{"json", "policy"}));
+}
+
+TEST(Completion, ReadsAnOptionsValueBehindAnEqualsSign) {
+    zv_test::ToolSession session;
+    session.text({"open", "--owner", "open-flow"});
+    session.text({"init"});
+    session.text({"acl", "create", "--size", "16"});
+    session.text({"rule", "add", "--acl", "1", "--priority", "3"});
+    const std::string socket = session.daemon().root().file("var/run/zv_acl_rm.sock");
+    EXPECT_EQ(offered("", {"--socket", "=", socket, "acl", "destroy", "--acl", ""}), (Words{"1"}));
+    EXPECT_EQ(offered("", {"--socket", socket, "rule", "get", "--acl", "=", "1", ""}),
+              (Words{"3"}));
+    EXPECT_EQ(without_daemon({"acl", "resize", "--acl", "=", "1", "--ac"}), Words{});
+}
+
+/* A shell waits for all of it: the first call without an answer takes the time of all others. */
+TEST(Completion, AsksForNothingMoreWhenItsTimeIsOver) {
+    constexpr uint32_t kCounters = 10;
+    zv_test::ToolSession session;
+    session.text({"open", "--owner", "open-flow"});
+    session.text({"init"});
+    session.text({"acl", "create", "--size", "16"});
+    for (uint32_t i = 0; i < kCounters; i++) {
+        session.text({"counter", "create", "--type", "packets"});
+        session.text({"rule", "add", "--acl", "1", "--priority", std::to_string(i), "--counter",
+                      std::to_string(i + 1)});
+    }
+    const std::string dump = session.text({"dump"});
+    const zv_test::StubDaemon stub([&](const zv_test::StubRequest &request) {
+        zv_test::StubReply reply = zv_test::echo_reply(request);
+        if (request.command == ZV_ACL_RM_API_INT_CMD_DUMP) {
+            std::ofstream(request.attachment.data() == nullptr
+                              ? ""
+                              : reinterpret_cast<const char *>(request.attachment.data()))
+                << dump;
+        }
+        if (request.command == ZV_ACL_RM_API_INT_CMD_ACL_RULE_GET) {
+            zv_acl_rm_acl_rule_get_params_t params{};
+            std::memcpy(&params, request.body.data(), sizeof(params));
+            for (uint32_t i = 0; i < params.rules_num; i++) {
+                params.rules[i].readout.counter_id = params.rules[i].offset + 1;
+            }
+            std::memcpy(reply.body.data(), &params, sizeof(params));
+        }
+        reply.silent = request.command == ZV_ACL_RM_API_INT_CMD_COUNTER_GET;
+        return reply;
+    });
+    offered("", {"--socket", stub.socket_path(), "counter", "read", ""});
+    const std::vector<zv_test::StubRequest> requests = stub.requests();
+    const auto reads_num =
+        std::count_if(requests.begin(), requests.end(), [](const zv_test::StubRequest &request) {
+            return request.command == ZV_ACL_RM_API_INT_CMD_COUNTER_GET;
+        });
+    EXPECT_FALSE(requests.empty());
+    EXPECT_LE(reads_num, 2) << "of " << kCounters;
 }
 
 TEST(Completion, OffersFiles) {

@@ -5,9 +5,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
+
+#include "dump_directory.h"
 
 namespace {
 
@@ -114,5 +119,72 @@ TEST(PeerCanWrite, OfRootForAnybodyAndOfAnotherUserOnlyForThatOne) {
     ASSERT_TRUE(user.become(kAnotherUser));
     EXPECT_TRUE(peer_can_write(of_root.end()));
 }
+
+/* Where all directories are made while it lives. */
+class DumpDirectoryPlace : public TemporaryBase, public testing::WithParamInterface<int> {
+  protected:
+    void SetUp() override {
+        TemporaryBase::SetUp();
+        char name[] = "/tmp/zv-dump-XXXXXX";
+        base_ = mkdtemp(name);
+        setenv("TMPDIR", base_.c_str(), 1);
+    }
+    void TearDown() override {
+        std::filesystem::remove_all(base_);
+        TemporaryBase::TearDown();
+    }
+    bool is_empty() const { return std::filesystem::is_empty(base_); }
+
+  private:
+    std::string base_;
+};
+
+TEST_F(DumpDirectoryPlace, IsEmptyWhenTheDumpHasBeenRead) {
+    {
+        const aclrmctl::DumpDirectory directory;
+        EXPECT_EQ(directory.error(), 0);
+        std::ofstream(directory.file()) << "dump";
+        EXPECT_FALSE(is_empty());
+    }
+    EXPECT_TRUE(is_empty());
+}
+
+/* With the dump in it, and before the daemon has written one. */
+TEST_P(DumpDirectoryPlace, IsEmptyAfterASignalThatEndsTheProgram) {
+    for (const bool written : {true, false}) {
+        const auto interrupted = [&] {
+            std::signal(GetParam(), SIG_DFL);
+            const aclrmctl::DumpDirectory directory;
+            if (written) {
+                std::ofstream(directory.file()) << "dump";
+            }
+            std::raise(GetParam());
+        };
+        EXPECT_EXIT(interrupted(), testing::KilledBySignal(GetParam()), "");
+        EXPECT_TRUE(is_empty());
+    }
+}
+
+/* As nohup has it, and as a load has it that reports before it ends. */
+TEST_P(DumpDirectoryPlace, StaysWhereASignalDoesNotEndTheProgram) {
+    for (void (*const handler)(int) : {SIG_IGN, +[](int) {}}) {
+        void (*const before)(int) = std::signal(GetParam(), handler);
+        {
+            const aclrmctl::DumpDirectory directory;
+            std::raise(GetParam());
+            EXPECT_FALSE(is_empty());
+        }
+        EXPECT_TRUE(is_empty());
+        EXPECT_EQ(std::signal(GetParam(), before), handler);
+    }
+}
+
+TEST_P(DumpDirectoryPlace, LeavesSignalsAsTheyWere) {
+    void (*const before)(int) = std::signal(GetParam(), SIG_DFL);
+    { const aclrmctl::DumpDirectory directory; }
+    EXPECT_EQ(std::signal(GetParam(), before), SIG_DFL);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, DumpDirectoryPlace, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
 }  // namespace

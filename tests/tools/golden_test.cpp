@@ -146,7 +146,7 @@ Scenario exit_codes() {
     add("init --timeout 50ms", stop_daemon);
     add("switch faults --set [{}]", go_on);
     add("dump /nonexistent/dump.txt");
-    add("rule del --acl 1 7-10,0-20");
+    add("rule del --acl 1 7-10,400");
     add("--handle 7 unbind system --acl 3");
     add("bind rif --acl 2 100-300");
     add("mc add 9 65537");
@@ -157,7 +157,20 @@ Scenario exit_codes() {
     return scenario;
 }
 
-std::vector<Scenario> scenarios() {
+/* The same on a terminal of 80 columns. Samples are named from where they lie, as the place of the
+ * tree would decide where a line breaks. */
+Scenario at_80_columns(Scenario scenario) {
+    scenario.name += "-80-columns";
+    scenario.columns = "80";
+    for (Step &step : scenario.steps) {
+        for (std::string &word : step.words) {
+            word = std::regex_replace(word, std::regex("^SAMPLES/"), "");
+        }
+    }
+    return scenario;
+}
+
+std::vector<Scenario> scenarios_without_a_terminal() {
     return {
         {"acl", steps_of({"open --owner open-flow", "init --chip 3", "acl create --size 64",
                           "acl create --size 0 --direction egress --acl-type 4",
@@ -169,11 +182,13 @@ std::vector<Scenario> scenarios() {
                                "rule get --acl 1 20,21 --clear-activity", "rule del --acl 1 20-21",
                                "rule check SAMPLES/campus-edge.rules",
                                "rule check SAMPLES/branch-office.policy",
-                               "rule check SAMPLES/branch-office.json --first-priority 7"})},
-        {"rule-file", in_the_world({"rule get --acl 1 --all", "rule get --acl 2 --all",
-                                    "rule get --acl 1 --all --format policy",
-                                    "rule get --acl 1 --all --format json",
-                                    "rule get --acl 1 8,10 --format policy"})},
+                               "rule check SAMPLES/branch-office.json --first-priority 7",
+                               "rule add --acl 1 --priority 30 --src 10.1.2.3/8"})},
+        {"rule-file",
+         in_the_world(
+             {"rule get --acl 1 --all", "rule get --acl 2 --all",
+              "rule get --acl 1 --all --format policy", "rule get --acl 1 --all --format json",
+              "rule get --acl 1 8,10 --format policy", "rule get --acl 2 --all --format policy"})},
         {"rule-load",
          steps_of({"open --owner open-flow", "init", "acl create --size 1024",
                    "counter create --type packets",
@@ -198,19 +213,11 @@ std::vector<Scenario> scenarios() {
                                   "counter read 1", "counter destroy 1"})},
         {"mc", in_the_world({"mc create", "mc add 3 65537,65538", "mc del 3 65537", "mc get 3",
                              "mc get 1", "mc delete 3", "mc get 3"})},
-        {"show",
-         in_the_world({"show", "show acls", "show rules", "show rules --acl 1", "show groups",
-                       "show counters", "show ports", "show owners", "show mc", "show forwarding",
-                       "-n show acls", "-n show rules", "dump", "dump ROOT/dump.txt"})},
+        {"show", in_the_world({"show", "show acls", "show rules", "show rules --acl 1",
+                               "show groups", "show counters", "show ports", "show owners",
+                               "show mc", "show forwarding", "-n show acls", "-n show rules",
+                               "show rules --acl 99", "dump", "dump ROOT/dump.txt"})},
         {"show-empty", steps_of({"show", "show acls", "show rules", "dump"})},
-        {"show-80-columns",
-         in_the_world({"show", "show rules", "switch state --rules",
-                       "rule get --acl 1 7-10 --activity", "bind port --acl 3 65537"}),
-         "80"},
-        {"show-200-columns",
-         in_the_world({"show", "show rules", "switch state --rules",
-                       "rule get --acl 1 7-10 --activity", "bind port --acl 3 65537"}),
-         "200"},
         {"switch",
          in_the_world(
              {"switch packet --port 65537 --dst 198.51.100.1 --proto tcp --dport 23 --flags 2",
@@ -233,6 +240,61 @@ std::vector<Scenario> scenarios() {
         errors(),
         exit_codes(),
     };
+}
+
+/* Sentences that say more than a line holds: lists, addresses, a rule's words. */
+Scenario long_sentences() {
+    const std::string addresses =
+        " --src 2001:db8:1111:2222:3333:4444:5555:6666 --dst "
+        "2001:db8:aaaa:bbbb:cccc:dddd:eeee:ffff "
+        "--proto tcp --dport 443";
+    const std::string offsets = "1,3,5,12,14,16,18,20,22,24,26,28,30,32,34,36,38,40";
+    const std::string ports =
+        "65543,65545,65547,65549,65551,65553,65555,65557,65559,65561,65563,65565";
+    std::vector<std::string> lines{
+        "rule add --acl 1 --priority 2 --counter 1 --forward-port 65540" + addresses,
+        "switch packet --port 65537" + addresses,
+        "bind port --acl 1 " + ports,
+        "unbind port --acl 1 " + ports,
+        "mc create " + ports,
+        "mc del 3 " + ports,
+        "mc add 3 " + ports,
+        "mc get 3",
+    };
+    for (const uint32_t offset :
+         {1, 3, 5, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30, 32, 34, 36, 38, 40}) {
+        lines.push_back("rule add --acl 1 --priority " + std::to_string(offset));
+    }
+    for (const char *rest : {"rule load branch-office.policy --acl 1 --first-priority 12",
+                             "rule load none.policy --acl 1",
+                             "rule load branch-office.policy --acl 1 --verdict permitted"}) {
+        lines.emplace_back(rest);
+    }
+    lines.push_back("rule del --acl 1 " + offsets);
+    lines.push_back("rule del --acl 1 " + offsets);
+    return {"long-80-columns", in_the_world(lines), "80"};
+}
+
+std::vector<Scenario> scenarios() {
+    std::vector<Scenario> all{
+        long_sentences(),
+        {"show-80-columns",
+         in_the_world({"show", "show rules", "switch state --rules",
+                       "rule get --acl 1 7-10 --activity", "bind port --acl 3 65537"}),
+         "80"},
+        {"show-200-columns",
+         in_the_world({"show", "show rules", "switch state --rules",
+                       "rule get --acl 1 7-10 --activity", "bind port --acl 3 65537"}),
+         "200"}};
+    for (const Scenario &scenario : scenarios_without_a_terminal()) {
+        all.push_back(scenario);
+        for (const char *name : {"errors", "rule-load", "switch"}) {
+            if (scenario.name == name) {
+                all.push_back(at_80_columns(scenario));
+            }
+        }
+    }
+    return all;
 }
 
 /* What differs from one run to the next, or from one machine to the next. */
@@ -333,8 +395,13 @@ class Golden : public testing::TestWithParam<Scenario> {
             unsetenv("COLUMNS");
         } else {
             setenv("COLUMNS", GetParam().columns.c_str(), 1);
+            std::filesystem::current_path(ZV_TEST_SAMPLES_DIR);
         }
     }
+    void TearDown() override { std::filesystem::current_path(before_); }
+
+  private:
+    std::filesystem::path before_ = std::filesystem::current_path();
 };
 
 /* The story's own times and places. */

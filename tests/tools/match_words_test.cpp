@@ -89,6 +89,31 @@ TEST(MatchEtherType, IsSixteenBitsOrAny) {
               "'0x10000' is no EtherType: a number up to 0xffff (0x86dd), or any");
 }
 
+/* Whoever writes 0800 means an EtherType in hexadecimal digits. */
+TEST(MatchNumbers, HaveNoLeadingZeros) {
+    uint16_t value = 0;
+    uint16_t mask = 0;
+    EXPECT_EQ(read_vlan("0", &value, &mask), "");
+    EXPECT_EQ(read_ethertype("0x0800/0x00ff", &value, &mask), "");
+    EXPECT_EQ(read_vlan("07", &value, &mask), "'07' is no VLAN id: a number up to 4095, or any");
+    EXPECT_EQ(read_ethertype("0800", &value, &mask),
+              "'0800' is no EtherType: a number up to 0xffff (0x86dd), or any");
+    EXPECT_NE(read_ethertype("800/00", &value, &mask), "");
+    EXPECT_NE(read_flags("02/0x12", &value, &mask), "");
+    EXPECT_NE(read_flags("2/018", &value, &mask), "");
+    AddressFamily version = AddressFamily::kAny;
+    uint8_t protocol = 0;
+    uint8_t protocol_mask = 0;
+    EXPECT_EQ(read_protocol("0", &version, &protocol, &protocol_mask), "");
+    EXPECT_NE(read_protocol("017", &version, &protocol, &protocol_mask), "");
+    ReadAddress address;
+    for (const char *text : {"010.0.0.0/8", "10.0.0.01", "10.0.0.0/08", "2001:db8::/032"}) {
+        EXPECT_NE(read_prefix(text, &address), "") << text;
+    }
+    EXPECT_EQ(read_prefix("0.0.0.0/0", &address), "");
+    EXPECT_NE(read_mac_prefix("02:00:00:00:00:00/08", &address), "");
+}
+
 TEST(MatchPort, IsAPortAPrefixOfThemOrAny) {
     struct {
         const char *text;

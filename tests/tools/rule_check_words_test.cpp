@@ -106,4 +106,27 @@ TEST_F(RuleCheck, PointsAtTheRuleThatMakesTooMany) {
                     {"text", "  drop tcp from 10.0.0.1 port 1-65534 to any port 1-65534"}}));
 }
 
+/* A terminal obeys escapes, wherever in a file they stand. */
+TEST_F(RuleCheck, SendsNoEscapesOfAFileToTheTerminal) {
+    const std::string text = "{\"rules\":[{\"\\u001b[2J\\u009b\\n\\tx\":1}]}";
+    const ToolRun run = check(text);
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.err.find_first_of("\x1b\x9b\t"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("/rules/0/?[2J???x: "), std::string::npos) << run.err;
+    const std::string object = check(text, {"-j"}).out;
+    EXPECT_EQ(object.find_first_of("\x1b\x9b\t"), std::string::npos) << object;
+    EXPECT_EQ(json::parse(object).at("input").at("path"), "/rules/0/\x1b[2J\u009b\n\tx")
+        << "a program gets what stands there";
+}
+
+TEST_F(RuleCheck, SendsNoEscapesOfAFilesNameToTheTerminal) {
+    const std::string name = file() + "\x1b[2J";
+    const ToolRun missing = zv_test::run_tool("", {"rule", "check", name});
+    EXPECT_EQ(missing.err, "aclrmctl: " + file() + "?[2J: No such file or directory\n");
+    std::ofstream(name) << "drop ip4 from any to any\n";
+    const ToolRun good = zv_test::run_tool("", {"rule", "check", name});
+    EXPECT_EQ(good.exit_code, 0);
+    EXPECT_EQ(good.out.rfind(file() + "?[2J: 1 line", 0), 0u) << good.out;
+}
+
 }  // namespace

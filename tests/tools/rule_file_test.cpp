@@ -94,6 +94,22 @@ TEST(RuleFile, ReadsEveryFieldOfARule) {
     EXPECT_FALSE(rule.verdict);
 }
 
+/* The files of others are older than this tool, and their generators pad numbers. */
+TEST(RuleFile, TakesLeadingZerosInTheClassicFormatOnly) {
+    RuleFile file;
+    const auto error = parse_rule_text(
+        "@010.0.0.0/08 192.168.001.000/024 0000 : 0080 00443 : 0443 006/0xFF 0/00\n",
+        RuleFormat::kAuto, &file);
+    ASSERT_FALSE(error) << error->message;
+    ASSERT_EQ(file.rules.size(), 1u);
+    EXPECT_EQ(file.rules[0].source.bytes[0], 10);
+    EXPECT_EQ(file.rules[0].source.length, 8);
+    EXPECT_EQ(file.rules[0].destination.bytes[2], 1);
+    EXPECT_EQ(file.rules[0].source_ports.high, 80);
+    EXPECT_EQ(file.rules[0].destination_ports.low, 443);
+    EXPECT_EQ(file.rules[0].protocol, 6);
+}
+
 TEST(RuleFile, TakesAnyWhiteSpaceBetweenFields) {
     const FilterRule rule = only_rule("  @ 1.2.3.4/32   5.6.7.8/32\t \t1:2 3 :4  6/255 0/0");
     EXPECT_EQ(ipv4(rule.source), 0x01020304u);

@@ -156,11 +156,12 @@ TEST(RuleLoadUndo, LeavesARuleOfSomebodyElse) {
     EXPECT_EQ(deleted(stub), downwards_without(kOdd));
 }
 
-TEST(RuleLoadUndo, LeavesARuleThatCannotBeReadAndSaysSo) {
+/* The daemon has acknowledged it, so it has a record, by which it deletes. */
+TEST(RuleLoadUndo, TakesAnAcknowledgedRuleThatCannotBeReadAway) {
     AclStub stub = stub_that_reads(unread);
     const json answer = failed_load(&stub, 4, true);
-    expect_states(answer, "taken_back", "unknown_unread");
-    EXPECT_EQ(deleted(stub), downwards_without(kOdd));
+    expect_states(answer, "taken_back", "taken_back");
+    EXPECT_EQ(deleted(stub), downwards_without(kRules)) << "the last one first";
 }
 
 TEST(RuleLoadUndo, TakesARecordWithoutARuleAway) {
@@ -214,6 +215,39 @@ TEST(UnreadRule, IsWhatTheSimulatedSwitchSaysOfIt) {
         });
         stub.set_switch_socket(sim.path());
         expect_states(failed_load(&stub, 8, false), "in_switch", row.state);
+    }
+}
+
+/* With two daemons on a host either socket may be the other one's, whose ACLs have the same ids. */
+TEST(UnreadRule, StaysUnknownWhereTheSwitchIsOfAnotherProcess) {
+    AclStub stub = stub_that_reads(unread);
+    StubSwitch sim([](const json &) { return state_with(json::array()).dump() + "\n"; });
+    sim.look_like_another_process();
+    stub.set_switch_socket(sim.path());
+    expect_states(failed_load(&stub, 8, false), "in_switch", "unknown_unread");
+    EXPECT_TRUE(sim.questions().empty());
+}
+
+TEST(UnreadRule, StaysUnknownWhereTheSwitchAnswersInAnotherShape) {
+    const json acls = {{{"acl_id", 6}, {"region_id", 3}}};
+    const json good_rule = {{"offset", kOdd}, {"valid", 1}, {"key_type", 0}, {"key", ""}};
+    std::vector<json> answers{{{"ok", true}, {"acls", "none"}},
+                              {{"ok", true}, {"acls", {{{"acl_id", "six"}}}}},
+                              {{"ok", true}, {"acls", {6}}},
+                              {{"ok", true}, {"acls", acls}, {"regions", 3}},
+                              {{"ok", true}, {"state", "none"}}};
+    for (const auto &member : good_rule.items()) {
+        json rule = good_rule;
+        rule[member.key()] = json::array();
+        answers.push_back(state_with(json::array({rule})));
+    }
+    answers.push_back(state_with({{"offset", kOdd}})); /* an object where a list should be */
+    for (const json &answer : answers) {
+        AclStub stub = stub_that_reads(unread);
+        const StubSwitch sim([&](const json &) { return answer.dump() + "\n"; });
+        stub.set_switch_socket(sim.path());
+        SCOPED_TRACE(answer.dump());
+        expect_states(failed_load(&stub, 8, false), "in_switch", "unknown_unread");
     }
 }
 

@@ -4,6 +4,9 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "tests/support/temp_dir.h"
+#include "tests/tools/capture_file.h"
+#include "tests/tools/stub_switch.h"
 #include "tests/tools/tool_session.h"
 
 namespace {
@@ -114,7 +117,8 @@ TEST_F(Schema, IsHeldAgainstMembersThatItDoesNotName) {
                  {"verdict_name", "permit"},
                  {"forward_port", nullptr},
                  {"forward_mc", nullptr},
-                 {"counter_id", 0}});
+                 {"counter_id", 0},
+                 {"masked", json::array()}});
     const json failure{{"schema_version", 1},
                        {"command", "mc create"},
                        {"ok", false},
@@ -214,6 +218,15 @@ TEST_F(SchemaOfASession, IsSatisfiedByAnMcGroupThatLacksPorts) {
     EXPECT_TRUE(failed.at("partial").contains("mc_group_id"));
 }
 
+TEST_F(SchemaOfASession, IsSatisfiedByRulesReadBeforeAFailure) {
+    session_.text({"rule", "load", rules(30), "--acl", "1"});
+    session_.daemon().control().fail("zv_api_acl_rule_activity_get", 5, 25);
+    const json failed =
+        expect_run_valid(8, {"rule", "get", "--acl", "1", "0-29", "--clear-activity"});
+    EXPECT_EQ(failed.at("rules").size(), 20u);
+    EXPECT_EQ(failed.at("partial").at("done").size(), 20u);
+}
+
 /* Ethernet, little-endian: a frame of ARP, and one too short for a key. */
 TEST_F(SchemaOfASession, IsSatisfiedByACapture) {
     const std::string head("\xd4\xc3\xb2\xa1\x02\0\x04\0\0\0\0\0\0\0\0\0\xff\xff\0\0\x01\0\0\0",
@@ -231,6 +244,27 @@ TEST_F(SchemaOfASession, IsSatisfiedByACapture) {
     const json sent = expect_run_valid(0, {"switch", "packet", "--port", "65537", "--pcap", file});
     EXPECT_EQ(sent.at("packets").at(0).at("matched"), true) << sent;
     EXPECT_EQ(sent.at("packets").at(1).at("sent"), false) << sent;
+    const json first =
+        expect_run_valid(0, {"switch", "packet", "--rif", "3", "--pcap", file, "--count", "1"});
+    EXPECT_EQ(first.at("more_in_file"), true);
+}
+
+TEST_F(Schema, IsSatisfiedByACaptureThatFailsOnTheWay) {
+    const zv_test::StubSwitch sim([packets_num = 0](const json &question) mutable {
+        const bool state = question.at("cmd") == "state";
+        return std::string(state               ? "{\"ok\":true,\"acls\":[],\"regions\":[]}\n"
+                           : packets_num++ > 0 ? ""
+                                               : "{\"ok\":true,\"matched\":false}\n");
+    });
+    zv_test::Capture capture(1);
+    capture.add("02000000000202000000000108060001");
+    capture.add("02000000000202000000000108060001");
+    const zv_test::TempDir directory;
+    const std::string file = directory.file("capture.pcap");
+    zv_test::write_file(file, capture.text());
+    const json failed =
+        expect_valid(sim.run({"-j", "switch", "packet", "--port", "1", "--pcap", file}), 8);
+    EXPECT_EQ(failed.at("packets").size(), 1u);
 }
 
 }  // namespace

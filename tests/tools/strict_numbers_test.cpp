@@ -178,6 +178,48 @@ TEST(UsageErrors, SpeakTheToolsOwnWords) {
     }
 }
 
+/* Given and empty is not the same as not given, which would make another packet. */
+TEST(UsageErrors, AreEmptyValuesOfAPacket) {
+    const std::vector<Sentence> rows{
+        {{"--frame", ""}, "--frame: an Ethernet frame has 14 bytes at least"},
+        {{"--key", ""}, "--key: a key is 256 hexadecimal digits (128 bytes)"},
+        {{"--pcap", ""}, "--pcap: '' is no name of a file"},
+        {{"--pcap", "", "--count", "1"}, "--pcap: '' is no name of a file"},
+        {{"--src", ""}, "--src: '' is no IPv4 or IPv6 address"},
+        {{"--src", "::1", "--dst", ""}, "--dst: '' is no IPv4 or IPv6 address"},
+        {{"--mac-src", ""}, "--mac-src: '' is no MAC address, such as 02:00:00:00:00:01"},
+    };
+    for (const Sentence &row : rows) {
+        Words words{"--switch-socket", "/none", "switch", "packet", "--port", "1"};
+        words.insert(words.end(), row.words.begin(), row.words.end());
+        const ToolRun run = run_tool("", words);
+        EXPECT_EQ(run.exit_code, 1) << row.first;
+        EXPECT_EQ(run.err.substr(0, run.err.find('\n')), "aclrmctl: " + row.first);
+    }
+}
+
+TEST(UsageErrors, AreNumbersBeyondTheirLimits) {
+    const Words load{"rule", "load", "/none", "--acl", "1"};
+    const Words capture{"switch", "packet", "--port", "1", "--pcap", "/none"};
+    const auto status_of = [](Words words, const std::string &option, const std::string &value) {
+        words.insert(words.end(), {option, value});
+        return run_tool("/none", words).exit_code;
+    };
+    constexpr int kWrongWord = 1;
+    constexpr int kNoFile = 2; /* the number was taken */
+    for (const auto &[option, lowest, beyond] : {std::array{"--batch", "1", "0"},
+                                                 {"--batch", "20", "21"},
+                                                 {"--in-flight", "1", "0"},
+                                                 {"--in-flight", "32", "33"}}) {
+        EXPECT_EQ(status_of(load, option, lowest), kNoFile) << option << " " << lowest;
+        EXPECT_EQ(status_of(load, option, beyond), kWrongWord) << option << " " << beyond;
+    }
+    EXPECT_EQ(status_of(capture, "--count", "1"), kNoFile);
+    EXPECT_EQ(status_of(capture, "--count", "4294967295"), kNoFile);
+    EXPECT_EQ(status_of(capture, "--count", "0"), kWrongWord);
+    EXPECT_EQ(run_tool("/none", {"dump", "--timeout", "0"}).exit_code, kWrongWord);
+}
+
 TEST(UsageErrors, LeaveVersionAndHelpAlone) {
     const ToolRun version = run_tool("", {"-j", "--version"});
     EXPECT_EQ(version.exit_code, 0);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -55,6 +56,18 @@ class StubSwitch {
 
     const std::string &path() const { return path_; }
 
+    /* From now on the socket looks like another process's, as that of a second daemon would: the
+     * kernel remembers who called listen() last. */
+    void look_like_another_process() {
+        const pid_t child = fork();
+        if (child == 0) {
+            _exit(listen(listener_, 8) == 0 ? 0 : 1);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+
     ToolRun run(std::vector<std::string> words) const {
         words.insert(words.begin(), {"--switch-socket", path_});
         return run_tool("", words);
@@ -68,6 +81,10 @@ class StubSwitch {
             char c = 0;
             while (read(fd, &c, 1) == 1 && c != '\n') {
                 line += c;
+            }
+            if (line.empty()) { /* who called had nothing to ask */
+                close(fd);
+                continue;
             }
             const nlohmann::json question = nlohmann::json::parse(line);
             {

@@ -132,6 +132,96 @@ TEST(Show, TakesNoTmpdirThatIsRelative) {
     EXPECT_TRUE(std::filesystem::is_empty("."));
 }
 
+/* --- the switch of another daemon */
+
+TEST(Show, HasNoCountersOfTheSwitchOfAnotherDaemon) {
+    zv_test::ToolSession session;
+    zv_test::ToolSession other;
+    for (zv_test::ToolSession *each : {&session, &other}) {
+        each->text({"open", "--owner", "open-flow"});
+        each->text({"init"});
+        each->text({"counter", "create", "--type", "packets"});
+    }
+    other.text({"counter", "create", "--type", "packets"});
+    const auto counters_beside = [&](zv_test::ToolSession &whose_switch) {
+        const zv_test::ToolRun run = zv_test::run_tool(
+            "", {"-j", "--socket", other.daemon().root().file("var/run/zv_acl_rm.sock"),
+                 "--switch-socket", whose_switch.daemon().root().file("var/run/zv_switch.sock"),
+                 "show", "counters"});
+        return json::parse(run.out).at("counters");
+    };
+    EXPECT_EQ(counters_beside(other).size(), 2u);
+    EXPECT_EQ(counters_beside(session), json::array()) << "no rule uses one";
+}
+
+/* --- counters that cannot be read, and ACLs that are not there */
+
+TEST(Show, SaysWhichCountersCouldNotBeRead) {
+    zv_test::ToolSession session;
+    session.text({"open", "--owner", "open-flow"});
+    session.text({"init"});
+    session.text({"counter", "create", "--type", "packets"});
+    session.text({"counter", "create", "--type", "bytes"});
+    session.daemon().allow_error_lines();
+    const auto shown = [&](Words words, int nth, int times) {
+        session.daemon().control().fail("zv_api_flow_counter_get", 5, nth, times);
+        const ToolRun run = session.run(words);
+        EXPECT_EQ(run.exit_code, 8) << words.back();
+        return run;
+    };
+    const ToolRun none = shown({"show", "counters"}, 1, -1);
+    EXPECT_EQ(none.out, "Counters: not told: counters could not be read\n");
+    EXPECT_EQ(none.err,
+              "aclrmctl: a part is missing\n"
+              "  the values of counters 1-2 could not be read: reading counter 1: refused\n");
+    EXPECT_NE(shown({"show"}, 2, 1)
+                  .out.find("there may be more, not told: counters could not be "
+                            "read\n"),
+              std::string::npos);
+    const json answer = zv_test::own_members(shown({"-j", "show", "counters"}, 2, 1).out, 8);
+    EXPECT_EQ(answer.at("whole"), false);
+    EXPECT_EQ(answer.at("counters").size(), 1u);
+    EXPECT_EQ(
+        answer.at("notes"),
+        json::array({"the value of counter 2 could not be read: reading counter 2: refused"}));
+}
+
+TEST(Show, RefusesRulesOfAnAclThatIsNotThere) {
+    zv_test::ToolSession session;
+    session.text({"open", "--owner", "open-flow"});
+    session.text({"init"});
+    session.text({"acl", "create", "--size", "8"});
+    EXPECT_EQ(session.text({"show", "rules", "--acl", "1"}), "Rules: none\n");
+    const ToolRun run = session.run({"show", "rules", "--acl", "99"});
+    EXPECT_EQ(run.exit_code, 4);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err.rfind("aclrmctl: showing the rules of ACL 99: there is no such ACL\n", 0), 0u)
+        << run.err;
+}
+
+TEST(RuleGet, OfAnEmptyAclSaysSoAndThatItsFileWillNotLoad) {
+    zv_test::ToolSession session;
+    session.text({"open", "--owner", "open-flow"});
+    session.text({"init"});
+    session.text({"acl", "create", "--size", "8"});
+    EXPECT_EQ(session.text({"rule", "get", "--acl", "1", "--all"}), "Rules: none\n");
+    for (const char *format : {"policy", "json"}) {
+        const ToolRun run = session.run({"rule", "get", "--acl", "1", "--all", "--format", format});
+        EXPECT_EQ(run.exit_code, 0);
+        EXPECT_EQ(run.err,
+                  "aclrmctl: ACL 1 holds no rule: 'rule load' refuses a file without one\n");
+    }
+    session.text({"rule", "add", "--acl", "1", "--priority", "3"});
+    const ToolRun file = session.run({"rule", "get", "--acl", "1", "--all", "--format", "policy"});
+    EXPECT_EQ(file.err, "");
+    const json in_json =
+        session.object({"rule", "get", "--acl", "1", "--all", "--format", "policy"});
+    EXPECT_EQ(in_json.at("format"), "policy");
+    EXPECT_EQ(in_json.at("text"), file.out);
+    EXPECT_FALSE(session.object({"rule", "get", "--acl", "1", "--all"}).contains("text"));
+    session.daemon().allow_error_lines();
+}
+
 /* --- an edit */
 
 class Edit : public testing::Test {

@@ -105,6 +105,33 @@ TEST(SwitchPacket, IsTheSwitchesObjectAndTheRuleInJson) {
     const json answer = json::parse(sim.run({"switch", "packet", "--port", "1", "--json"}).out);
     EXPECT_EQ(answer.at("offset"), 3);
     EXPECT_EQ(answer.at("rule"), "udp 10.0.0.0/8 > any port 53");
+    EXPECT_EQ(answer.at("verdict"), 1);
+    EXPECT_EQ(answer.at("verdict_name"), "drop");
+    EXPECT_EQ(answer.at("port"), 1);
+    EXPECT_FALSE(answer.contains("rif"));
+    EXPECT_EQ(answer.at("direction"), 0);
+    EXPECT_EQ(answer.at("direction_name"), "ingress");
+    EXPECT_EQ(answer.at("length"), 64);
+}
+
+TEST(SwitchPacket, HasAVerdictInJsonWhereNoRuleMatched) {
+    const StubSwitch sim([](const json &) { return "{\"ok\":true,\"matched\":false}\n"; });
+    const json answer =
+        json::parse(sim.run({"switch", "packet", "--rif", "5", "--direction", "egress", "-j"}).out);
+    EXPECT_EQ(answer.at("matched"), false);
+    EXPECT_EQ(answer.at("verdict"), 0);
+    EXPECT_EQ(answer.at("verdict_name"), "permit");
+    EXPECT_EQ(answer.at("rif"), 5);
+    EXPECT_EQ(answer.at("direction"), 1);
+    EXPECT_EQ(answer.at("direction_name"), "egress");
+}
+
+TEST(SwitchPacket, HasAWordBesideEveryBareNumber) {
+    const StubSwitch sim([](const json &) { return "{\"ok\":true,\"matched\":false}\n"; });
+    EXPECT_EQ(sim.run({"-n", "switch", "packet", "--port", "65537"}).out,
+              "packet  protocol 0 0.0.0.0 > 0.0.0.0\n"
+              "at      port 65537, direction 0, 64 bytes\n"
+              "verdict 0 (no rule matched)\n");
 }
 
 TEST(SwitchState, IsTablesWithEveryKindOfObject) {

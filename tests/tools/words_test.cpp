@@ -24,7 +24,7 @@ struct Read {
     std::string err;
 };
 
-Read read(Words words) {
+Read read(Words words, size_t columns = 0) {
     std::vector<const char *> argv{"aclrmctl"};
     for (const std::string &word : words) {
         argv.push_back(word.c_str());
@@ -32,8 +32,8 @@ Read read(Words words) {
     std::ostringstream out;
     std::ostringstream err;
     Read result;
-    result.invocation =
-        read_words(static_cast<int>(argv.size()), argv.data(), out, err, &result.exit_code);
+    result.invocation = read_words(static_cast<int>(argv.size()), argv.data(), out, err,
+                                   &result.exit_code, columns);
     result.out = out.str();
     result.err = err.str();
     return result;
@@ -261,20 +261,8 @@ TEST(WrongWords, OfARuleNameTheOption) {
                           std::string("--key excludes ") + field);
     }
     expect_wrong_rule({"--forward-port", "1", "--forward-mc", "1"}, "--forward-mc excludes");
-}
-
-TEST(WrongWords, IncludeNumbersBesideTheirLimits) {
-    for (const char *batch : {"1", "20"}) {
-        EXPECT_TRUE(read({"rule", "load", "f", "--acl", "1", "--batch", batch}).invocation);
-    }
-    for (const char *in_flight : {"1", "32"}) {
-        EXPECT_TRUE(read({"rule", "load", "f", "--acl", "1", "--in-flight", in_flight}).invocation);
-    }
-    expect_wrong({"rule", "load", "f", "--acl", "1", "--batch", "0"}, "--batch");
-    expect_wrong({"rule", "load", "f", "--acl", "1", "--batch", "21"}, "--batch");
-    expect_wrong({"rule", "load", "f", "--acl", "1", "--in-flight", "0"}, "--in-flight");
-    expect_wrong({"rule", "load", "f", "--acl", "1", "--in-flight", "33"}, "--in-flight");
-    expect_wrong({"dump", "--timeout", "0"}, "--timeout");
+    expect_wrong_rule({"--counter", "0"}, "--counter: there is no counter 0");
+    expect_wrong({"rule", "load", "f", "--acl", "1", "--counter", "0"}, "there is no counter 0");
 }
 
 /* The line under the message that shows the command line, and the caret's line. */
@@ -353,13 +341,72 @@ TEST(WrongWords, ArePointedAtInLongLines) {
               "23x");
 }
 
+/* A character has one column, however many bytes. */
+TEST(WrongWords, BehindWordsOfManyBytesArePointedAt) {
+    EXPECT_EQ(picture({"rule", "load", "\u00c4.rules", "--bad"}),
+              std::pair(std::string("    aclrmctl rule load \u00c4.rules --bad"),
+                        std::string(31, ' ') + "^^^^^"));
+    const std::string frankly = "--\u00fc\u00fc";
+    EXPECT_EQ(picture({"init", frankly}).second, std::string(18, ' ') + "^^^^");
+}
+
+TEST(WrongWords, AreCutBetweenCharacters) {
+    std::string umlauts;
+    for (int i = 0; i < 100; i++) {
+        umlauts += "\u00c4";
+    }
+    for (const char *odd : {"", "x"}) {
+        const auto [line, caret] = picture({"rule", "load", odd + umlauts, "--bad"});
+        EXPECT_EQ(line.find('?'), std::string::npos) << line;
+        EXPECT_EQ(line.substr(0, 7), "    ...");
+        EXPECT_EQ(line.substr(line.size() - 6), " --bad");
+        EXPECT_EQ(caret, std::string(4 + 3 + 30, ' ') + "^^^^^");
+        EXPECT_EQ(picture({"rule", "lod", odd + umlauts}).first.find('?'), std::string::npos);
+    }
+}
+
+TEST(WrongWords, SendNothingToTheTerminalThatItWouldObey) {
+    const std::string evil = "\x1b[2J\x7f\xc2\x9b\x9b\n\t";
+    const std::string shown = "?[2J?????";
+    for (const Words &words : {Words{"init", evil}, Words{"init", "--" + evil}, Words{evil},
+                               Words{"init", "--chip", evil}, Words{"open", "--owner", evil},
+                               Words{"rule", "get", "--acl", "1", evil}}) {
+        const Read result = read(words);
+        EXPECT_EQ(result.exit_code, 1);
+        for (const char *byte : {"\x1b", "\x7f", "\x9b", "\t"}) {
+            EXPECT_EQ(result.err.find(byte), std::string::npos) << result.err;
+        }
+        EXPECT_NE(result.err.find(shown), std::string::npos) << result.err;
+        EXPECT_NE(picture(words).first.find(shown), std::string::npos) << result.err;
+    }
+}
+
+TEST(WrongWords, AreToldWithinTheColumnsOfTheTerminal) {
+    const Words words{"switch", "packet", "--port", "1", "--proto", "tpc"};
+    const std::string whole = read(words).err;
+    const std::string sentence = whole.substr(0, whole.find('\n'));
+    EXPECT_GT(sentence.size(), 79u);
+    for (const size_t columns : {40u, 79u, 200u}) {
+        std::istringstream lines(read(words, columns).err);
+        std::string first;
+        std::getline(lines, first);
+        EXPECT_EQ(first == sentence, columns == 200) << first;
+        for (std::string line = first; std::getline(lines, line);) {
+            EXPECT_TRUE(line.size() <= columns || line.find("aclrmctl switch packet") == 4 ||
+                        line.find('^') != std::string::npos)
+                << line;
+        }
+        EXPECT_LE(first.size(), columns);
+    }
+}
+
 TEST(WrongWords, ThatAreMissingArePointedAtNowhere) {
     EXPECT_EQ(read({"open"}).err,
               "aclrmctl: --owner is required\n  hint: 'aclrmctl open --help' tells more\n");
 }
 
 TEST(WrongWords, AreAnObjectInJson) {
-    for (const char *option : {"--json", "-j", "-nj"}) {
+    for (const char *option : {"--json", "-j", "-nj", "-qj", "-jq", "--json=true", "--json=1"}) {
         const Read result = read({"acl", "crate", option});
         EXPECT_EQ(result.err, "");
         EXPECT_EQ(result.out.rfind("{\"schema_version\":1,\"command\":\"acl\",\"ok\":false,"

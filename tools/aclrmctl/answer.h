@@ -18,17 +18,19 @@
 #include "frame.h"
 #include "request.h"
 #include "rule_outcome.h"
+#include "zv_acl_rm/zv_acl_rm_records.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
 namespace aclrmctl {
 
 using namespace zv_cache_text;
 
-/* What is done of a list that travelled in several requests, all of it in the order given. */
+/* What is done of a list, all of it in the order given: one that travelled in several requests, or
+ * in one that was refused on the way. */
 struct PartialWork {
     int cause = 4;                   /* the exit status that the failing request alone would have */
     std::string done_word;           /* "bound" */
-    std::vector<uint32_t> done;      /* at least one */
+    std::vector<uint32_t> done;      /* none, where the exit status is still `cause` */
     std::vector<uint32_t> uncertain; /* the numbers of the failing request */
     std::vector<uint32_t> not_sent;
     std::optional<uint32_t> mc_group_id; /* of a group that was created for them */
@@ -47,6 +49,8 @@ struct InputError {
     RuleFileError error;
 };
 
+struct FinishedPart;
+
 struct Failure {
     int exit_code = 7;
     std::string what;                         /* one sentence, naming the input */
@@ -55,10 +59,12 @@ struct Failure {
     std::string hint;                         /* what to do about it, may be empty */
     bool why_certain = false;                 /* `why` is the cause, not one of several */
     std::vector<std::string> why{};           /* why the daemon refused, as far as can be known */
-    std::optional<PartialWork> partial{};     /* where the exit status is that of a part done */
-    std::optional<WrongWord> wrong_word{};    /* where the command line is wrong */
-    std::optional<InputError> input{};        /* where a file is */
-    std::optional<LoadOutcome> load{};        /* what became of the rules of a file */
+    std::optional<PartialWork> partial{};     /* where a part is done, or may be */
+    std::shared_ptr<const FinishedPart>
+        finished{};                        /* what came of that part, if it is to be seen */
+    std::optional<WrongWord> wrong_word{}; /* where the command line is wrong */
+    std::optional<InputError> input{};     /* where a file is */
+    std::optional<LoadOutcome> load{};     /* what became of the rules of a file */
 };
 
 struct OpenAnswer {
@@ -130,6 +136,7 @@ struct RuleView {
 struct RuleAddAnswer {
     uint32_t acl_id;
     RuleView rule;
+    std::vector<std::string> masked; /* options with address bits beyond the prefix */
 };
 
 struct RuleDeleteAnswer {
@@ -191,6 +198,11 @@ struct McGetAnswer {
     std::vector<uint32_t> ports;
 };
 
+/* Where a record is full nobody can tell whether the group goes on. */
+inline bool may_have_more(const McGetAnswer &answer) {
+    return answer.ports.size() >= ZV_ACL_RM_PORTS_PER_RECORD;
+}
+
 struct DumpAnswer {
     std::string file;
     uint64_t bytes;
@@ -216,6 +228,7 @@ struct ShowAnswer {
     bool whole = true;     /* nothing of what was asked is missing */
     bool all_rules = true; /* each rule was told, and read; else counts are not known */
     bool all_counters = true;
+    bool counters_read = true;          /* none of those that are known was refused */
     std::vector<ShownRule> rules;       /* where they were asked for */
     std::vector<ShownCounter> counters; /* likewise, by id */
     std::vector<std::string> notes;     /* what is missing, and why */
@@ -248,6 +261,12 @@ struct CaptureRow {
 struct PcapAnswer {
     PcapRequest asked;
     std::vector<CaptureRow> rows;
+    bool more = false; /* the file goes on behind them */
+};
+
+/* Rows that cannot be had a second time, of a command that failed behind them. */
+struct FinishedPart {
+    std::variant<RuleGetAnswer, PcapAnswer> rows;
 };
 
 struct PortsAnswer : SwitchAnswer {

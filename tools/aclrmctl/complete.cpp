@@ -16,7 +16,7 @@ namespace aclrmctl {
 
 namespace {
 
-constexpr int kLiveTimeoutMs = 250;     /* a shell that waits for a Tab longer seems to hang */
+constexpr int kLiveTimeoutMs = 250;     /* in all: a shell that waits longer seems to hang */
 constexpr size_t kMostRulesRead = 2000; /* to find counters by; more would take too long */
 
 constexpr uint32_t kMostMisses = 16; /* each is a line in the daemon's log */
@@ -33,9 +33,12 @@ struct Line {
     std::string current;
 
     std::string value_of(const std::string &option) const {
-        for (size_t i = 0; i + 1 < words.size(); i++) {
-            if (words[i] == option) {
+        for (size_t i = 0; i < words.size(); i++) {
+            if (words[i] == option && i + 1 < words.size()) {
                 return words[i + 1];
+            }
+            if (words[i].rfind(option + "=", 0) == 0) {
+                return words[i].substr(option.size() + 1);
             }
         }
         return "";
@@ -68,6 +71,8 @@ Line read_line(const CLI::App &app, const Settings &settings,
     line.command = &app;
     line.settings = settings;
     line.settings.timeout_ms = kLiveTimeoutMs;
+    line.settings.deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(kLiveTimeoutMs);
     line.current = words.empty() ? "" : words.back();
     for (size_t i = 0; i + 1 < words.size(); i++) {
         const std::string &word = words[i];
@@ -117,13 +122,12 @@ Candidates acls_by_asking(const Line &line, const CacheText &cache) {
     if (connect_daemon(line.settings, &client)) {
         return {};
     }
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kLiveTimeoutMs);
     zv_acl_rm_acl_rule_get_params_t params{};
     std::vector<uint32_t> found;
     for (uint32_t misses = 0; misses < kMostMisses && found.size() < cache.acls_num;) {
         zv_acl_rm_status_t status = 0;
         if (zv_acl_rm_api_acl_rule_get(client.get(), &params, &status) != 0 ||
-            std::chrono::steady_clock::now() > end) {
+            std::chrono::steady_clock::now() > line.settings.deadline) {
             break;
         }
         misses += status == ZV_ACL_RM_STATUS_SUCCESS ? 0 : 1;
@@ -177,6 +181,16 @@ Candidates bind_points(const Line &line, bool router_interfaces) {
     return ids_of(points, [](const CachedBindPoint &point) { return point.number; });
 }
 
+/* The switch commands mean the switch at its socket, all others that of the daemon. */
+bool is_state_read(const Line &line, const CLI::App *group, nlohmann::json *state) {
+    if (group != nullptr && group->get_name() == "switch") {
+        return !ask_switch(line.settings, {{"cmd", "state"}}, state);
+    }
+    Client client;
+    return !connect_daemon(line.settings, &client) &&
+           ask_state_of(zv_acl_rm_client_fd(client.get()), line.settings, state);
+}
+
 /* The ports that something is bound to and, where the switch is the simulated one, all others. */
 Candidates live_ports(const Line &line) {
     Candidates ports = bind_points(line, false);
@@ -185,7 +199,7 @@ Candidates live_ports(const Line &line) {
     if (group != nullptr && group->get_name() == "unbind") {
         return ports;
     }
-    if (!ask_switch(line.settings, {{"cmd", "state"}}, &state)) {
+    if (is_state_read(line, group, &state)) {
         for (const auto &port : state.value("ports", nlohmann::json::array())) {
             if (port.value("kind", 1) == 0) {
                 ports.push_back(std::to_string(port.value("log_port", 0u)));
@@ -316,6 +330,11 @@ constexpr ValueRow kValues[] = {
      [](const Line &) {
          return Candidates{"packets", "bytes"};
      }},
+    {nullptr, "--format",
+     [](const Line &line) {
+         return line.command->get_name() == "get" ? Candidates{"json", "policy"}
+                                                  : Candidates{"auto", "classic", "json", "policy"};
+     }},
     {nullptr, "--proto", [](const Line &) { return protocol_candidates(); }},
     {nullptr, "--timeout",
      [](const Line &) {
@@ -343,8 +362,9 @@ Candidates options_of(const Line &line) {
     for (const CLI::App *at = line.command; at != nullptr; at = at->get_parent()) {
         for (const CLI::Option *option : at->get_options()) {
             const bool given =
-                std::any_of(line.words.begin(), line.words.end(),
-                            [&](const std::string &word) { return option->check_name(word); });
+                std::any_of(line.words.begin(), line.words.end(), [&](const std::string &word) {
+                    return option->check_name(word.substr(0, word.find('=')));
+                });
             for (const std::string &name : option->get_lnames()) {
                 const std::string dashed = "--" + name;
                 if (!given && std::find(names.begin(), names.end(), dashed) == names.end()) {

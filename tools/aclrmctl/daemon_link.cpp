@@ -83,7 +83,20 @@ Failure connect_failure(const std::string &who, const std::string &path, int err
     }
 }
 
+int time_left_ms(const Settings &settings) {
+    if (!settings.deadline) {
+        return settings.timeout_ms;
+    }
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        *settings.deadline - std::chrono::steady_clock::now());
+    return static_cast<int>(std::clamp<int64_t>(left.count(), 0, settings.timeout_ms));
+}
+
 std::optional<Failure> connect_daemon(const Settings &settings, Client *client) {
+    const int left_ms = time_left_ms(settings);
+    if (left_ms == 0) {
+        return error_failure(settings, "connecting to " + rooted_path(settings.socket), ETIMEDOUT);
+    }
     zv_acl_rm_client_t *made = nullptr;
     const int error = zv_acl_rm_client_connect(settings.socket.c_str(), settings.handle, &made);
     if (error != 0) {
@@ -91,7 +104,7 @@ std::optional<Failure> connect_daemon(const Settings &settings, Client *client) 
                                "is zv_acl_rm running, and under the same ZV_PLATFORM_ROOT?");
     }
     client->reset(made);
-    zv_acl_rm_client_set_timeout_ms(made, settings.timeout_ms);
+    zv_acl_rm_client_set_timeout_ms(made, left_ms);
     return std::nullopt;
 }
 
@@ -140,22 +153,40 @@ void mark_partial(Failure *failure, const std::string &done, const std::vector<u
     failure->exit_code = kExitPartial;
 }
 
+void mark_uncertain(Failure *failure, const std::string &done, const std::vector<uint32_t> &numbers,
+                    size_t end) {
+    const int cause = failure->exit_code;
+    mark_partial(failure, done, numbers, 0, end);
+    failure->exit_code = cause;
+}
+
+namespace {
+
+/* Nobody knows what became of a request without an answer. */
+bool is_unanswered(const Failure &failure) {
+    return !failure.status &&
+           (failure.exit_code == kExitTimeout || failure.exit_code == kExitUnreachable);
+}
+
+}  // namespace
+
 std::optional<Failure> send_in_pieces(const std::vector<uint32_t> &numbers, size_t piece_size,
                                       const std::string &done, const std::string &noun,
                                       const SendPiece &send) {
     for (size_t first = 0; first < numbers.size(); first += piece_size) {
         auto failure = send(first, std::min(numbers.size() - first, piece_size));
         if (failure) {
+            const size_t end = std::min(numbers.size(), first + piece_size);
             if (first > 0) {
-                const auto end = numbers.begin() + static_cast<ptrdiff_t>(first);
+                const auto before = numbers.begin() + static_cast<ptrdiff_t>(first);
                 failure->details.insert(failure->details.begin(),
                                         done + " before that: " + counted(first, noun) + " (" +
-                                            number_runs({numbers.begin(), end}) + ")");
-                /* Reading leaves nothing behind that one would have to know of. */
-                if (done != "read") {
-                    mark_partial(&*failure, done, numbers, first,
-                                 std::min(numbers.size(), first + piece_size));
+                                            number_runs({numbers.begin(), before}) + ")");
+                if (done != kOnlyRead) {
+                    mark_partial(&*failure, done, numbers, first, end);
                 }
+            } else if (done != kOnlyRead && numbers.size() > 1 && is_unanswered(*failure)) {
+                mark_uncertain(&*failure, done, numbers, end);
             }
             return failure;
         }

@@ -20,7 +20,11 @@ struct ClientCloser {
 };
 using Client = std::unique_ptr<zv_acl_rm_client_t, ClientCloser>;
 
-/* Connects at once or not at all. */
+/* Milliseconds that a call may take: the settings' limit, or less where their deadline is near. 0
+ * where that has passed. */
+int time_left_ms(const Settings &settings);
+
+/* Connects at once or not at all, and not behind the settings' deadline. */
 std::optional<Failure> connect_daemon(const Settings &settings, Client *client);
 
 /* The failure of a connection that was not made: to the "daemon" or the "simulated switch" at that
@@ -115,6 +119,7 @@ template <typename Function, typename Params>
 std::optional<Failure> call_daemon(const Settings &settings, zv_acl_rm_client_t *client,
                                    const std::string &what, Function *function, Params *params) {
     zv_acl_rm_status_t status = 0;
+    zv_acl_rm_client_set_timeout_ms(client, time_left_ms(settings));
     const int error = function(client, params, &status);
     auto failure = call_failure(settings, what, error, status);
     if (failure && failure->status) {
@@ -144,9 +149,18 @@ void set_hint(std::optional<Failure> *failure, zv_acl_rm_status_t status, const 
 void mark_partial(Failure *failure, const std::string &done, const std::vector<uint32_t> &numbers,
                   size_t first, size_t end);
 
+/* The same for a failing request before which nothing was done: of its own numbers some may be, or
+ * all. The exit status stays. */
+void mark_uncertain(Failure *failure, const std::string &done, const std::vector<uint32_t> &numbers,
+                    size_t end);
+
+/* How a list is read that leaves nothing behind one would have to know of. */
+inline constexpr const char *kOnlyRead = "read";
+
 /* A list cut into pieces that fit into one record. `send` sends one piece, given as the index of
  * its first number and their count. After a piece that fails none is sent, and the failure tells
- * which numbers were done before: "`done` before that: 100 `noun`s (1-100)". */
+ * which numbers were done before: "`done` before that: 100 `noun`s (1-100)". Of the first piece
+ * only `send` knows whether a refusal leaves a part of it done. */
 using SendPiece = std::function<std::optional<Failure>(size_t first, size_t count)>;
 std::optional<Failure> send_in_pieces(const std::vector<uint32_t> &numbers, size_t piece_size,
                                       const std::string &done, const std::string &noun,

@@ -66,7 +66,8 @@ int run(int argc, const char *const *argv) {
         return kExitOk;
     }
     int exit_code = kExitOk;
-    const auto invocation = read_words(argc, argv, std::cout, std::cerr, &exit_code);
+    const auto invocation =
+        read_words(argc, argv, std::cout, std::cerr, &exit_code, output_columns());
     Answer answer;
     if (invocation) {
         answer = carry_out(*invocation);

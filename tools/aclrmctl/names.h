@@ -1,7 +1,7 @@
 /* Names for the numbers that owners, directions, verdicts, types and statuses travel as.
  *
- * A number that has no name is shown with the word for what it is: "owner 7". In JSON numbers and
- * names stand side by side, so only text asks for one or the other.
+ * A number that has no name is shown with the word for what it is: "owner 7". In the tool's JSON
+ * owners, directions, verdicts and counter types have both, so only text asks for one or the other.
  */
 #ifndef ACLRMCTL_NAMES_H
 #define ACLRMCTL_NAMES_H

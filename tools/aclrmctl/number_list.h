@@ -25,6 +25,9 @@ inline constexpr NumberKind kLogicalPorts{"a logical port", "ports", "65537-6554
 inline constexpr NumberKind kRouterInterfaces{
     "a router interface", "router interfaces", "1-4", UINT16_MAX, 4096, true};
 inline constexpr NumberKind kOffsets{"an offset", "offsets", "0-19", UINT32_MAX, 65536, false};
+/* A rule can be deleted once: the second time the daemon would stop in the middle. */
+inline constexpr NumberKind kOffsetsToDelete{"an offset", "offsets", "0-19",
+                                             UINT32_MAX,  65536,     true};
 
 /* Reads "5", "7-9" and comma-separated lists of both, and appends them in order. Returns an empty
  * string, or what is wrong with `text`. */

@@ -23,7 +23,7 @@ bool layer_of(int link_type, LinkLayer *layer) {
 }  // namespace
 
 std::string read_pcap_file(const std::string &file, uint32_t most,
-                           std::vector<CapturedPacket> *packets) {
+                           std::vector<CapturedPacket> *packets, bool *more) {
     /* Opened here: the library's own complaint repeats the name. */
     FILE *stream = std::fopen(file.c_str(), "rbe");
     if (stream == nullptr) {
@@ -45,10 +45,14 @@ std::string read_pcap_file(const std::string &file, uint32_t most,
     }
     pcap_pkthdr *head = nullptr;
     const u_char *data = nullptr;
-    while (packets->size() < most) {
+    while (true) {
         const int result = pcap_next_ex(capture.get(), &head, &data);
         if (result == PCAP_ERROR_BREAK) {
             break; /* the end */
+        }
+        if (packets->size() == most) {
+            *more = true; /* whatever it is */
+            break;
         }
         if (result != 1) {
             return "packet " + std::to_string(packets->size() + 1) + ": " +

@@ -16,10 +16,10 @@ struct CapturedPacket {
     std::vector<uint8_t> bytes; /* as many as were captured */
 };
 
-/* The first `most` packets of a file. Returns "", or what is wrong with the file, in words that go
- * on from its name. */
+/* The first `most` packets of a file; *more tells whether it goes on behind them. Returns "", or
+ * what is wrong with the file, in words that go on from its name. */
 std::string read_pcap_file(const std::string &file, uint32_t most,
-                           std::vector<CapturedPacket> *packets);
+                           std::vector<CapturedPacket> *packets, bool *more);
 
 }  // namespace aclrmctl
 

@@ -3,7 +3,7 @@
 
 namespace aclrmctl {
 
-std::string read_pcap_file(const std::string &, uint32_t, std::vector<CapturedPacket> *) {
+std::string read_pcap_file(const std::string &, uint32_t, std::vector<CapturedPacket> *, bool *) {
     return "this aclrmctl was built without libpcap and cannot read captures";
 }
 

@@ -38,10 +38,11 @@ bool refused_before_work(const Failure &failure) {
 /* The daemon goes on from one number to the next and takes none back; the ACL and the client it
  * looks at before the first. */
 void tell_of_partial_work(std::optional<Failure> *failure, const char *noun, const char *done,
-                          size_t count) {
-    if (*failure && (*failure)->status && count > 1 && !refused_before_work(**failure)) {
+                          const Piece &piece) {
+    if (*failure && (*failure)->status && piece.count > 1 && !refused_before_work(**failure)) {
         (*failure)->details.push_back(std::string("those of these ") + noun +
                                       "s before the failing one may be " + done);
+        mark_uncertain(&**failure, done, piece.request.numbers, piece.first + piece.count);
     }
 }
 
@@ -65,7 +66,7 @@ Answer perform_bind_list(const Settings &settings, const BindRequest &request) {
                   : send_piece(settings, client.get(), what, piece, zv_acl_rm_api_acl_rif_bind,
                                &zv_acl_rm_acl_rif_bind_params_t::rifs,
                                &zv_acl_rm_acl_rif_bind_params_t::rifs_num);
-        tell_of_partial_work(&failure, noun, done, count);
+        tell_of_partial_work(&failure, noun, done, piece);
         return failure;
     };
     if (auto failure =
@@ -101,6 +102,7 @@ Answer perform_port_set(const Settings &settings, const PortSetRequest &request)
     if (auto failure = connect_daemon(settings, &client)) {
         return *failure;
     }
+    const char *done = request.add ? "added" : "deleted";
     const auto send = [&](size_t first, size_t count) {
         zv_acl_rm_port_set_params_t params{};
         params.cmd =
@@ -113,11 +115,12 @@ Answer perform_port_set(const Settings &settings, const PortSetRequest &request)
                                    zv_acl_rm_api_port_set, &params);
         if (failure && failure->status) {
             failure->details.emplace_back("some of the ACLs bound to the system may have followed");
+            mark_uncertain(&*failure, done, request.ports, first + count);
         }
         return failure;
     };
-    if (auto failure = send_in_pieces(request.ports, ZV_ACL_RM_PORTS_PER_RECORD,
-                                      request.add ? "added" : "deleted", "port", send)) {
+    if (auto failure =
+            send_in_pieces(request.ports, ZV_ACL_RM_PORTS_PER_RECORD, done, "port", send)) {
         return *failure;
     }
     return PortSetAnswer{request};

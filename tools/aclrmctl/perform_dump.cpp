@@ -1,13 +1,12 @@
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
 #include "client/dump_place.h"
 #include "daemon_link.h"
+#include "dump_directory.h"
 #include "exit_codes.h"
 #include "perform_parts.h"
 
@@ -17,30 +16,6 @@ namespace {
 
 const char *const kDumpHint =
     "the daemon opens the file itself; if it could not, the dump is in its log";
-
-/* A directory of our own for the dump. In a shared one such as /tmp the kernel would keep a daemon
- * of another user from writing a file that we made, and anyone could guess the name. */
-class PrivateDirectory {
-  public:
-    PrivateDirectory() : path_(temporary_base() + "/aclrmctl-XXXXXX") {
-        error_ = mkdtemp(path_.data()) == nullptr ? errno : 0;
-    }
-    ~PrivateDirectory() {
-        if (error_ == 0) {
-            std::error_code ignored;
-            std::filesystem::remove_all(path_, ignored);
-        }
-    }
-    PrivateDirectory(const PrivateDirectory &) = delete;
-    PrivateDirectory &operator=(const PrivateDirectory &) = delete;
-
-    int error() const { return error_; }
-    const std::string &path() const { return path_; }
-
-  private:
-    std::string path_;
-    int error_ = 0;
-};
 
 /* Inode, size and time of last change: differ when the daemon has written the file. */
 struct FileState {
@@ -98,7 +73,7 @@ Answer perform_dump(const Settings &settings, const DumpRequest &request) {
         const std::string file = error ? request.file : path.string();
         return dump_to(settings, file, "dumping to " + file, false);
     }
-    const PrivateDirectory directory;
+    const DumpDirectory directory;
     if (directory.error() != 0) {
         return Failure{kExitFailure,
                        directory.path() + ": " + std::strerror(directory.error()),
@@ -106,8 +81,7 @@ Answer perform_dump(const Settings &settings, const DumpRequest &request) {
                        {},
                        "name a file for the dump, or another TMPDIR"};
     }
-    Answer answer =
-        dump_to(settings, directory.path() + "/dump", "reading the daemon's cache", true);
+    Answer answer = dump_to(settings, directory.file(), "reading the daemon's cache", true);
     if (auto *dumped = std::get_if<DumpAnswer>(&answer)) {
         std::string text;
         if (const int error = read_text_file(dumped->file, &text); error != 0) {

@@ -14,6 +14,7 @@ namespace {
 
 constexpr uint32_t kForwardsToPort = 1;
 constexpr uint32_t kForwardsToMcGroup = 2;
+constexpr const char *kReadAndCleared = "read and cleared";
 
 std::string of_acl(uint32_t acl_id) {
     return " of ACL " + std::to_string(acl_id);
@@ -67,7 +68,7 @@ std::optional<Failure> delete_some(const Settings &settings, const RuleDeleteReq
                         of_acl(request.acl_id),
                     zv_acl_rm_api_acl_rule_set, &params);
     set_hint(&failure, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
-             "one of these offsets holds no rule, and none of them was deleted");
+             "where one of these offsets holds no rule, none of them is deleted");
     return failure;
 }
 
@@ -96,8 +97,16 @@ std::optional<Failure> get_some(const Settings &settings, const RuleGetRequest &
     if (failure->status && request.activity == Activity::kReadAndClear && count > 1) {
         failure->details.emplace_back(
             "the activity of those of these rules before the failing one is cleared");
+        mark_uncertain(&*failure, kReadAndCleared, request.offsets, first + count);
     }
     return failure;
+}
+
+/* What the switch has forgotten by now cannot be read again. */
+void keep_what_was_read(const RuleGetAnswer &answer, Failure *failure) {
+    if (failure->partial && !answer.rules.empty()) {
+        failure->finished = std::make_shared<FinishedPart>(FinishedPart{answer});
+    }
 }
 
 }  // namespace
@@ -114,9 +123,10 @@ Answer perform_rule_add(const Settings &settings, const RuleAddRequest &request)
                                    std::to_string(request.rule.priority) + of_acl(request.acl_id),
                                zv_acl_rm_api_acl_rule_set, &params);
     if (!failure) {
-        return RuleAddAnswer{request.acl_id, written_view(params.rules[0], targets)};
+        return RuleAddAnswer{request.acl_id, written_view(params.rules[0], targets),
+                             request.masked};
     }
-    if (targets.counter_id != 0) {
+    if (targets.counter_id != 0 && !targets.forward_mc) { /* a missing group is found before */
         set_hint(&failure, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND,
                  "the switch may have it; a good rule at its priority mends that");
     }
@@ -156,8 +166,10 @@ Answer perform_rule_get(const Settings &settings, const RuleGetRequest &request)
     const auto send = [&](size_t first, size_t count) {
         return get_some(settings, asked, first, count, client.get(), &answer.rules);
     };
+    const char *done = asked.activity == Activity::kReadAndClear ? kReadAndCleared : kOnlyRead;
     if (auto failure =
-            send_in_pieces(asked.offsets, ZV_ACL_RM_RULES_PER_RECORD, "read", "rule", send)) {
+            send_in_pieces(asked.offsets, ZV_ACL_RM_RULES_PER_RECORD, done, "rule", send)) {
+        keep_what_was_read(answer, &*failure);
         return *failure;
     }
     return answer;

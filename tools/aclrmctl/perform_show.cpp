@@ -5,8 +5,10 @@
 #include <nlohmann/json.hpp>
 
 #include "daemon_link.h"
+#include "exit_codes.h"
 #include "perform_parts.h"
 #include "switch_control.h"
+#include "text_table.h"
 
 namespace aclrmctl {
 
@@ -61,15 +63,21 @@ void read_rules(const Settings &settings, ShowAnswer *answer) {
     }
 }
 
-/* Counters that no rule uses are in no dump; the simulated switch tells of them where it is asked.
- */
+/* Counters that no rule uses are in no dump; the daemon's simulated switch tells of them where it
+ * is asked. */
 bool add_counters_of_switch(const Settings &settings, std::map<uint32_t, uint32_t> *rules_num) {
+    Client client;
     nlohmann::json state;
-    if (ask_switch(settings, {{"cmd", "state"}}, &state)) {
+    if (connect_daemon(settings, &client) ||
+        !ask_state_of(zv_acl_rm_client_fd(client.get()), settings, &state)) {
         return false;
     }
-    for (const auto &counter : state.value("counters", nlohmann::json::array())) {
-        rules_num->emplace(counter.value("counter_id", 0u), 0);
+    try {
+        for (const auto &counter : state.value("counters", nlohmann::json::array())) {
+            rules_num->emplace(counter.value("counter_id", 0u), 0);
+        }
+    } catch (const nlohmann::json::exception &) { /* a member of another type than expected */
+        return false;
     }
     return true;
 }
@@ -82,12 +90,38 @@ void read_counters(const Settings &settings, ShowAnswer *answer) {
         }
     }
     answer->all_counters = add_counters_of_switch(settings, &rules_num) || answer->all_rules;
+    std::vector<uint32_t> unread;
+    std::string first_what;
     for (const auto &[counter_id, rules] : rules_num) {
         const Answer read = perform_counter_read(settings, {counter_id});
         if (const auto *counter = std::get_if<CounterReadAnswer>(&read)) {
             answer->counters.push_back({counter_id, counter->type, counter->value, rules});
+            continue;
+        }
+        const auto &failure = std::get<Failure>(read);
+        /* One that was destroyed meanwhile, or that the daemon did not create, is none of its. */
+        if (failure.status != ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND) {
+            first_what = unread.empty() ? failure.what : first_what;
+            unread.push_back(counter_id);
         }
     }
+    if (!unread.empty()) {
+        answer->whole = false;
+        answer->counters_read = answer->all_counters = false;
+        answer->notes.push_back(
+            (unread.size() == 1 ? "the value of counter " : "the values of counters ") +
+            number_runs(unread) + " could not be read: " + first_what);
+    }
+}
+
+/* None rather than an ACL without rules. */
+Failure no_such_acl(uint32_t acl_id) {
+    const std::string id = std::to_string(acl_id);
+    return {kExitRefused,
+            "showing the rules of ACL " + id + ": there is no such ACL",
+            {},
+            {"it was never created, is destroyed, or got another id by an edit"},
+            "'aclrmctl show acls' lists them"};
 }
 
 }  // namespace
@@ -104,6 +138,10 @@ Answer perform_show(const Settings &settings, const ShowRequest &request) {
             "the dump, which holds 65535 characters, was cut" +
             (answer.cache.read_up_to.empty() ? "" : " in its table of " + answer.cache.read_up_to) +
             ": what follows is missing here");
+    }
+    if (request.acl_id && has_all(answer.cache, "acls") &&
+        find_acl(answer.cache, *request.acl_id) == nullptr) {
+        return no_such_acl(*request.acl_id);
     }
     const Table table = request.table;
     answer.all_rules = has_all(answer.cache, "rules");

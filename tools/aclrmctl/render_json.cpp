@@ -4,6 +4,8 @@
 #include "exit_codes.h"
 #include "render.h"
 #include "render_json_cache.h"
+#include "render_text.h"
+#include "terminal_text.h"
 #include "zv_acl_rm/zv_acl_rm_client.h"
 
 namespace aclrmctl {
@@ -89,6 +91,38 @@ ordered_json capture_object(const CaptureRow &row) {
     return object;
 }
 
+/* Where packets come in. */
+ordered_json where_object(const PacketRequest &where) {
+    return {{where.router_interface ? "rif" : "port", where.ingress_point},
+            {"direction", where.direction},
+            {"direction_name", direction_name(where.direction)}};
+}
+
+ordered_json rows_object(const RuleGetAnswer &answer) {
+    ordered_json rules = ordered_json::array();
+    for (const RuleView &rule : answer.rules) {
+        rules.push_back(rule_object(rule));
+    }
+    ordered_json object{{"acl_id", answer.asked.acl_id}, {"rules", rules}};
+    if (answer.asked.format != RuleFormat::kAuto) {
+        object["format"] = format_name(answer.asked.format);
+        object["text"] = rule_file_text(answer);
+    }
+    return object;
+}
+
+ordered_json rows_object(const PcapAnswer &answer) {
+    ordered_json packets = ordered_json::array();
+    for (const CaptureRow &row : answer.rows) {
+        packets.push_back(capture_object(row));
+    }
+    ordered_json object{{"file", answer.asked.file}};
+    object.update(where_object(answer.asked.where));
+    object["packets"] = packets;
+    object["more_in_file"] = answer.more;
+    return object;
+}
+
 /* Every rule of the file is in one of the runs. */
 ordered_json load_object(const LoadOutcome &load) {
     ordered_json runs = ordered_json::array();
@@ -133,6 +167,10 @@ class JsonRenderer final : public Renderer {
                 object["partial"]["mc_group_id"] = *answer.partial->mc_group_id;
             }
         }
+        if (answer.finished) {
+            object.update(std::visit([](const auto &rows) { return rows_object(rows); },
+                                     answer.finished->rows));
+        }
         if (answer.input) {
             object["input"] = {{"file", answer.input->file},
                                {"line", answer.input->error.line},
@@ -152,7 +190,11 @@ class JsonRenderer final : public Renderer {
     }
 
     void operator()(const OpenAnswer &answer) const override {
-        print({{"ok", true}, {"owner", owner_name(answer.owner)}, {"handle", answer.handle}});
+        print({{"ok", true},
+               {"owner", owner_name(answer.owner)},
+               {"owner_number", answer.owner},
+               {"owner_name", owner_name(answer.owner)},
+               {"handle", answer.handle}});
     }
 
     void operator()(const InitAnswer &answer) const override {
@@ -167,21 +209,24 @@ class JsonRenderer final : public Renderer {
                {"key_type", answer.asked.key_type},
                {"action_type", answer.asked.action_type},
                {"acl_type", answer.asked.acl_type},
-               {"direction", answer.asked.direction}});
+               {"direction", answer.asked.direction},
+               {"direction_name", direction_name(answer.asked.direction)}});
     }
 
     void operator()(const AclDestroyAnswer &answer) const override {
         print({{"ok", true},
                {"acl_id", answer.asked.acl_id},
                {"acl_type", answer.asked.acl_type},
-               {"direction", answer.asked.direction}});
+               {"direction", answer.asked.direction},
+               {"direction_name", direction_name(answer.asked.direction)}});
     }
 
     void operator()(const AclEditAnswer &answer) const override {
         print({{"ok", true},
                {"acl_id", answer.acl_id},
                {"former_acl_id", answer.asked.acl_id},
-               {"direction", answer.asked.direction}});
+               {"direction", answer.asked.direction},
+               {"direction_name", direction_name(answer.asked.direction)}});
     }
 
     void operator()(const AclResizeAnswer &answer) const override {
@@ -208,6 +253,7 @@ class JsonRenderer final : public Renderer {
     void operator()(const RuleAddAnswer &answer) const override {
         ordered_json object{{"ok", true}, {"acl_id", answer.acl_id}};
         object.update(rule_object(answer.rule));
+        object["masked"] = answer.masked;
         print(object);
     }
 
@@ -219,11 +265,9 @@ class JsonRenderer final : public Renderer {
     }
 
     void operator()(const RuleGetAnswer &answer) const override {
-        ordered_json rules = ordered_json::array();
-        for (const RuleView &rule : answer.rules) {
-            rules.push_back(rule_object(rule));
-        }
-        print({{"ok", true}, {"acl_id", answer.asked.acl_id}, {"rules", rules}});
+        ordered_json object{{"ok", true}};
+        object.update(rows_object(answer));
+        print(object);
     }
 
     void operator()(const RuleMoveAnswer &answer) const override {
@@ -252,7 +296,8 @@ class JsonRenderer final : public Renderer {
     void operator()(const CounterCreateAnswer &answer) const override {
         print({{"ok", true},
                {"counter_id", answer.counter_id},
-               {"type", counter_type_name(answer.type)}});
+               {"type", counter_type_name(answer.type)},
+               {"type_number", static_cast<uint32_t>(answer.type)}});
     }
 
     void operator()(const CounterDestroyAnswer &answer) const override {
@@ -264,6 +309,7 @@ class JsonRenderer final : public Renderer {
         print({{"ok", true},
                {"counter_id", answer.counter_id},
                {"type", type},
+               {"type_number", static_cast<uint32_t>(answer.type)},
                {type, answer.value}});
     }
 
@@ -287,7 +333,10 @@ class JsonRenderer final : public Renderer {
     }
 
     void operator()(const McGetAnswer &answer) const override {
-        print({{"ok", true}, {"mc_group_id", answer.group_id}, {"ports", answer.ports}});
+        print({{"ok", true},
+               {"mc_group_id", answer.group_id},
+               {"ports", answer.ports},
+               {"may_have_more", may_have_more(answer)}});
     }
 
     void operator()(const DumpAnswer &answer) const override {
@@ -315,17 +364,18 @@ class JsonRenderer final : public Renderer {
     void operator()(const PacketAnswer &answer) const override {
         ordered_json object = *answer.json;
         object["packet"] = describe_packet_key({answer.asked.key_type, answer.asked.key});
+        object.update(where_object(answer.asked));
+        object["key_type"] = answer.asked.key_type;
+        object["length"] = answer.asked.length;
         object["rule"] = answer.rule;
+        /* What nothing matches goes on. */
+        const uint32_t verdict = object.value("verdict", static_cast<uint32_t>(Verdict::kPermit));
+        object["verdict"] = verdict;
+        object["verdict_name"] = verdict_text(verdict);
         print(object);
     }
 
-    void operator()(const PcapAnswer &answer) const override {
-        ordered_json packets = ordered_json::array();
-        for (const CaptureRow &row : answer.rows) {
-            packets.push_back(capture_object(row));
-        }
-        print({{"file", answer.asked.file}, {"packets", packets}});
-    }
+    void operator()(const PcapAnswer &answer) const override { print(rows_object(answer)); }
 
     void operator()(const PortsAnswer &answer) const override {
         if (answer.set) {
@@ -359,7 +409,9 @@ class JsonRenderer final : public Renderer {
                             {"ok", exit_code == kExitOk},
                             {"exit", exit_code}};
         object.update(members);
-        out_ << object.dump(-1, ' ', false, ordered_json::error_handler_t::replace) << "\n";
+        out_ << escaped_controls(
+                    object.dump(-1, ' ', false, ordered_json::error_handler_t::replace))
+             << "\n";
     }
 
     const std::string &command_;

@@ -119,6 +119,7 @@ ordered_json shown_counters(const ShowAnswer &answer) {
     for (const ShownCounter &counter : answer.counters) {
         list.push_back({{"counter_id", counter.counter_id},
                         {"type", counter_type_name(counter.type)},
+                        {"type_number", static_cast<uint32_t>(counter.type)},
                         {"value", counter.value},
                         {"rules_num", answer.all_rules ? ordered_json(counter.rules_num)
                                                        : ordered_json(nullptr)}});

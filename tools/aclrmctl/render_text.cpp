@@ -4,9 +4,10 @@
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
-#include <ostream>
+#include <sstream>
 
 #include "exit_codes.h"
+#include "terminal_text.h"
 #include "text_table.h"
 #include "zv_acl_rm/zv_acl_rm_client.h"
 
@@ -20,6 +21,18 @@ void print_masked(std::ostream &out, const RuleCheckAnswer &answer) {
             << " had address bits beyond the prefix, which were cleared (first: line "
             << answer.first_masked_line << ")\n";
     }
+}
+
+/* Answers without tables, and without a text of somebody else's, whose lines are left alone. What a
+ * failure has on standard output is such a table. */
+template <typename... Others>
+bool is_none_of(const Answer &answer) {
+    return !(std::holds_alternative<Others>(answer) || ...);
+}
+
+bool is_sentences(const Answer &answer) {
+    return is_none_of<Failure, RuleGetAnswer, DumpAnswer, ShowAnswer, PcapAnswer, PortsAnswer,
+                      StateAnswer, UsageAnswer, DemoAnswer>(answer);
 }
 
 /* "4-7", "4": a block of offsets; 64 bits, for one that would end past the largest. */
@@ -41,11 +54,6 @@ std::string forward_text(const RuleTargets &targets) {
     return targets.forward_mc ? "MC " + std::to_string(*targets.forward_mc) : "";
 }
 
-/* A bare number needs the word for what it is. */
-std::string direction_text(const Names &names, uint32_t direction) {
-    return (names.numeric() ? "direction " : "") + names.direction(direction);
-}
-
 std::string ports_text(const std::vector<uint32_t> &ports) {
     return counted(ports.size(), "port") + ": " + number_runs(ports);
 }
@@ -56,26 +64,23 @@ size_t picture_columns(size_t columns) {
 }
 
 /* Where a terminal would break it, an error of a file goes on in a line of its own behind the
- * place, and one of a load between words. Elsewhere it is whole, as editors expect it. */
+ * place, and any other between words. Elsewhere it is whole, as editors expect it. */
 std::string first_line(const Failure &failure, size_t columns) {
-    const std::string whole = "aclrmctl: " + failure.what;
-    if (columns == 0 || whole.size() <= columns || (!failure.input && !failure.load)) {
-        return whole + "\n";
-    }
-    if (!failure.input) {
-        return wrapped(whole).substr(2); /* its indentation */
+    const std::string whole = "aclrmctl: " + masked_line(failure.what);
+    if (columns == 0 || columns_of(whole) <= columns || !failure.input) {
+        return fitted(whole + "\n", columns);
     }
     const RuleFileError &error = failure.input->error;
     const std::string place =
-        describe_place(failure.input->file, {error.line, error.column, "", ""});
+        masked_line(describe_place(failure.input->file, {error.line, error.column, "", ""}));
     const size_t end = std::string("aclrmctl: ").size() + place.size();
-    return whole.substr(0, end - 1) + "\n" + wrapped(whole.substr(end));
+    return whole.substr(0, end - 1) + "\n" + wrapped(whole.substr(end), columns);
 }
 
 /* "FILE:" before what is said of it, in a line of its own where both together are too long. */
 std::string file_line(const std::string &file, const std::string &said, size_t columns) {
     const bool fits = columns == 0 || file.size() + 2 + said.size() <= columns;
-    return fits ? file + ": " + said + "\n" : file + ":\n" + wrapped(said);
+    return fits ? file + ": " + said + "\n" : file + ":\n" + wrapped(said, columns);
 }
 
 /* Columns that no rule has anything to say in are left out, and the rule's words come last: they
@@ -109,9 +114,17 @@ void print_rule_table(std::ostream &out, const Names &names, size_t columns,
     table.print(out, columns);
 }
 
+bool has_loadable_rule(const RuleGetAnswer &answer) {
+    return std::any_of(answer.rules.begin(), answer.rules.end(),
+                       [](const RuleView &rule) { return rule.valid; });
+}
+
 }  // namespace
 
 void TextRenderer::operator()(const Failure &answer) const {
+    if (answer.finished) {
+        std::visit([this](const auto &rows) { (*this)(rows); }, answer.finished->rows);
+    }
     err_ << first_line(answer, columns_);
     if (answer.input && answer.input->error.line != 0) {
         for (const std::string &line : picture_of(answer.input->error, picture_columns(columns_))) {
@@ -129,17 +142,19 @@ void TextRenderer::operator()(const Failure &answer) const {
         const bool known = !answer.why.empty();
         err_ << wrapped(
             (names_.numeric() ? number : number + ", " + zv_acl_rm_status_name(*answer.status)) +
-            (known ? "" : std::string(": ") + zv_acl_rm_status_meaning(*answer.status)));
+                (known ? "" : std::string(": ") + zv_acl_rm_status_meaning(*answer.status)),
+            columns_);
     }
     for (const std::string &reason : answer.why) {
-        err_ << wrapped((answer.why_certain ? "why: " : "perhaps: ") + reason);
+        err_ << wrapped((answer.why_certain ? "why: " : "perhaps: ") + masked_line(reason),
+                        columns_);
     }
     for (const std::string &detail : answer.details) {
         /* Whole where no terminal is: they name what scripts may look for. */
-        err_ << (answer.load && columns_ != 0 ? wrapped(detail) : "  " + detail + "\n");
+        err_ << fitted("  " + masked_line(detail) + "\n", columns_);
     }
     if (!answer.hint.empty()) {
-        err_ << wrapped("hint: " + answer.hint);
+        err_ << wrapped("hint: " + masked_line(answer.hint), columns_);
     }
 }
 
@@ -218,16 +233,29 @@ void TextRenderer::operator()(const RuleAddAnswer &answer) const {
         out_ << ", counted by " << rule.targets.counter_id;
     }
     out_ << (forward.empty() ? "" : ", forwarded to " + forward) << "\n";
+    for (const std::string &option : answer.masked) {
+        out_ << "  note: " << option << " had address bits beyond the prefix, which were cleared\n";
+    }
 }
 
 void TextRenderer::operator()(const RuleDeleteAnswer &answer) const {
     out_ << counted(answer.asked.offsets.size(), "rule") << " of ACL " << answer.asked.acl_id
-         << " deleted: offset " << number_runs(answer.asked.offsets) << ".\n";
+         << (answer.asked.offsets.size() == 1 ? " deleted: offset " : " deleted: offsets ")
+         << number_runs(answer.asked.offsets) << ".\n";
 }
 
 void TextRenderer::operator()(const RuleGetAnswer &answer) const {
     if (answer.asked.format != RuleFormat::kAuto) {
         out_ << rule_file_text(answer);
+        if (!has_loadable_rule(answer)) {
+            err_ << "aclrmctl: ACL " << answer.asked.acl_id
+                 << (answer.rules.empty() ? " holds no rule" : " holds no valid rule")
+                 << ": 'rule load' refuses a file without one\n";
+        }
+        return;
+    }
+    if (answer.rules.empty()) {
+        out_ << "Rules: none\n";
         return;
     }
     print_rule_table(out_, names_, columns_, answer);
@@ -296,6 +324,9 @@ void TextRenderer::operator()(const McDeleteAnswer &answer) const {
 void TextRenderer::operator()(const McGetAnswer &answer) const {
     out_ << "MC group " << answer.group_id << ": "
          << (answer.ports.empty() ? "no ports" : ports_text(answer.ports)) << ".\n";
+    if (may_have_more(answer)) {
+        out_ << "  There may be more: a read holds " << answer.ports.size() << " ports.\n";
+    }
 }
 
 void TextRenderer::operator()(const DumpAnswer &answer) const {
@@ -310,6 +341,10 @@ void TextRenderer::operator()(const DumpAnswer &answer) const {
 void TextRenderer::operator()(const DemoAnswer &answer) const {
     out_ << "\nAll done" << (answer.attached ? "" : "; switch and daemon are gone again")
          << ".\n'aclrmctl --help' lists the commands.\n";
+}
+
+std::string direction_text(const Names &names, uint32_t direction) {
+    return (names.numeric() ? "direction " : "") + names.direction(direction);
 }
 
 std::string formatted(const char *format, ...) {
@@ -331,9 +366,14 @@ int exit_status(const Answer &answer) {
 
 void render_text(const Answer &answer, const TextStyle &style, std::ostream &out,
                  std::ostream &err) {
-    const TextRenderer text(style, out, err);
+    std::ostringstream said;
+    std::ostringstream complained;
+    const TextRenderer text(style, said, complained);
     const Renderer &renderer = text;
     std::visit(renderer, answer);
+    const std::string shown = masked_text(said.str());
+    out << (is_sentences(answer) ? fitted(shown, style.columns) : shown);
+    err << masked_text(complained.str());
 }
 
 }  // namespace aclrmctl

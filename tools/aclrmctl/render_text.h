@@ -52,6 +52,9 @@ class TextRenderer final : public Renderer {
     size_t columns_;
 };
 
+/* "ingress"; a bare number needs the word for what it is: "direction 0". */
+std::string direction_text(const Names &names, uint32_t direction);
+
 /* The rules as a rule file in the format asked for. */
 std::string rule_file_text(const RuleGetAnswer &answer);
 

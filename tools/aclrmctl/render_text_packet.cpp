@@ -1,7 +1,7 @@
 /* What became of packets in the simulated switch. */
 #include <map>
 #include <nlohmann/json.hpp>
-#include <ostream>
+#include <sstream>
 
 #include "render_text.h"
 #include "text_table.h"
@@ -14,7 +14,7 @@ using nlohmann::json;
 
 std::string where_text(const Names &names, const PacketRequest &asked) {
     return (asked.router_interface ? "router interface " : "port ") +
-           std::to_string(asked.ingress_point) + ", " + names.direction(asked.direction);
+           std::to_string(asked.ingress_point) + ", " + direction_text(names, asked.direction);
 }
 
 void print_summary(std::ostream &out, const Names &names, const PcapAnswer &answer) {
@@ -31,7 +31,8 @@ void print_summary(std::ostream &out, const Names &names, const PcapAnswer &answ
     out << counted(answer.rows.size() - unsent_num, "packet") << " sent";
     const char *separator = ": ";
     for (const auto &[verdict, packets_num] : verdicts) {
-        out << separator << packets_num << " " << names.verdict(verdict);
+        out << separator << packets_num << (names.numeric() ? " verdict " : " ")
+            << names.verdict(verdict);
         separator = ", ";
     }
     if (unmatched_num > 0) {
@@ -41,6 +42,10 @@ void print_summary(std::ostream &out, const Names &names, const PcapAnswer &answ
         out << "; " << unsent_num << " not sent: they have no key of the type asked for";
     }
     out << ".\n";
+    if (answer.more) {
+        out << "There are more packets in the file: --count " << answer.asked.most
+            << " ended before them.\n";
+    }
 }
 
 }  // namespace
@@ -68,7 +73,8 @@ void TextRenderer::operator()(const PacketAnswer &answer) const {
 }
 
 void TextRenderer::operator()(const PcapAnswer &answer) const {
-    out_ << answer.asked.file << " at " << where_text(names_, answer.asked.where) << "\n";
+    out_ << fitted(answer.asked.file + " at " + where_text(names_, answer.asked.where) + "\n",
+                   columns_);
     TextTable table({">packet", ">bytes", "verdict", ">ACL", ">offset", "what"});
     for (const CaptureRow &row : answer.rows) {
         const bool hit = row.sent && row.matched;
@@ -81,7 +87,9 @@ void TextRenderer::operator()(const PcapAnswer &answer) const {
     if (!table.empty()) {
         table.print(out_, columns_);
     }
-    print_summary(out_, names_, answer);
+    std::ostringstream summary;
+    print_summary(summary, names_, answer);
+    out_ << fitted(summary.str(), columns_);
 }
 
 }  // namespace aclrmctl

@@ -261,7 +261,10 @@ TextTable table_of(const Names &names, const ShowAnswer &answer, Table table) {
     return owners_table(names, answer.cache);
 }
 
-std::string why_not_told(const ShowAnswer &answer) {
+std::string why_not_told(const ShowAnswer &answer, const Section &section) {
+    if (section.table == Table::kCounters && !answer.counters_read) {
+        return "not told: counters could not be read\n";
+    }
     return has_all(answer.cache, "rules") && !answer.all_rules
                ? "not told: rules could not be read\n"
                : "not told: the dump was cut\n";
@@ -288,7 +291,7 @@ void TextRenderer::operator()(const ShowAnswer &answer) const {
                                     : table_of(names_, answer, section.table);
         if (table.empty()) {
             out_ << section.title
-                 << (is_told(answer, section) ? ": none\n" : ": " + why_not_told(answer));
+                 << (is_told(answer, section) ? ": none\n" : ": " + why_not_told(answer, section));
             continue;
         }
         if (all) {
@@ -296,7 +299,7 @@ void TextRenderer::operator()(const ShowAnswer &answer) const {
         }
         table.print(out_, columns_);
         if (!is_told(answer, section)) {
-            out_ << "  there may be more, " << why_not_told(answer);
+            out_ << "  there may be more, " << why_not_told(answer, section);
         }
     }
     if (all && answer.cache.read_up_to.empty()) {
@@ -308,7 +311,7 @@ void TextRenderer::operator()(const ShowAnswer &answer) const {
         err_ << "aclrmctl: a part is missing\n";
     }
     for (const std::string &note : answer.notes) {
-        err_ << wrapped(note);
+        err_ << wrapped(note, columns_);
     }
 }
 

@@ -6,6 +6,7 @@
 #ifndef ACLRMCTL_REQUEST_H
 #define ACLRMCTL_REQUEST_H
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,6 +30,8 @@ struct Settings {
     std::string switch_socket;
     uint64_t handle = kDefaultHandle;
     int timeout_ms = 5000;
+    /* When all has to be over, however many calls it takes; where a command has that. */
+    std::optional<std::chrono::steady_clock::time_point> deadline{};
     bool json = false;
     bool numeric = false; /* numbers in text where there are names */
 };
@@ -87,6 +90,7 @@ struct RuleLoadRequest {
 struct RuleAddRequest {
     uint32_t acl_id = 0;
     WholeRule rule;
+    std::vector<std::string> masked{}; /* options with address bits beyond the prefix */
 };
 
 struct RuleDeleteRequest {

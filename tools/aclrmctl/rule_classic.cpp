@@ -110,6 +110,7 @@ bool take_rule(TextCursor &cursor, FilterRule *rule, bool *masked) {
 
 std::optional<RuleFileError> parse_classic_line(std::string_view line, RuleFile *file) {
     TextCursor cursor(line);
+    cursor.allow_leading_zeros(); /* generators of such files pad numbers to a width */
     cursor.skip_space();
     if (cursor.at_end()) {
         return std::nullopt;

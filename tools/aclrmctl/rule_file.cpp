@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "terminal_text.h"
+
 namespace aclrmctl {
 
 namespace {
@@ -56,55 +58,6 @@ std::optional<RuleFileError> parse_lines(std::string_view text, RuleFile *file) 
         }
     }
     return std::nullopt;
-}
-
-/* A character of a line as a terminal may show it, and where its bytes end. */
-struct Glyph {
-    std::string shown;
-    size_t end;
-};
-
-/* The bytes of the UTF-8 character that the text begins with, 0 for none; *code is its number. */
-size_t decode_utf8(std::string_view text, uint32_t *code) {
-    const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
-    const size_t length = byte(0) < 0x80             ? 1
-                          : (byte(0) & 0xE0) == 0xC0 ? 2
-                          : (byte(0) & 0xF0) == 0xE0 ? 3
-                          : (byte(0) & 0xF8) == 0xF0 ? 4
-                                                     : 0;
-    if (length == 0 || length > text.size()) {
-        return 0;
-    }
-    *code = length == 1 ? byte(0) : byte(0) & (0x7Fu >> length);
-    for (size_t i = 1; i < length; i++) {
-        if ((byte(i) & 0xC0) != 0x80) {
-            return 0;
-        }
-        *code = *code << 6 | (byte(i) & 0x3Fu);
-    }
-    constexpr uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool is_surrogate = *code >= 0xD800 && *code <= 0xDFFF;
-    return *code < kSmallest[length] || is_surrogate || *code > 0x10FFFF ? 0 : length;
-}
-
-/* Controls are of no shape, and a terminal may obey them; so it may those from 0x80 on. */
-bool is_control(uint32_t code) {
-    constexpr uint32_t kDelete = 0x7F;
-    constexpr uint32_t kLastControl = 0x9F;
-    return code < ' ' || (code >= kDelete && code <= kLastControl);
-}
-
-std::vector<Glyph> glyphs_of(std::string_view line) {
-    std::vector<Glyph> glyphs;
-    for (size_t at = 0; at < line.size();) {
-        uint32_t code = 0;
-        const size_t length = decode_utf8(line.substr(at), &code);
-        const bool prints = length > 0 && (code == '\t' || !is_control(code));
-        const size_t end = at + std::max<size_t>(length, 1);
-        glyphs.push_back({prints ? std::string(line.substr(at, length)) : "?", end});
-        at = end;
-    }
-    return glyphs;
 }
 
 }  // namespace

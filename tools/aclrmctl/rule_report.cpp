@@ -140,7 +140,7 @@ Failure failed_load(const LoadPlan &plan, const SendResult &sent, Client client)
     std::vector<RuleState> states = survey_rules(plan, sent, &client);
     explain_refusal(plan, sent, states, client.get(), &failure);
     if (plan.request.undo && client) {
-        take_back(plan, client.get(), &states);
+        take_back(plan, sent, client.get(), &states);
     } else if (plan.request.undo) {
         failure.details.emplace_back("nothing was taken back: the daemon does not answer");
     }

@@ -88,9 +88,9 @@ bool answers(const LoadPlan &plan, zv_acl_rm_client_t *client) {
 /* The rules of the ACL's region in the simulated switch, by offset. */
 using SwitchRules = std::map<uint32_t, nlohmann::json>;
 
-std::optional<SwitchRules> ask_for_rules(const LoadPlan &plan) {
+std::optional<SwitchRules> ask_for_rules(const LoadPlan &plan, zv_acl_rm_client_t *client) {
     nlohmann::json answer;
-    if (ask_switch(plan.settings, {{"cmd", "state"}}, &answer)) {
+    if (!ask_state_of(zv_acl_rm_client_fd(client), plan.settings, &answer)) {
         return std::nullopt;
     }
     const nlohmann::json &state = answer.contains("state") ? answer["state"] : answer;
@@ -174,7 +174,9 @@ class Survey {
                 look_at_batch(batch);
             }
         }
-        settle_states(plan_, &states_);
+        if (client_ != nullptr) {
+            settle_states(plan_, client_, &states_);
+        }
         return std::move(states_);
     }
 
@@ -271,12 +273,22 @@ void delete_recorded(const LoadPlan &plan, const std::vector<uint32_t> &indexes,
     }
     for (const uint32_t index : indexes) {
         (*states)[index] = after_refused_delete(plan, index, client);
-        const bool is_left =
-            (*states)[index] == RuleState::kInSwitch || (*states)[index] == RuleState::kRecordOnly;
+        const RuleState state = (*states)[index];
+        const bool is_left = state == RuleState::kInSwitch || state == RuleState::kRecordOnly ||
+                             state == RuleState::kUnread;
         if (is_left && indexes.size() > 1) {
             delete_recorded(plan, {index}, client, states);
         }
     }
+}
+
+/* By index: the rules whose commands the daemon has acknowledged. */
+std::vector<bool> written_rules(const LoadPlan &plan, const SendResult &sent) {
+    std::vector<bool> written(plan.total(), false);
+    for (const LoadBatch &batch : sent.batches) {
+        std::fill_n(written.begin() + batch.first, batch.count, batch.fate == BatchFate::kWritten);
+    }
+    return written;
 }
 
 /* A rule that matches nothing takes the place of whatever is there, and brings the daemon a record,
@@ -296,19 +308,26 @@ void clear_unrecorded(const LoadPlan &plan, uint32_t index, zv_acl_rm_client_t *
 
 }  // namespace
 
-void settle_states(const LoadPlan &plan, std::vector<RuleState> *states) {
+void settle_states(const LoadPlan &plan, zv_acl_rm_client_t *client,
+                   std::vector<RuleState> *states) {
     const auto is_open = [](RuleState state) {
         return state == RuleState::kNoRecord || state == RuleState::kUnread;
     };
     if (std::none_of(states->begin(), states->end(), is_open)) {
         return;
     }
-    const std::optional<SwitchRules> rules = ask_for_rules(plan);
-    for (uint32_t i = 0; rules && i < states->size(); i++) {
-        if (is_open((*states)[i])) {
-            (*states)[i] = settled((*states)[i], *rules, plan.offset(i), plan.rule(i));
+    std::vector<RuleState> found = *states;
+    try {
+        const std::optional<SwitchRules> rules = ask_for_rules(plan, client);
+        for (uint32_t i = 0; rules && i < found.size(); i++) {
+            if (is_open(found[i])) {
+                found[i] = settled(found[i], *rules, plan.offset(i), plan.rule(i));
+            }
         }
+    } catch (const nlohmann::json::exception &) { /* a member of another type than expected */
+        return;
     }
+    *states = std::move(found);
 }
 
 Sight look_at(const LoadPlan &plan, uint32_t index, zv_acl_rm_client_t *client) {
@@ -349,11 +368,14 @@ std::vector<RuleState> survey_rules(const LoadPlan &plan, const SendResult &sent
     return Survey(plan, sent, client->get(), sent.is_connected && has_unanswered).run();
 }
 
-void take_back(const LoadPlan &plan, zv_acl_rm_client_t *client, std::vector<RuleState> *states) {
+void take_back(const LoadPlan &plan, const SendResult &sent, zv_acl_rm_client_t *client,
+               std::vector<RuleState> *states) {
     std::vector<uint32_t> indexes;
+    const std::vector<bool> written = written_rules(plan, sent);
     for (uint32_t i = plan.total(); i-- > 0;) {
         const RuleState state = (*states)[i];
-        if (state == RuleState::kInSwitch || state == RuleState::kRecordOnly) {
+        if (state == RuleState::kInSwitch || state == RuleState::kRecordOnly ||
+            (state == RuleState::kUnread && written[i])) {
             indexes.push_back(i);
         }
         if (indexes.size() == ZV_ACL_RM_RULES_PER_RECORD || (i == 0 && !indexes.empty())) {
@@ -368,7 +390,7 @@ void take_back(const LoadPlan &plan, zv_acl_rm_client_t *client, std::vector<Rul
             clear_unrecorded(plan, i, client, states);
         }
     }
-    settle_states(plan, states);
+    settle_states(plan, client, states);
 }
 
 }  // namespace aclrmctl

@@ -36,6 +36,7 @@ class ControlSocket {
     ControlSocket(const ControlSocket &) = delete;
     ControlSocket &operator=(const ControlSocket &) = delete;
 
+    int fd() const { return fd_; }
     /* Each returns 0 or an errno value. */
     int connect(const std::string &path);
     int send_line(const std::string &line);
@@ -122,13 +123,29 @@ std::string command_name(const json &question) {
     return "switch command '" + question.value("cmd", std::string()) + "'";
 }
 
-std::optional<Failure> exchange(const Settings &settings, const json &question, std::string *line) {
+/* The process that listened for a connected local socket, 0 where that cannot be known. */
+pid_t peer_process(int fd) {
+    ucred peer{};
+    socklen_t bytes = sizeof(peer);
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &bytes) == 0 ? peer.pid : 0;
+}
+
+/* Of whichever process listens where `process` is 0, else of none but that one. */
+std::optional<Failure> exchange(const Settings &settings, pid_t process, const json &question,
+                                std::string *line) {
     const std::string path = rooted_path(settings.switch_socket);
-    ControlSocket socket(settings.timeout_ms);
+    ControlSocket socket(time_left_ms(settings));
     const int connected = socket.connect(path);
     if (connected != 0) {
         return connect_failure("simulated switch", path, connected,
                                "the daemon offers it when it is started with ZV_SIM_CONTROL=1");
+    }
+    if (process != 0 && peer_process(socket.fd()) != process) {
+        return Failure{kExitFailure,
+                       "the simulated switch at " + path + " is of another process than the daemon",
+                       {},
+                       {},
+                       ""};
     }
     int error = socket.send_line(question.dump() + "\n");
     if (error == 0) {
@@ -145,6 +162,35 @@ std::optional<Failure> exchange(const Settings &settings, const json &question, 
     if (error != 0) {
         return Failure{
             kExitUnreachable, command_name(question) + ": " + std::strerror(error), {}, {}, ""};
+    }
+    return std::nullopt;
+}
+
+std::optional<Failure> ask(const Settings &settings, pid_t process, const json &question,
+                           json *answer) {
+    std::string line;
+    if (auto failure = exchange(settings, process, question, &line)) {
+        return failure;
+    }
+    *answer = json::parse(line, nullptr, false);
+    const auto ok = answer->is_object() ? answer->find("ok") : answer->end();
+    if (!answer->is_object() || ok == answer->end() || !ok->is_boolean()) {
+        return Failure{
+            kExitFailure,
+            command_name(question) + ": the answer is not the switch's: " + line.substr(0, 100),
+            {},
+            {},
+            ""};
+    }
+    if (!ok->get<bool>()) {
+        const auto error = answer->find("error");
+        const bool text = error != answer->end() && error->is_string();
+        return Failure{kExitSwitchRefused,
+                       command_name(question) + ": the switch refused: " +
+                           (text ? error->get<std::string>() : std::string("no reason given")),
+                       {},
+                       {},
+                       ""};
     }
     return std::nullopt;
 }
@@ -197,31 +243,12 @@ json packet_question(const PacketRequest &request) {
 }  // namespace
 
 std::optional<Failure> ask_switch(const Settings &settings, const json &question, json *answer) {
-    std::string line;
-    if (auto failure = exchange(settings, question, &line)) {
-        return failure;
-    }
-    *answer = json::parse(line, nullptr, false);
-    const auto ok = answer->is_object() ? answer->find("ok") : answer->end();
-    if (!answer->is_object() || ok == answer->end() || !ok->is_boolean()) {
-        return Failure{
-            kExitFailure,
-            command_name(question) + ": the answer is not the switch's: " + line.substr(0, 100),
-            {},
-            {},
-            ""};
-    }
-    if (!ok->get<bool>()) {
-        const auto error = answer->find("error");
-        const bool text = error != answer->end() && error->is_string();
-        return Failure{kExitSwitchRefused,
-                       command_name(question) + ": the switch refused: " +
-                           (text ? error->get<std::string>() : std::string("no reason given")),
-                       {},
-                       {},
-                       ""};
-    }
-    return std::nullopt;
+    return ask(settings, 0, question, answer);
+}
+
+bool ask_state_of(int daemon_fd, const Settings &settings, json *state) {
+    const pid_t process = peer_process(daemon_fd);
+    return process != 0 && !ask(settings, process, {{"cmd", "state"}}, state);
 }
 
 Answer read_ports(const Settings &settings) {

@@ -15,6 +15,11 @@ namespace aclrmctl {
 std::optional<Failure> ask_switch(const Settings &settings, const nlohmann::json &question,
                                   nlohmann::json *answer);
 
+/* The switch's state, asked only of the process that the daemon behind the connected socket is:
+ * with several daemons either socket may be another one's. False where it is of another process,
+ * that cannot be known, or there is no answer. */
+bool ask_state_of(int daemon_fd, const Settings &settings, nlohmann::json *state);
+
 /* One packet, whatever its kind; `hit` is what became of it. */
 std::optional<Failure> ask_packet(const Settings &settings, const PacketRequest &request,
                                   nlohmann::json *hit);

@@ -70,6 +70,9 @@ bool TextCursor::decimal(uint32_t limit, const char *what, uint32_t *value) {
     if (at_ == start) {
         return fail_here(std::string("expected ") + what);
     }
+    if (!leading_zeros_ && at_ - start > 1 && text_[start] == '0') {
+        return fail(start, std::string(what) + " has no leading zero");
+    }
     return finish_number(start, number, limit, what, value);
 }
 

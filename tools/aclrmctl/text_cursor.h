@@ -26,6 +26,9 @@ class TextCursor {
     bool fail(size_t at, std::string message);
     bool fail_here(std::string message) { return fail(at_, std::move(message)); }
 
+    /* From here on a decimal number may begin with zeros, which change nothing. */
+    void allow_leading_zeros() { leading_zeros_ = true; }
+
     void skip_space();
 
     /* White space, and something behind it; `field` names that in errors. */
@@ -36,7 +39,8 @@ class TextCursor {
     /* Steps over `wanted` if it is next. */
     bool skip(char wanted);
 
-    /* A decimal number up to `limit`, `what` in errors. */
+    /* A decimal number up to `limit`, `what` in errors. A leading zero is refused: whoever writes
+     * 0800 for an EtherType means hexadecimal digits, and whoever writes 010 perhaps octal ones. */
     bool decimal(uint32_t limit, const char *what, uint32_t *value);
 
     /* The same, or hexadecimal after 0x. */
@@ -58,6 +62,7 @@ class TextCursor {
     std::string_view text_;
     size_t at_ = 0;
     size_t error_at_ = 0;
+    bool leading_zeros_ = false;
     std::string message_;
 };
 

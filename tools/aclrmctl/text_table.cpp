@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <ostream>
 
+#include "terminal_text.h"
+
 namespace aclrmctl {
 
 namespace {
@@ -105,20 +107,36 @@ std::string number_runs(const std::vector<uint32_t> &numbers) {
     return text;
 }
 
-std::string wrapped(const std::string &text) {
+std::string wrapped(const std::string &text, size_t columns, const std::string &lead) {
+    const size_t room = columns == 0 ? kTerminalColumns : columns;
     std::string lines;
-    std::string line = " ";
+    std::string line = lead;
+    bool has_word = false;
     for (size_t at = 0; at < text.size();) {
         const size_t end = std::min(text.find(' ', at), text.size());
         const std::string word = text.substr(at, end - at);
-        if (line.size() + 1 + word.size() > kTerminalColumns && line.size() > kIndentation) {
-            lines += line + "\n";
-            line = std::string(kIndentation - 1, ' ');
+        if (has_word && columns_of(line) + columns_of(word) > room) {
+            lines += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+            line = std::string(kIndentation, ' ');
+            has_word = false;
         }
-        line += " " + word;
+        line += word + (end < text.size() ? " " : "");
+        has_word = has_word || !word.empty();
         at = end + 1;
     }
     return lines + line + "\n";
+}
+
+std::string fitted(const std::string &lines, size_t columns) {
+    std::string text;
+    for (size_t at = 0; at < lines.size();) {
+        const size_t end = std::min(lines.find('\n', at), lines.size());
+        const std::string line = lines.substr(at, end - at);
+        text +=
+            columns == 0 || columns_of(line) <= columns ? line + "\n" : wrapped(line, columns, "");
+        at = end + 1;
+    }
+    return text;
 }
 
 std::string counted(uint64_t count, const std::string &noun) {

@@ -34,9 +34,13 @@ class TextTable {
 /* "1-3, 7": numbers as runs, in the order given. */
 std::string number_runs(const std::vector<uint32_t> &numbers);
 
-/* A line of text for a terminal of 80 columns: broken between words, ended by a newline, two spaces
- * before it and four before what goes on from it. */
-std::string wrapped(const std::string &text);
+/* A line of text for a terminal of that many columns, of 80 where they are 0: broken between words,
+ * ended by a newline, `lead` before it and four spaces before what goes on from it. */
+std::string wrapped(const std::string &text, size_t columns = 0, const std::string &lead = "  ");
+
+/* Lines that each end with a newline, those that are too long for the terminal wrapped; as they are
+ * where `columns` is 0: what reads a pipe takes a sentence a line. */
+std::string fitted(const std::string &lines, size_t columns);
 
 /* Columns of the terminal behind standard output: COLUMNS where it is exported, 0 for none. */
 size_t output_columns();

@@ -7,15 +7,17 @@
 #include <regex>
 
 #include "exit_codes.h"
+#include "terminal_text.h"
 
 namespace aclrmctl {
 
 namespace {
 
 constexpr const char *kNoCommand = "A command is required";
-constexpr size_t kNearEnough = 2;        /* slips of the pen between a word and what was meant */
-constexpr size_t kPictureColumns = 76;   /* of a terminal of 80, behind the indentation */
-constexpr size_t kPictureLeadBytes = 30; /* shown before the word where the line is too long */
+constexpr size_t kNearEnough = 2;          /* slips of the pen between a word and what was meant */
+constexpr size_t kPictureColumns = 76;     /* of a terminal of 80, behind the indentation */
+constexpr size_t kPictureLeadColumns = 30; /* shown before the word where the line is too long */
+constexpr size_t kCutColumns = 3;          /* of "..." */
 
 const CLI::App &deepest(const CLI::App &app) {
     const CLI::App *at = &app;
@@ -97,27 +99,34 @@ std::optional<size_t> find_word(const std::vector<std::string> &words,
     return repeated_word(words, message);
 }
 
+/* Counted in characters: a byte of one has no column of its own. */
 std::vector<std::string> picture_of(const std::vector<std::string> &words, size_t wrong) {
     std::string line = "aclrmctl";
     size_t start = 0;
     for (size_t i = 0; i < words.size(); i++) {
         line += ' ';
-        start = i == wrong ? line.size() : start;
-        line += words[i];
+        start = i == wrong ? columns_of(line) : start;
+        line += masked_line(words[i]);
     }
+    const size_t word_columns = columns_of(words[wrong]);
+    std::vector<Glyph> glyphs = glyphs_of(line);
     /* A caret under a line that breaks would point at the wrong place. */
-    if (start + words[wrong].size() > kPictureColumns) {
-        const size_t cut = start > kPictureLeadBytes ? start - kPictureLeadBytes : 0;
-        line = cut > 0 ? "..." + line.substr(cut) : line;
-        start -= cut > 0 ? cut - 3 : 0;
+    if (start + word_columns > kPictureColumns && start > kPictureLeadColumns) {
+        const size_t cut = start - kPictureLeadColumns;
+        glyphs.erase(glyphs.begin(), glyphs.begin() + static_cast<ptrdiff_t>(cut));
+        glyphs.insert(glyphs.begin(), kCutColumns, Glyph{".", 0});
+        start -= cut - kCutColumns;
     }
-    if (line.size() > kPictureColumns) {
-        line.replace(kPictureColumns - 3, std::string::npos, "...");
+    if (glyphs.size() > kPictureColumns) {
+        glyphs.resize(kPictureColumns - kCutColumns);
+        glyphs.insert(glyphs.end(), kCutColumns, Glyph{".", 0});
     }
-    std::replace_if(
-        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-    const size_t room = line.size() > start ? line.size() - start : 1;
-    const size_t length = std::clamp<size_t>(words[wrong].size(), 1, room);
+    line.clear();
+    for (const Glyph &glyph : glyphs) {
+        line += glyph.shown;
+    }
+    const size_t room = glyphs.size() > start ? glyphs.size() - start : 1;
+    const size_t length = std::clamp<size_t>(word_columns, 1, room);
     return {line, std::string(start, ' ') + std::string(length, '^')};
 }
 

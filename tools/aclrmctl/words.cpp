@@ -159,13 +159,22 @@ void drop_repeated(std::vector<uint32_t> *numbers) {
     std::erase_if(*numbers, [&](uint32_t number) { return !seen.insert(number).second; });
 }
 
+/* "-j", "-qj", "--json", "--json=true" */
+bool is_json_option(const std::string &word) {
+    const std::string name = word.substr(0, word.find('='));
+    if (name.rfind("--", 0) == 0) {
+        const std::string value = name == word ? "true" : word.substr(name.size() + 1);
+        return name == "--json" && value != "false" && value != "off" && value != "no" &&
+               value != "disable" && value != "0";
+    }
+    return name.size() > 1 && name[0] == '-' && name.find('j') != std::string::npos &&
+           std::all_of(name.begin() + 1, name.end(),
+                       [](unsigned char letter) { return std::isalpha(letter) != 0; });
+}
+
 /* Looked for by itself: the parser may have given up before it came to the option. */
 bool asks_for_json(const std::vector<std::string> &words) {
-    return std::any_of(words.begin(), words.end(), [](const std::string &word) {
-        return word == "--json" || (word.size() > 1 && word[0] == '-' && word[1] != '-' &&
-                                    word.find_first_not_of("-jn") == std::string::npos &&
-                                    word.find('j') != std::string::npos);
-    });
+    return std::any_of(words.begin(), words.end(), is_json_option);
 }
 
 }  // namespace
@@ -257,7 +266,7 @@ void build_parser(CLI::App &app, Words &words) {
 }
 
 std::optional<Invocation> read_words(int argc, const char *const *argv, std::ostream &out,
-                                     std::ostream &err, int *exit_code) {
+                                     std::ostream &err, int *exit_code, size_t columns) {
     CLI::App app;
     Words words;
     const std::vector<std::string> given(argv + 1, argv + argc);
@@ -284,7 +293,7 @@ std::optional<Invocation> read_words(int argc, const char *const *argv, std::ost
         if (asks_for_json(given)) {
             render_json(failure, command_read(app), out);
         } else {
-            render_text(failure, {}, out, err);
+            render_text(failure, {false, columns}, out, err);
         }
         *exit_code = kExitUsage;
         return std::nullopt;

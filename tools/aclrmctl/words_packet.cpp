@@ -33,6 +33,11 @@ struct PacketWords {
     CLI::Option *port = nullptr;
     CLI::Option *rif = nullptr;
     CLI::Option *key_type = nullptr;
+    CLI::Option *source_option = nullptr;
+    CLI::Option *destination_option = nullptr;
+    CLI::Option *as_frame = nullptr;
+    CLI::Option *as_capture = nullptr;
+    CLI::Option *as_key = nullptr;
     CLI::Option *length = nullptr;
     CLI::Option *count = nullptr;
     std::vector<CLI::Option *> tuple; /* fields of a 5-tuple */
@@ -40,9 +45,13 @@ struct PacketWords {
     std::vector<CLI::Option *> whole; /* --key, --frame, --pcap */
 };
 
+/* An empty value was given all the same: it must not make the packet another one. */
+bool is_given(const CLI::Option *option) {
+    return option->count() > 0;
+}
+
 const CLI::Option *first_given(const std::vector<CLI::Option *> &options) {
-    const auto found = std::find_if(options.begin(), options.end(),
-                                    [](const CLI::Option *option) { return option->count() > 0; });
+    const auto found = std::find_if(options.begin(), options.end(), is_given);
     return found == options.end() ? nullptr : *found;
 }
 
@@ -107,6 +116,11 @@ AddressFamily version_of_addresses(const PacketWords &words) {
 
 /* The addresses say whether it is IPv4 or IPv6, without them the protocol does; else it is IPv4. */
 PacketKey tuple_key(const PacketWords &words) {
+    for (const auto &[option, text] : {std::pair(words.source_option, words.source),
+                                       std::pair(words.destination_option, words.destination)}) {
+        demand(option->get_name(),
+               is_given(option) && text.empty() ? "'' is no IPv4 or IPv6 address" : "");
+    }
     const auto protocol = static_cast<uint8_t>(words.protocol);
     AddressFamily version = version_of_addresses(words);
     const bool fits =
@@ -171,7 +185,7 @@ PacketKey hex_key(const PacketWords &words) {
 /* A key type beside fields must be theirs. */
 void check_key_type(const PacketWords &words, const PacketKey &packet) {
     if (words.key_type->count() > 0 && packet.key_type != words.request.key_type &&
-        words.key.empty()) {
+        !is_given(words.as_key)) {
         throw CLI::ValidationError(
             "--key-type", "the fields make a packet of key type " + key_type_name(packet.key_type));
     }
@@ -184,18 +198,19 @@ void finish_packet(Words &words, PacketWords &packet) {
     }
     request.router_interface = packet.rif->count() > 0;
     check_ways(packet);
-    if (packet.count->count() > 0 && packet.capture.empty()) {
+    if (is_given(packet.count) && !is_given(packet.as_capture)) {
         throw CLI::RequiresError("--count", "--pcap");
     }
-    if (!packet.capture.empty()) {
+    if (is_given(packet.as_capture)) {
+        demand("--pcap", packet.capture.empty() ? "'' is no name of a file" : "");
         words.choose(PcapRequest{request, packet.capture, asked_key_type(packet), packet.most});
         return;
     }
     PacketKey key;
     uint32_t frame_bytes = request.length;
-    if (!packet.frame.empty()) {
+    if (is_given(packet.as_frame)) {
         key = frame_key(packet, &frame_bytes);
-    } else if (!packet.key.empty()) {
+    } else if (is_given(packet.as_key)) {
         key = hex_key(packet);
     } else {
         key = first_given(packet.mac) != nullptr ? mac_key(packet) : tuple_key(packet);
@@ -234,11 +249,15 @@ CLI::Validator protocol_names_noted_in(PacketWords *words) {
 }
 
 void add_fields(CLI::App &command, PacketWords *words) {
-    words->tuple = {
+    words->source_option =
         command.add_option("--src", words->source, "source address, IPv4 or IPv6")
-            ->type_name("ADDRESS"),
+            ->type_name("ADDRESS");
+    words->destination_option =
         command.add_option("--dst", words->destination, "destination address, likewise")
-            ->type_name("ADDRESS"),
+            ->type_name("ADDRESS");
+    words->tuple = {
+        words->source_option,
+        words->destination_option,
         command.add_option("--proto", words->protocol, "tcp, udp, icmp, icmp6 or a number")
             ->transform(protocol_names_noted_in(words))
             ->type_name("PROTOCOL"),
@@ -253,11 +272,14 @@ void add_fields(CLI::App &command, PacketWords *words) {
         command.add_option("--vlan", words->vlan, "its VLAN id, 0 for none")
             ->check(quiet(CLI::Range(0, 4095))),
         command.add_option("--ethertype", words->ethertype, "its EtherType (0x0800 is IPv4)")};
-    words->whole = {
-        command.add_option("--frame", words->frame, "an Ethernet frame in hex")->type_name("HEX"),
-        command.add_option("--pcap", words->capture, "a capture: all packets of the file")
-            ->type_name("FILE"),
-        command.add_option("--key", words->key, "all 128 key bytes in hex")->type_name("HEX")};
+    words->as_frame =
+        command.add_option("--frame", words->frame, "an Ethernet frame in hex")->type_name("HEX");
+    words->as_capture =
+        command.add_option("--pcap", words->capture, "a capture: the packets of the file")
+            ->type_name("FILE");
+    words->as_key =
+        command.add_option("--key", words->key, "all 128 key bytes in hex")->type_name("HEX");
+    words->whole = {words->as_frame, words->as_capture, words->as_key};
 }
 
 }  // namespace
@@ -281,6 +303,7 @@ void add_packet_words(CLI::App &group, Words &words) {
     packet->length =
         command->add_option("--length", packet->request.length, "bytes")->capture_default_str();
     packet->count = command->add_option("--count", packet->most, "packets of a capture at most")
+                        ->check(quiet(CLI::Range(1u, UINT32_MAX)))
                         ->capture_default_str();
     command->footer(
         "A packet is given by the fields of a 5-tuple (IPv4 or IPv6), by those of a MAC\n"

@@ -9,6 +9,7 @@ namespace {
 /* Words that more than one option reads before they become a request. */
 struct TargetWords {
     std::string verdict = "permit";
+    CLI::Option *counter = nullptr;
     CLI::Option *forward_port = nullptr;
     CLI::Option *forward_mc = nullptr;
     uint32_t port = 0;
@@ -17,7 +18,7 @@ struct TargetWords {
 
 void add_targets(CLI::App &command, RuleTargets *targets, TargetWords *words,
                  const std::string &whose) {
-    command.add_option("--counter", targets->counter_id, "flow counter" + whose);
+    words->counter = command.add_option("--counter", targets->counter_id, "flow counter" + whose);
     words->forward_port =
         command.add_option("--forward-port", words->port, "logical port to forward to");
     words->forward_mc = command.add_option("--forward-mc", words->group,
@@ -31,6 +32,8 @@ void add_verdict(CLI::App &command, TargetWords *words, const std::string &help)
 }
 
 void finish_targets(const TargetWords &words, RuleTargets *targets) {
+    const bool names_none = words.counter->count() > 0 && targets->counter_id == 0;
+    demand("--counter", names_none ? "there is no counter 0" : "");
     if (words.forward_port->count() > 0 && words.forward_mc->count() > 0) {
         throw CLI::ExcludesError("--forward-mc", "--forward-port");
     }
@@ -174,8 +177,15 @@ void check_match(const AddWords &words) {
     }
 }
 
+/* Notes an option whose address goes on behind its prefix. */
+void note_masked(const char *option, const ReadAddress &address, RuleAddRequest *request) {
+    if (address.masked) {
+        request->masked.emplace_back(option);
+    }
+}
+
 /* One address tells the version of IP for both, with neither the protocol does; else it is IPv4. */
-void read_ip_fields(const AddWords &words, FilterRule *fields) {
+void read_ip_fields(const AddWords &words, RuleAddRequest *request, FilterRule *fields) {
     ReadAddress source;
     ReadAddress destination;
     demand("--src", read_prefix(words.source, &source));
@@ -193,21 +203,26 @@ void read_ip_fields(const AddWords &words, FilterRule *fields) {
     fields->source = source.prefix;
     fields->destination = destination.prefix;
     demand("--flags", read_flags(words.flags, &fields->flags, &fields->flags_mask));
+    note_masked("--src", source, request);
+    note_masked("--dst", destination, request);
 }
 
-void read_mac_fields(const AddWords &words, FilterRule *fields) {
+void read_mac_fields(const AddWords &words, RuleAddRequest *request, FilterRule *fields) {
     ReadAddress address;
     fields->kind = RuleKind::kMac;
     demand("--mac-src", read_mac_prefix(words.mac_source, &address));
     fields->source = address.prefix;
+    note_masked("--mac-src", address, request);
     demand("--mac-dst", read_mac_prefix(words.mac_destination, &address));
     fields->destination = address.prefix;
+    note_masked("--mac-dst", address, request);
     demand("--vlan", read_vlan(words.vlan, &fields->vlan, &fields->vlan_mask));
     demand("--ethertype",
            read_ethertype(words.ethertype, &fields->ethertype, &fields->ethertype_mask));
 }
 
-void finish_match(const AddWords &words, WholeRule *rule) {
+void finish_match(const AddWords &words, RuleAddRequest *request) {
+    WholeRule *rule = &request->rule;
     check_match(words);
     if (words.key_option->count() > 0) {
         demand("--key", read_key_bytes(words.key, &rule->key));
@@ -217,9 +232,9 @@ void finish_match(const AddWords &words, WholeRule *rule) {
     FilterRule fields;
     ExpandedRule ports{};
     if (given(words.mac_fields) != nullptr) {
-        read_mac_fields(words, &fields);
+        read_mac_fields(words, request, &fields);
     } else {
-        read_ip_fields(words, &fields);
+        read_ip_fields(words, request, &fields);
         demand("--sport", read_port_prefix(words.source_port, &ports.source_port));
         demand("--dport", read_port_prefix(words.destination_port, &ports.destination_port));
     }
@@ -283,7 +298,7 @@ void add_add(CLI::App &rule, Words &words) {
         "      --ethertype 0x86dd --verdict trap\n"
         "  aclrmctl rule add --acl 2 --priority 1 --key-type 2 --key 0a00 --mask ff00\n");
     command->callback([&words, add] {
-        finish_match(*add, &add->request.rule);
+        finish_match(*add, &add->request);
         add->request.rule.verdict = *verdict_from_name(add->targets.verdict);
         finish_targets(add->targets, &add->request.rule.targets);
         words.choose(add->request);
@@ -299,7 +314,7 @@ void add_del(CLI::App &rule, Words &words) {
         "is refused as a whole, and none is sent after it.\n"
         "\nExample:\n  aclrmctl rule del --acl 1 0-19 40\n");
     add_acl_id(*command, &request->acl_id);
-    add_numbers(*command, "OFFSET", kOffsetsHelp, kOffsets, &request->offsets)->required();
+    add_numbers(*command, "OFFSET", kOffsetsHelp, kOffsetsToDelete, &request->offsets)->required();
 }
 
 void add_get(CLI::App &rule, Words &words) {
