@@ -20,6 +20,7 @@
  */
 #include <errno.h>
 #include <fcntl.h>
+#include <stdbool.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -30,25 +31,49 @@
 EXPORTED void aclrmd_init(void);
 EXPORTED void aclrmd_deinit(void);
 
-static void record(const char *line) {
-    const char *path = getenv("ZV_ACL_RM_CONNECTOR_FILE");
-    const int fd =
-        path == NULL ? STDERR_FILENO : open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
-    if (fd < 0) {
-        return;
-    }
-    /* A record that cannot be written is lost: a connector must not stop the daemon. One that was
-     * only interrupted, or taken in part, is not. */
-    const char *rest = line;
-    while (*rest != '\0') {
-        const ssize_t written = write(fd, rest, strlen(rest));
+/* The file ends in the middle of a record, so that the next one has to begin a line of its own. No
+ * two calls overlap: one thread starts the connector, one stops it when the first is through. */
+static bool record_is_torn = false;
+
+/* A record that cannot be written is lost: a connector must not stop the daemon. One that was only
+ * interrupted, or taken in part, is not. */
+static int opened_file(const char *path) {
+    int fd;
+    do {
+        fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+/* Returns how much of it was taken. */
+static size_t write_text(int fd, const char *text, size_t length) {
+    size_t done = 0;
+    while (done < length) {
+        const ssize_t written = write(fd, text + done, length - done);
         if (written < 0 && errno == EINTR) {
             continue;
         }
         if (written <= 0) {
             break;
         }
-        rest += written;
+        done += (size_t)written;
+    }
+    return done;
+}
+
+static void record(const char *line) {
+    const char *path = getenv("ZV_ACL_RM_CONNECTOR_FILE");
+    const int fd = path == NULL ? STDERR_FILENO : opened_file(path);
+    if (fd < 0) {
+        return;
+    }
+    if (record_is_torn && write_text(fd, "\n", 1) == 1) {
+        record_is_torn = false;
+    }
+    if (!record_is_torn) {
+        const size_t length = strlen(line);
+        const size_t done = write_text(fd, line, length);
+        record_is_torn = done > 0 && done < length;
     }
     if (path != NULL) {
         close(fd);

@@ -57,7 +57,9 @@ static int opened_file(void) {
         return fd;
     }
     const char *path = getenv("ZV_ACL_RM_LOG_FILE");
-    fd = path == NULL ? UNUSABLE : open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+    do {
+        fd = path == NULL ? UNUSABLE : open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+    } while (fd == NOT_OPENED && errno == EINTR);
     if (fd < 0) {
         fd = UNUSABLE; /* asked for once: a file that appears later is not looked for */
     }
@@ -93,12 +95,13 @@ static void skip(struct iovec *parts, int num, size_t bytes) {
     }
 }
 
-/* The first part is the newline that ends a torn line. */
+/* The first part is the newline that ends a torn line. The line counts as torn until that newline
+ * is out: a line that another thread, or a signal handler on this one, writes before brings its
+ * own. An empty line may come of that, but nothing is glued to a torn line that is known as one. */
 static void write_line(int fd, struct iovec *parts, int num) {
-    const bool was_torn = atomic_exchange(&line_is_torn, false);
-    parts[0].iov_len = was_torn ? 1 : 0;
-    const size_t whole = length_of(parts, num);
-    size_t left = whole;
+    parts[0].iov_len = atomic_load(&line_is_torn) ? 1 : 0;
+    const size_t line_length = length_of(parts + 1, num - 1);
+    size_t left = parts[0].iov_len + line_length;
     while (left > 0) {
         const ssize_t written = writev(fd, parts, num);
         if (written < 0 && errno == EINTR) {
@@ -107,10 +110,13 @@ static void write_line(int fd, struct iovec *parts, int num) {
         if (written <= 0) {
             break; /* nothing to be done about a full disk, and nobody to tell */
         }
+        if (parts[0].iov_len != 0) {
+            atomic_store(&line_is_torn, false);
+        }
         left -= (size_t)written;
         skip(parts, num, (size_t)written);
     }
-    if (left > 0 && (left < whole || was_torn)) {
+    if (left > 0 && left < line_length) {
         atomic_store(&line_is_torn, true);
     }
 }

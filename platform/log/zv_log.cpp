@@ -8,6 +8,7 @@
 // writer.
 #include "zv_log.h"
 
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -41,6 +42,8 @@ std::atomic<zv_log_cb_t> g_sink{nullptr};
 std::atomic<uint32_t> g_visitors{0};
 TraceRing g_memory_ring;
 std::atomic<TraceRing *> g_ring{&g_memory_ring};
+// Standard error ends in the middle of a line, so that the next one has to begin a line of its own.
+std::atomic<bool> g_line_is_torn{false};
 
 // initial-exec: the other models may allocate when a thread touches the variable for the first
 // time.
@@ -108,19 +111,42 @@ size_t without_newlines(const char *text, size_t len) {
     return len;
 }
 
+// Ends a torn line and begins the new one with one call, as long as the newline is not out.
+ssize_t write_part(bool ends_torn_line, const char *line, size_t len) {
+    if (!ends_torn_line) {
+        return write(STDERR_FILENO, line, len);
+    }
+    char newline = '\n';
+    // writev reads only, but its record is shared with readv and knows no const.
+    const iovec parts[] = {{&newline, 1}, {const_cast<char *>(line), len}};
+    return writev(STDERR_FILENO, parts, static_cast<int>(std::size(parts)));
+}
+
 // One write, so that lines of several threads and processes do not mix. Only where the kernel takes
-// a part (a full disk, a signal in the middle of a long line) does another one follow.
+// a part (a full disk, a signal in the middle of a long line) does another one follow. A torn line
+// counts as torn until its newline is out: a line that another thread, or a signal handler on this
+// one, writes before brings its own, and then an empty line may be left.
 void write_stderr(const char *line, size_t len) {
-    while (len > 0) {
-        ssize_t written = write(STDERR_FILENO, line, len);
+    bool ends_torn_line = g_line_is_torn.load();
+    const char *const end = line + len;
+    const char *rest = line;
+    while (rest < end) {
+        ssize_t written = write_part(ends_torn_line, rest, static_cast<size_t>(end - rest));
         if (written < 0 && errno == EINTR) {
             continue;
         }
         if (written <= 0) {
-            return;
+            break;
         }
-        line += written;
-        len -= static_cast<size_t>(written);
+        rest += written;
+        if (ends_torn_line) {
+            rest--;
+            ends_torn_line = false;
+            g_line_is_torn.store(false);
+        }
+    }
+    if (rest > line && rest < end) {
+        g_line_is_torn.store(true);
     }
 }
 

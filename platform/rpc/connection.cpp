@@ -10,6 +10,20 @@
 
 namespace zv_rpc_lib {
 
+namespace {
+
+// A signal is no answer: at the end of serving nobody would ask again.
+template <class Call>
+ssize_t uninterrupted(const Call &call) {
+    ssize_t result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+}  // namespace
+
 void Connection::open(int fd) {
     fd_ = fd;
     peer_gone_ = false;
@@ -28,14 +42,15 @@ void Connection::close() {
 // recv without room for control messages: descriptors that a client attaches are closed by the
 // kernel.
 Connection::Received Connection::receive(uint8_t *buffer, size_t room, bool hung_up, size_t *len) {
-    ssize_t received = recv(fd_, buffer, room, MSG_DONTWAIT | MSG_TRUNC);
+    const auto take = [&] { return recv(fd_, buffer, room, MSG_DONTWAIT | MSG_TRUNC); };
+    ssize_t received = uninterrupted(take);
     if (received < 0 && errno == ECONNRESET) {
         // The peer went away without reading all its replies. That is reported once, before the
         // requests it has left behind.
-        received = recv(fd_, buffer, room, MSG_DONTWAIT | MSG_TRUNC);
+        received = uninterrupted(take);
     }
     if (received < 0) {
-        bool later = errno == EAGAIN || errno == EINTR || errno == ENOMEM || errno == ENOBUFS;
+        bool later = errno == EAGAIN || errno == ENOMEM || errno == ENOBUFS;
         return later ? Received::kNothing : Received::kEnd;
     }
     if (received == 0 && hung_up) {
@@ -49,10 +64,11 @@ Connection::Received Connection::receive(uint8_t *buffer, size_t room, bool hung
 }
 
 Connection::Sent Connection::try_send(const uint8_t *reply, uint32_t len) {
-    if (::send(fd_, reply, len, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) {
+    const auto give = [&] { return ::send(fd_, reply, len, MSG_DONTWAIT | MSG_NOSIGNAL); };
+    if (uninterrupted(give) >= 0) {
         return Sent::kDone;
     }
-    if (errno == EAGAIN || errno == EINTR || errno == ENOMEM || errno == ENOBUFS) {
+    if (errno == EAGAIN || errno == ENOMEM || errno == ENOBUFS) {
         return Sent::kWaits;
     }
     if (errno != EPIPE && errno != ECONNRESET) {

@@ -353,6 +353,11 @@ void Server::resume_accepting() {
 
 // Shutting the receiving side down first draws the line: what was sent before is answered, what is
 // sent after fails at the sender. So this ends, however busy the clients are.
+//
+// What would have to be waited for stays unanswered: a client's remaining requests, once it takes
+// no replies or the kernel has no memory for a request or its reply, and those of clients that are
+// not accepted yet, where accepting fails, as it does without descriptors, or all places are taken.
+// These clients see their connection end.
 void Server::shut_down() {
     shutdown(listener_.fd(), SHUT_RD);
     for (;;) {

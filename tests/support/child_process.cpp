@@ -55,8 +55,9 @@ std::vector<char *> pointers_to(std::vector<std::string> &texts) {
     return pointers;
 }
 
-// Between vfork and execve only what a signal handler may do, and nothing is written to: the child
-// has the test's memory until then.
+// Between vfork and execve only what a signal handler may do, as the child has the test's memory
+// until then, and nothing of that is written to but two things that nobody looks at: errno, where a
+// call fails, and the 0 that vfork returned, which its second return replaces.
 [[noreturn]] void become(char *const *command, char *const *environment, const char *stdout_path,
                          const char *stderr_path) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

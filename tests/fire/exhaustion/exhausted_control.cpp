@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/fire/exhaustion/exhaustion.h"
+#include "tests/fire/support/process_figures.h"
 
 namespace zv_fire {
 
@@ -80,6 +81,9 @@ Outcome exhaust_line(const Line &line, uint64_t nth, const Mode &mode, int64_t a
     one.write_rules(acl.acl_id, zv_test::make_rules(0, 3));
     daemon.allow_error_lines();
     const std::string path = daemon.root().file("var/run/zv_switch.sock");
+    // With those of both clients, and of the test's own connection to the control socket.
+    daemon.control().state();
+    const size_t descriptors = descriptors_of(daemon.pid()).size();
 
     faults.arm_allocations(nth, mode.times, FIRE_OTHER_THREADS);
     std::optional<ControlLine> asked(std::in_place, path);
@@ -100,6 +104,10 @@ Outcome exhaust_line(const Line &line, uint64_t nth, const Mode &mode, int64_t a
     daemon.control().state();
     expect_served(report, what, one, other);
     const int64_t live = live_at_rest(faults, path, line, at_most);
+    // Those of the lines asked meanwhile are closed after their clients have gone: waited for.
+    const bool same =
+        wait_until([&] { return descriptors_of(daemon.pid()).size() <= descriptors; });
+    report.expect(same, what + ": descriptors are left open");
     report.expect(live <= at_most, what + ": " + std::to_string(live - at_most) + " blocks leaked");
     return {faults.allocations_failed() > 0, live};
 }

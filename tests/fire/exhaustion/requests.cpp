@@ -60,6 +60,16 @@ void make_two_bound_acls(Stage &s) {
     s.one.bind_ports(kBind, s.second.acl_id, {kPort, kPort + 1});
 }
 
+void make_acl_bound_to_rifs(Stage &s) {
+    make_acl(s);
+    s.one.bind_rifs(kBind, s.acl.acl_id, {7, 8});
+}
+
+void make_bound_acl_with_rules(Stage &s) {
+    write_rules_of_all_kinds(s);
+    s.one.bind_ports(kBind, s.acl.acl_id, {kPort, kPort + 1});
+}
+
 void make_system_acl(Stage &s) {
     make_acl(s);
     s.one.bind_system(kBind, s.acl.acl_id);
@@ -78,6 +88,13 @@ void nothing(Stage & /*stage*/) {}
 zv_acl_rm_status_t transport_of(Stage &s, uint32_t command, const zv_test::Bytes &body) {
     const auto reply = s.daemon.connect().call(command, body);
     return reply ? reply->transport : zv_test::kNoAnswer;
+}
+
+zv_acl_rm_status_t get_counter(Stage &s, uint32_t cmd) {
+    zv_acl_rm_counter_get_params_t params = {};
+    params.cmd = cmd;
+    params.counter_id = s.counter_id;
+    return s.one.counter_get(params);
 }
 
 std::vector<uint32_t> offsets_of(const std::vector<acl_rm_rule> &rules) {
@@ -130,6 +147,11 @@ std::vector<Request> acl_requests() {
          kSkipEverything},
         {"ACL_SET destroy",
          write_rules_of_all_kinds,
+         [](Stage &s) { return s.one.destroy_acl(s.acl); },
+         {kNoBuffer},
+         zv_test::kSkipRules},
+        {"ACL_SET destroy, bound",
+         make_bound_acl_with_rules,
          [](Stage &s) { return s.one.destroy_acl(s.acl); },
          {kNoBuffer},
          zv_test::kSkipRules},
@@ -198,6 +220,13 @@ std::vector<Request> bind_requests() {
          },
          {kError, kNoResources},
          zv_test::kSkipLeftOvers | zv_test::kSkipGroups},
+        {"ACL_BIND_RIF_SET unbind",
+         make_acl_bound_to_rifs,
+         [](Stage &s) {
+             return s.one.bind_rifs(kUnbind, s.acl.acl_id, {7, 8});
+         },
+         {kError, kNoResources},
+         zv_test::kSkipGroups},
         {"ACL_BIND_SYSTEM_SET bind",
          make_acl,
          [](Stage &s) { return s.one.bind_system(kBind, s.acl.acl_id); },
@@ -237,13 +266,20 @@ std::vector<Request> other_requests() {
          {kError}},
         {"COUNTER_GET",
          make_counter,
-         [](Stage &s) {
-             zv_acl_rm_counter_get_params_t params = {};
-             params.cmd = ZV_ACL_RM_ACCESS_CMD_READ;
-             params.counter_id = s.counter_id;
-             return s.one.counter_get(params);
-         },
+         [](Stage &s) { return get_counter(s, ZV_ACL_RM_ACCESS_CMD_READ); },
          {kError}},
+        {"COUNTER_GET clear",
+         make_counter,
+         [](Stage &s) { return get_counter(s, ZV_ACL_RM_ACCESS_CMD_CLEAR); },
+         {kError}},
+        {"COUNTER_GET read and clear",
+         make_counter,
+         [](Stage &s) {
+             // Refused whatever there is of memory.
+             const auto status = get_counter(s, ZV_ACL_RM_ACCESS_CMD_READ_CLEAR);
+             return status == ZV_ACL_RM_STATUS_CMD_UNSUPPORTED ? 0u : kError;
+         },
+         {}},
         {"MC_GRP_SET add",
          nothing,
          [](Stage &s) {

@@ -38,6 +38,7 @@ std::vector<ServingRow> control_rows() {
         {"control: recv EINTR", {{FIRE_recv, EINTR, kSwitch, 1, 5}}, is_answered, ""},
         {"control: recv EAGAIN", {{FIRE_recv, EAGAIN, kSwitch, 1, 5}}, is_answered, ""},
         {"control: recv short", {{FIRE_recv, 0, kSwitch, 1, 30}}, is_answered, ""},
+        {"control: recv ENOMEM", {{FIRE_recv, ENOMEM, kSwitch}}, is_closed, ""},
         {"control: recv ECONNRESET", {{FIRE_recv, ECONNRESET, kSwitch}}, is_closed, ""},
         {"control: send short", {{FIRE_send, 0, kSwitch, 1, 30}}, is_answered, ""},
         {"control: send EAGAIN", {{FIRE_send, EAGAIN, kSwitch, 1, 5}}, is_answered, ""},

@@ -1,4 +1,4 @@
-// Calls that fail while the daemon writes its cache to a file, or a line to its log.
+// Calls that fail while the daemon writes its cache to a file.
 #include <errno.h>
 
 #include "tests/fire/exhaustion/syscalls.h"
@@ -11,7 +11,6 @@ using zv_test::TestClient;
 namespace {
 
 constexpr char kDaemon[] = "zv_acl_rm";
-constexpr char kLog[] = "libzv_log";
 constexpr char kToLog[] = "ACL-RM dump data:";
 
 std::string dump_status(DaemonProcess &daemon, TestClient &one, zv_acl_rm_status_t wanted) {
@@ -25,13 +24,6 @@ std::string dump_succeeds(DaemonProcess &daemon, TestClient &one) {
 
 std::string dump_fails(DaemonProcess &daemon, TestClient &one) {
     return dump_status(daemon, one, ZV_ACL_RM_STATUS_ERROR);
-}
-
-std::string acl_is_made(DaemonProcess & /*daemon*/, TestClient &one) {
-    acl_rm_acl acl = zv_test::acl_of_size(16);
-    const bool made = one.create_acl(acl) == ZV_ACL_RM_STATUS_SUCCESS &&
-                      one.destroy_acl(acl) == ZV_ACL_RM_STATUS_SUCCESS;
-    return made ? "" : "no ACL";
 }
 
 }  // namespace
@@ -54,11 +46,6 @@ std::vector<ServingRow> file_rows() {
          {{FIRE_fflush, ENOSPC, kDaemon, 2}},
          dump_succeeds,
          kToLog},
-        {"log: write EINTR", {{FIRE_write, EINTR, kLog, 1, 5}}, acl_is_made, "", {"-v", "4"}},
-        {"log: write EAGAIN", {{FIRE_write, EAGAIN, kLog, 1, 5}}, acl_is_made, "", {"-v", "4"}},
-        {"log: write short", {{FIRE_write, 0, kLog, 1, 100}}, acl_is_made, "", {"-v", "4"}},
-        {"log: write ENOSPC", {{FIRE_write, ENOSPC, kLog, 1, 5}}, acl_is_made, "", {"-v", "4"}},
-        {"log: write EPIPE", {{FIRE_write, EPIPE, kLog, 1, 5}}, acl_is_made, "", {"-v", "4"}},
     };
 }
 

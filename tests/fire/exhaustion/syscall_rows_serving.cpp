@@ -14,6 +14,9 @@ using zv_test::TestClient;
 namespace {
 
 constexpr char kRpc[] = "libzv_rpc";
+constexpr bool kDeaf = true;
+// Waits of no length for a second after each event.
+const std::map<std::string, std::string> kPolling = {{"ZV_RPC_BUSY_POLL_US", "1000000"}};
 
 // A request on a connection that is there.
 std::string is_served(DaemonProcess & /*daemon*/, TestClient &one) {
@@ -65,6 +68,25 @@ std::string ends_well(DaemonProcess &daemon, TestClient & /*one*/) {
     return daemon.stop() == ExitStatus::exit(0) ? "" : "not with exit status 0";
 }
 
+// Requests of a client that a deaf loop has not accepted before its end.
+template <bool kAnswered>
+std::string requests_of_the_end(DaemonProcess &daemon, TestClient & /*one*/) {
+    constexpr int kNum = 3;
+    RpcConnection connection = daemon.connect();
+    for (int i = 0; i < kNum; i++) {
+        connection.send(zv_test::make_request(0, {}));
+    }
+    if (!(daemon.stop() == ExitStatus::exit(0))) {
+        return "not with exit status 0";
+    }
+    for (int i = 0; i < kNum; i++) {
+        if (connection.receive().has_value() != kAnswered) {
+            return std::string("a request is ") + (kAnswered ? "not answered" : "answered");
+        }
+    }
+    return "";
+}
+
 std::string ends_by_itself(DaemonProcess &daemon, TestClient & /*one*/) {
     // The loop waits already; a request makes it wait once more.
     std::optional<RpcConnection> connection = RpcConnection::open(daemon.socket_path());
@@ -104,6 +126,11 @@ std::vector<ServingRow> serving_rows() {
          newcomer_is_served,
          ""},
         {"epoll_wait EINTR", {{FIRE_epoll_wait, EINTR, kRpc, 1, 5}}, is_served, ""},
+        {"epoll_wait EINTR while it polls",
+         {{FIRE_epoll_wait, EINTR, kRpc, 1, 5}},
+         is_served,
+         "",
+         kPolling},
         {"recv EINTR", {{FIRE_recv, EINTR, kRpc, 1, 5}}, is_served, ""},
         {"recv EAGAIN", {{FIRE_recv, EAGAIN, kRpc, 1, 5}}, is_served, ""},
         {"recv ENOMEM", {{FIRE_recv, ENOMEM, kRpc, 1, 5}}, is_served, ""},
@@ -148,13 +175,67 @@ std::vector<ServingRow> stop_rows() {
          {{FIRE_epoll_wait, EBADF, kRpc}},
          ends_by_itself,
          "Cannot wait for requests"},
+        {"epoll_wait EBADF while it polls ends the loop",
+         {{FIRE_epoll_wait, EBADF, kRpc}},
+         ends_by_itself,
+         "Cannot wait for requests",
+         kPolling},
         {"shutdown ENOTCONN", {{FIRE_shutdown, ENOTCONN, kRpc, 1, 10}}, ends_well, ""},
-        {"accept4 EINTR while it ends", {{FIRE_accept4, EINTR, kRpc, 1, 3}}, ends_well, ""},
+        {"accept4 EINTR while it ends",
+         {{FIRE_accept4, EINTR, kRpc, 1, 3}},
+         requests_of_the_end<true>,
+         "",
+         {},
+         kDeaf},
+        {"accept4 ECONNABORTED while it ends",
+         {{FIRE_accept4, ECONNABORTED, kRpc, 1, 3}},
+         requests_of_the_end<true>,
+         "",
+         {},
+         kDeaf},
+        {"accept4 EMFILE while it ends",
+         {{FIRE_accept4, EMFILE, kRpc, 1, kFromThenOn}},
+         requests_of_the_end<false>,
+         "",
+         {},
+         kDeaf},
+        {"recv EINTR while it ends",
+         {{FIRE_recv, EINTR, kRpc, 1, 10}},
+         requests_of_the_end<true>,
+         "",
+         {},
+         kDeaf},
+        {"recv ENOMEM while it ends",
+         {{FIRE_recv, ENOMEM, kRpc, 1, kFromThenOn}},
+         requests_of_the_end<false>,
+         "",
+         {},
+         kDeaf},
+        {"send EINTR while it ends",
+         {{FIRE_send, EINTR, kRpc, 1, 10}},
+         requests_of_the_end<true>,
+         "",
+         {},
+         kDeaf},
+        {"send ENOBUFS while it ends",
+         {{FIRE_send, ENOBUFS, kRpc, 1, kFromThenOn}},
+         requests_of_the_end<false>,
+         "",
+         {},
+         kDeaf},
+        {"send EPIPE while it ends",
+         {{FIRE_send, EPIPE, kRpc, 1, kFromThenOn}},
+         requests_of_the_end<false>,
+         "",
+         {},
+         kDeaf},
         // What wakes the loop is said again by the end itself.
         {"write EINTR of what wakes the loop", {{FIRE_write, EINTR, kRpc}}, ends_well, ""},
         {"write EAGAIN of what wakes the loop", {{FIRE_write, EAGAIN, kRpc}}, ends_well, ""},
         {"unlink EACCES of the socket", {{FIRE_unlink, EACCES, kRpc}}, ends_well, ""},
         {"lstat EIO of the socket", {{FIRE_lstat, EIO, kRpc}}, ends_well, ""},
+        // The second file that is removed. The call has no caller to name, being its last.
+        {"unlink EACCES of the control socket", {{FIRE_unlink, EACCES, "", 2}}, ends_well, ""},
     };
 }
 

@@ -16,6 +16,9 @@ constexpr char kDaemon[] = "zv_acl_rm";
 // Standard streams of C++ open and read files for others.
 constexpr char kStreams[] = "libstdc++";
 
+// What the switch says of a configuration that it has read whole.
+constexpr char kNoNumber[] = ": regions: must be an integer from 0 to 4294967295; the defaults";
+
 constexpr StartEnd kServes = StartEnd::kServes;
 constexpr StartEnd kRefuses = StartEnd::kRefuses;
 
@@ -80,10 +83,12 @@ std::vector<StartRow> start_rows() {
          StartRow::kTraceFile},
         {{FIRE_mmap, ENOMEM, kLog}, kServes, "The trace stays in memory", StartRow::kTraceFile},
         {{FIRE_open, EACCES, kSim}, kServes, "calls are not traced", StartRow::kTrace},
-        // A line of the trace that cannot be written is lost.
+        // A line of the trace that cannot be written is lost; one that can be is whole.
         {{FIRE_write, ENOSPC, kSim, 1, 20}, kServes, "", StartRow::kTrace},
-        {{FIRE_write, EINTR, kSim, 1, 5}, kServes, "", StartRow::kTrace},
-        {{FIRE_write, 0, kSim, 1, 5}, kServes, "", StartRow::kTrace},
+        {{FIRE_write, EAGAIN, kSim, 1, 5}, kServes, "", StartRow::kTrace},
+        {{FIRE_write, EPIPE, kSim, 1, 5}, kServes, "", StartRow::kTrace},
+        {{FIRE_write, EINTR, kSim, 1, 5}, kServes, "", StartRow::kWholeTrace},
+        {{FIRE_write, 0, kSim, 1, 5}, kServes, "", StartRow::kWholeTrace},
         // A complaint that cannot be written is lost.
         {{FIRE_writev, EPIPE, kSim}, kServes, "", StartRow::kBadConfig},
         {{FIRE_writev, ENOSPC, kSim}, kServes, "", StartRow::kBadConfig},
@@ -94,11 +99,9 @@ std::vector<StartRow> start_rows() {
          kServes,
          "cannot be read; the defaults are used",
          StartRow::kConfig},
-        // Lines of the log that nobody can be told.
-        {{FIRE_write, EPIPE, kLog, 1, 5}, kServes, ""},
-        {{FIRE_write, EAGAIN, kLog, 1, 5}, kServes, ""},
-        {{FIRE_write, EINTR, kLog, 1, 5}, kServes, ""},
-        {{FIRE_write, 0, kLog, 1, 50}, kServes, ""},
+        // Read to its end, where the complaint is about what it says.
+        {{FIRE_read, EINTR, kStreams, 1, 3}, kServes, kNoNumber, StartRow::kBadConfig},
+        {{FIRE_read, 0, kStreams, 1, 100}, kServes, kNoNumber, StartRow::kBadConfig},
     };
 }
 

@@ -10,9 +10,12 @@
 // nanosleep between two looks of a closing log, the eventfd's read (of a stop that is taken back,
 // which no daemon does: FailingCalls.AWakeThatCannotBeReadIsReadInALaterRound), the fstat of a
 // trace file that is read (which no daemon does either), dlsym and dlclose of a library that is
-// open, and what goes to standard output and standard error before the process ends by itself
-// (printf, fputs, fprintf). The client's side of the RPC library is not the daemon's. Of syslog the
-// C library reports nothing.
+// open, what goes to standard output and standard error before the process ends by itself (printf,
+// fputs, fprintf), the fprintf to a file that only a plug-in can name as the log's, the fclose of a
+// dump, all of whose text was flushed before, and the unlink of what could not be finished: a trace
+// file without room, a control socket that cannot be listened on or has no thread. The unlink of an
+// old control socket is ControlLife.AnOldSocketThatCannotBeRemovedIsReportedAndTheProgramRuns. The
+// client's side of the RPC library is not the daemon's. Of syslog the C library reports nothing.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -73,6 +76,7 @@ void add_need(StartRow::Need need, DaemonOptions &options) {
             }
             break;
         case StartRow::kTrace:
+        case StartRow::kWholeTrace:
             options.trace = true;
             break;
         case StartRow::kConfig:
@@ -88,6 +92,21 @@ void expect_line(Report &report, const std::string &what, const DaemonProcess &d
                  const std::string &line) {
     report.expect(daemon.err().find(line) != std::string::npos,
                   what + ": it does not write \"" + line + "\" but\n" + daemon.err());
+}
+
+// Every line is a call's, and none is lost where none may be.
+void expect_trace(Report &report, const std::string &what, const StartRow &row,
+                  const DaemonProcess &daemon) {
+    uint64_t last = 0;
+    for (const nlohmann::json &call : daemon.trace()) {
+        const auto number = call.at("seq").get<uint64_t>();
+        const bool follows = row.need == StartRow::kWholeTrace ? number == last + 1 : number > last;
+        report.expect(follows, what + ": line " + std::to_string(number) +
+                                   " of the trace follows line " + std::to_string(last));
+        last = number;
+    }
+    const bool is_wanted = row.fault.call != FIRE_open;
+    report.expect((last > 0) == is_wanted, what + (is_wanted ? ": no trace" : ": a trace"));
 }
 
 void expect_serving_daemon(Report &report, const std::string &what, const StartRow &row,
@@ -107,6 +126,9 @@ void expect_serving_daemon(Report &report, const std::string &what, const StartR
         return;
     }
     report.expect(daemon.stop() == ExitStatus::exit(0), what + ": it did not end well");
+    if (row.need == StartRow::kTrace || row.need == StartRow::kWholeTrace) {
+        expect_trace(report, what, row, daemon);
+    }
 }
 
 void start_with_failure(const StartRow &row, Report &report) {
@@ -168,7 +190,7 @@ void serve_with_failure(const ServingRow &row, Report &report) {
     const std::string what = row.what;
     Faults faults;
     DaemonOptions options = failing_daemon(faults);
-    options.arguments = row.arguments;
+    options.environment.insert(row.environment.begin(), row.environment.end());
     add_logger(row.faults[0], options);
     DaemonProcess daemon(options);
     daemon.allow_error_lines();
@@ -188,15 +210,27 @@ void serve_with_failure(const ServingRow &row, Report &report) {
     }
 }
 
+// The connection wakes the wait that may be under way, so that the next one fails, and all after.
+void deafen_loop(const DaemonProcess &daemon, Faults &faults, Report &report) {
+    constexpr size_t kPlace = FIRE_FAULTS_MAX - 1;
+    faults.arm(kPlace, {FIRE_epoll_wait, EINTR, "libzv_rpc", 1, kFromThenOn});
+    const std::optional<RpcConnection> connection = RpcConnection::open(daemon.socket_path());
+    report.expect(wait_until([&] { return faults.failed(kPlace) > 0; }), "the loop hears");
+}
+
 // The step is the end itself, and nothing is asked of the daemon afterwards.
 void stop_with_failure(const ServingRow &row, Report &report) {
     const std::string what = row.what;
     Faults faults;
     DaemonOptions options = failing_daemon(faults);
+    options.environment.insert(row.environment.begin(), row.environment.end());
     add_logger(row.faults[0], options);
     DaemonProcess daemon(options);
     daemon.allow_error_lines();
     TestClient one(daemon);
+    if (row.is_deaf) {
+        deafen_loop(daemon, faults, report);
+    }
     arm_all(row, faults);
     const std::string wrong = row.step(daemon, one);
     report.expect(wrong.empty(), what + ": " + wrong);
@@ -204,6 +238,7 @@ void stop_with_failure(const ServingRow &row, Report &report) {
     expect_line(report, what, daemon, row.line);
 }
 
+// `path` empty: standard error is looked at.
 void run_with_plugin(const PluginRow &row, const DaemonOptions &plugin, const std::string &path,
                      Report &report) {
     const std::string what = row.what;
@@ -226,8 +261,12 @@ void run_with_plugin(const PluginRow &row, const DaemonOptions &plugin, const st
                       what + ": nothing ran into " + name_of_fault(row.faults[i]));
         failed_calls += faults.failed(i);
     }
-    const std::string wrong = row.look(zv_test::read_file(path));
+    const std::string wrong = row.look(path.empty() ? daemon.err() : zv_test::read_file(path));
     report.expect(wrong.empty(), what + ": " + wrong);
+}
+
+void run_with_no_plugin(const PluginRow &row, Report &report) {
+    run_with_plugin(row, {}, "", report);
 }
 
 void log_with_failure(const PluginRow &row, Report &report) {
@@ -269,6 +308,7 @@ std::vector<Case> all_cases() {
     add_cases(control_rows(), serve_with_failure, &cases);
     add_cases(file_rows(), serve_with_failure, &cases);
     add_cases(stop_rows(), stop_with_failure, &cases);
+    add_cases(log_rows(), run_with_no_plugin, &cases);
     add_cases(logger_rows(), log_with_failure, &cases);
     add_cases(connector_rows(), connect_with_failure, &cases);
     return cases;

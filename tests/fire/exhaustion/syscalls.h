@@ -2,6 +2,7 @@
 #ifndef ZV_TESTS_FIRE_EXHAUSTION_SYSCALLS_H
 #define ZV_TESTS_FIRE_EXHAUSTION_SYSCALLS_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,13 +18,14 @@ struct StartRow {
     StartEnd end;
     std::string line;  // a part of what it writes; empty: nothing is demanded
     // Needed to get there: a connector, a trace file, one that is there already, the trace of
-    // calls, a configuration, one that is refused.
+    // calls, one that must lack no line, a configuration, one that is refused.
     enum Need {
         kNothing,
         kConnector,
         kTraceFile,
         kOldTraceFile,
         kTrace,
+        kWholeTrace,
         kConfig,
         kBadConfig
     } need = kNothing;
@@ -38,23 +40,28 @@ struct ServingRow {
     // A step of a client's under these faults; "" when it went as it must, else what was wrong.
     std::string (*step)(zv_test::DaemonProcess &daemon, zv_test::TestClient &one);
     std::string line;  // a part of what the daemon writes
-    std::vector<std::string> arguments = {};
+    std::map<std::string, std::string> environment = {};
+    // At its end only: the loop sees nothing any more but that it is to stop, so that whatever
+    // clients send now is left for the end itself.
+    bool is_deaf = false;
 };
 
-// With a plug-in of the daemon's own, from its start to its end.
+// With a plug-in of the daemon's own, or none, from its start to its end.
 struct PluginRow {
     const char *what;
     std::vector<CallFault> faults;
-    // Looks at the plug-in's file when the daemon has ended; "" when it is as it must be.
+    // Looks at the plug-in's file, or at standard error, when the daemon has ended; "" when it is
+    // as it must be.
     std::string (*look)(const std::string &text);
 };
 
-std::vector<StartRow> start_rows();  // library of the RPC server, log, complib, the daemon's own
+std::vector<StartRow> start_rows();
 std::vector<StartRow> control_start_rows();
 std::vector<ServingRow> serving_rows();
 std::vector<ServingRow> control_rows();
 std::vector<ServingRow> file_rows();
 std::vector<ServingRow> stop_rows();
+std::vector<PluginRow> log_rows();
 std::vector<PluginRow> logger_rows();
 std::vector<PluginRow> connector_rows();
 

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -37,6 +38,7 @@ struct Failing {
 
 struct Calls {
     Failing send;
+    Failing recv;
     Failing lstat;
     Failing epoll_ctl;
     Failing accept4;
@@ -83,8 +85,9 @@ class FailingCalls : public ::testing::Test {
   protected:
     FailingCalls() { calls(); }
     ~FailingCalls() override {
-        for (Failing *call : {&calls().send, &calls().lstat, &calls().epoll_ctl, &calls().accept4,
-                              &calls().wake_read, &calls().wake_write, &calls().array}) {
+        for (Failing *call :
+             {&calls().send, &calls().recv, &calls().lstat, &calls().epoll_ctl, &calls().accept4,
+              &calls().wake_read, &calls().wake_write, &calls().array}) {
             call->error = 0;
         }
     }
@@ -267,6 +270,89 @@ TEST_F(FailingCalls, AWakeThatCannotBeWrittenIsMadeUpForByTheEndItself) {
     }
 }
 
+// A server that comes to its end with requests of two clients unread, one of them not accepted.
+class FailingCallsAtTheEnd : public FailingCalls {
+  protected:
+    FailingCallsAtTheEnd() {
+        accepted_.call(packet(kEcho, 1));
+        holder_.send(packet(kBlock, 1, {1}));
+        sem_wait(&server_.shared().entered);
+        accepted_.send(packet(kCount, 10));
+        accepted_.send(packet(kCount, 11));
+        newcomer_ = std::make_unique<RawClient>();
+        newcomer_->send(packet(kCount, 12));
+        server_.set_stop(1);
+    }
+    void end() {
+        sem_post(&server_.shared().gate);
+        EXPECT_EQ(server_.deinit(), 0u);
+    }
+    void expect_shutting_down(RawClient &client, uint32_t sequence) {
+        const RawReply reply = client.receive();
+        EXPECT_FALSE(reply.ended) << "request " << sequence;
+        EXPECT_EQ(reply.header.sequence, sequence);
+        EXPECT_EQ(reply.header.transport, 4u);
+    }
+    void expect_all_answered() {
+        expect_shutting_down(accepted_, 10);
+        expect_shutting_down(accepted_, 11);
+        expect_shutting_down(*newcomer_, 12);
+        EXPECT_EQ(server_.exit_status(), 0);
+    }
+
+    ServerProcess server_;
+    RawClient holder_;
+    RawClient accepted_;
+    std::unique_ptr<RawClient> newcomer_;
+};
+
+TEST_F(FailingCallsAtTheEnd, AnInterruptedReceiveLosesNoRequest) {
+    calls().recv.arm(EINTR, 1, 3);
+    end();
+    expect_all_answered();
+}
+
+TEST_F(FailingCallsAtTheEnd, AnInterruptedSendLosesNoReply) {
+    calls().send.arm(EINTR, 1, 3);
+    end();
+    EXPECT_EQ(holder_.receive().body, Bytes{1});
+    expect_all_answered();
+}
+
+TEST_F(FailingCallsAtTheEnd, AnInterruptedAcceptLosesNoClient) {
+    calls().accept4.arm(EINTR, 1, 3);
+    end();
+    expect_all_answered();
+}
+
+TEST_F(FailingCallsAtTheEnd, WithoutDescriptorsClientsThatWaitToBeAcceptedAreClosedAlone) {
+    calls().accept4.arm(EMFILE, 1, 1);
+    end();
+    expect_shutting_down(accepted_, 10);
+    expect_shutting_down(accepted_, 11);
+    EXPECT_TRUE(newcomer_->receive().ended);
+    EXPECT_EQ(server_.exit_status(), 0);
+}
+
+// The holder's reply goes out before; the first of the two requests finds no memory.
+TEST_F(FailingCallsAtTheEnd, WithoutKernelMemoryForARequestItsConnectionIsClosedAlone) {
+    calls().recv.arm(ENOMEM, 2, 1);
+    end();
+    EXPECT_EQ(holder_.receive().body, Bytes{1});
+    EXPECT_TRUE(accepted_.receive().ended);
+    expect_shutting_down(*newcomer_, 12);
+    EXPECT_EQ(server_.exit_status(), 0);
+}
+
+TEST_F(FailingCallsAtTheEnd, WithoutKernelMemoryForAReplyItsConnectionIsClosedAlone) {
+    calls().send.arm(ENOMEM, 2, 1);
+    end();
+    EXPECT_EQ(holder_.receive().body, Bytes{1});
+    EXPECT_TRUE(accepted_.receive().ended);
+    expect_shutting_down(*newcomer_, 12);
+    EXPECT_EQ(server_.exit_status(), 0);
+}
+
 size_t g_line_len = 0;
 
 void take_line(uint32_t /*severity_mask*/, const char * /*module*/, const char *message, ...) {
@@ -301,6 +387,10 @@ extern "C" {
 
 [[gnu::visibility("default")]] ssize_t send(int fd, const void *bytes, size_t len, int flags) {
     return fails(calls().send) ? -1 : next<decltype(::send)>("send")(fd, bytes, len, flags);
+}
+
+[[gnu::visibility("default")]] ssize_t recv(int fd, void *bytes, size_t len, int flags) {
+    return fails(calls().recv) ? -1 : next<decltype(::recv)>("recv")(fd, bytes, len, flags);
 }
 
 // Only the eventfd's transfers have eight bytes.

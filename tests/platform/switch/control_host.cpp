@@ -1,7 +1,14 @@
 // A program that uses the switch, for tests of its control socket: sets up one of everything, says
 // "ready", then makes a call for every line it reads and prints its status. Ends with its input.
+// Where ZV_TEST_UNLINK_FAILS is set, it can remove no file.
+
+#include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string>
 
@@ -77,6 +84,18 @@ uint32_t carry_out(zv_api_handle_t handle, const std::string &line) {
 }
 
 }  // namespace
+
+// Stands before the C library's for the library under test as well.
+extern "C" [[gnu::visibility("default")]] int unlink(const char *path) noexcept {
+    if (std::getenv("ZV_TEST_UNLINK_FAILS") != nullptr) {
+        errno = EACCES;
+        return -1;
+    }
+    void *found = dlsym(RTLD_NEXT, "unlink");
+    int (*next)(const char *) = nullptr;
+    std::memcpy(&next, &found, sizeof(next));
+    return next(path);
+}
 
 int main() {
     zv_log_init(1, 0, nullptr);

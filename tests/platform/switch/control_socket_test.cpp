@@ -212,6 +212,17 @@ TEST_F(ControlLife, AFileThatADeadProcessLeftIsReplaced) {
     EXPECT_EQ(next->errors(), "");
 }
 
+TEST_F(ControlLife, AnOldSocketThatCannotBeRemovedIsReportedAndTheProgramRuns) {
+    ASSERT_EQ(kill(host_->pid(), SIGKILL), 0);
+    EXPECT_EQ(host_->wait(), -SIGKILL);
+    auto next = start({{"ZV_TEST_UNLINK_FAILS", "1"}});
+    EXPECT_EQ(next->read_line(), "0");
+    EXPECT_EQ(next->read_line(), "ready");
+    EXPECT_EQ(next->wait(), 0);
+    EXPECT_EQ(next->errors(), "zv_sim: ZV_SIM_CONTROL: " + socket_path() +
+                                  ": Permission denied; there is no control socket\n");
+}
+
 TEST_F(ControlLife, WithoutTheVariableThereIsNoSocket) {
     const zv_test::TempDir elsewhere;
     auto quiet = start({{"ZV_SIM_CONTROL", "0"}, {"ZV_PLATFORM_ROOT", elsewhere.path()}});

@@ -128,6 +128,15 @@ TEST_F(Rules, ReadBackAsWritten) {
     EXPECT_EQ(std::memcmp(&read.action, &rule.action, sizeof(rule.action)), 0);
 }
 
+// Of a rule and a copy: the bytes between `valid` and `key` are nobody's.
+bool same_rule(const zv_acl_rule_t &one, const zv_acl_rule_t &other) {
+    constexpr size_t kFirst = offsetof(zv_acl_rule_t, key);
+    return one.offset == other.offset && one.valid == other.valid &&
+           std::memcmp(reinterpret_cast<const uint8_t *>(&one) + kFirst,
+                       reinterpret_cast<const uint8_t *>(&other) + kFirst,
+                       sizeof(one) - kFirst) == 0;
+}
+
 // Whatever the rule before it held, and wherever in key, mask or action a byte lies.
 TEST_F(Rules, HoldEachByteByItself) {
     const uint32_t id = new_region(1);
@@ -143,7 +152,7 @@ TEST_F(Rules, HoldEachByteByItself) {
         zv_acl_rule_t read;
         std::memset(&read, 0xff, sizeof(read));
         ASSERT_EQ(zv_api_acl_rules_get(handle_, id, 0, &read, 1), 0u);
-        ASSERT_EQ(std::memcmp(&read, &rule, sizeof(rule)), 0) << "byte " << at;
+        ASSERT_TRUE(same_rule(read, rule)) << "byte " << at;
     }
 }
 
@@ -281,7 +290,7 @@ TEST_F(BlockMove, TakesEveryByteAlong) {
     rule.offset = 7;
     zv_acl_rule_t read;
     ASSERT_EQ(zv_api_acl_rules_get(handle_, id_, 7, &read, 1), 0u);
-    EXPECT_EQ(std::memcmp(&read, &rule, sizeof(rule)), 0);
+    EXPECT_TRUE(same_rule(read, rule));
 }
 
 }  // namespace
