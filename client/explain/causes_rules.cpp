@@ -373,8 +373,9 @@ Finding offset_without_record(const Refusal &refusal) {
         const uint32_t offset = rules.offset(i);
         const Known has_rule = refusal.ask.has_rule(refusal.acl_id(), offset);
         if (is_write(refusal) && has_rule == Known::yes) {
-            return certain(lost + offset_words(offset) + why + rule_words(i) +
-                           " of the request is in the switch");
+            std::string words = lost;
+            words += offset_words(offset) + why + rule_words(i);
+            return certain(words + " of the request is in the switch");
         }
         if (!is_write(refusal) && has_rule == Known::no) {
             last_gone = i;

@@ -46,7 +46,7 @@ std::string fault_list(const FaultWords &words) {
 std::string list_of_faults(const FaultWords &words, const CLI::Option &call,
                            const CLI::Option &set) {
     if (call.count() > 0) {
-        const std::string list = fault_list(words);
+        std::string list = fault_list(words);
         demand("--call", is_json_list(list) ? "" : "'" + words.call + "' is no name of a call");
         return list;
     }
