@@ -459,34 +459,27 @@ Finding no_rule_at_offset(const Refusal &refusal) {
     if (!missing) {
         return no_cause();
     }
-    return finding(is_untouched ? is_missing : Known::unknown,
-                   offset_words(rules.offset(*missing)) + " of " + acl_words(refusal) +
-                       " holds no rule" + of_the_request(*missing));
+    std::string words = offset_words(rules.offset(*missing)) + " of " + acl_words(refusal) +
+                        " holds no rule" + of_the_request(*missing);
+    if (!is_untouched) {
+        words += "; or it held one that forwarded to logical port 0, which is deleted now";
+    }
+    return finding(is_missing, words);
 }
 
-/* Forwarding to logical port 0 is not counted, so that it cannot be given up: a deletion fails when
- * its rules are gone. */
+/* Forwarding to logical port 0 is not counted, so that it cannot be given up: what deletes such a
+ * rule fails when the rule is gone. A deletion's own words are no_rule_at_offset's. */
 Finding rule_to_port_0(const Refusal &refusal) {
     const std::string to_port_0 = " forwarded to logical port 0, of which there is no record: ";
     if (refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_RULE_MOVE_BLOCK)) {
         return certain("the block moved over a rule that" + to_port_0 +
                        "that rule is gone, and the switch has moved the block");
     }
-    if (refusal.is(ZV_ACL_RM_API_INT_CMD_ACL_SET)) {
-        if (refusal.cmd() != ZV_ACL_RM_ACCESS_CMD_DESTROY) {
-            return no_cause();
-        }
-        return possible("a rule of " + acl_words(refusal) + to_port_0 +
-                        "that rule is gone, and a second destroy goes on behind it");
+    if (refusal.cmd() != ZV_ACL_RM_ACCESS_CMD_DESTROY) {
+        return no_cause();
     }
-    const Rules rules = rules_of(refusal);
-    for (uint32_t i = 0; i < rules.num; i++) {
-        if (is_write(refusal) ||
-            refusal.ask.has_rule(refusal.acl_id(), rules.offset(i)) == Known::yes) {
-            return no_cause();
-        }
-    }
-    return possible("a rule of the request" + to_port_0 + "the rules of the request are deleted");
+    return possible("a rule of " + acl_words(refusal) + to_port_0 +
+                    "that rule is gone, and a second destroy goes on behind it");
 }
 
 Finding no_room_to_forward(const Refusal &refusal) {

@@ -100,7 +100,7 @@ constexpr CauseRow kCauses[] = {
     {kRuleSet, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, unknown_counter_of_rule},
     {kRuleSet, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, offset_deleted_twice},
     {kRuleSet | kRuleGet, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, no_rule_at_offset},
-    {kAclSet | kRuleSet | kMove, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, rule_to_port_0},
+    {kAclSet | kMove, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, rule_to_port_0},
     {kCounters, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, unknown_counter},
     {kBinds | kPortSet, ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND, former_id_on_port},
 

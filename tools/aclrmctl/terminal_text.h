@@ -1,10 +1,8 @@
 /* Text as a terminal may show it: what comes from outside, a file or a command line, may hold bytes
  * that a terminal would obey.
  *
- * Controls are of no shape, those from 0x80 on among them, and bytes that are no UTF-8 may be one:
- * a
- * '?' stands for each. Every other character takes a column.
- */
+ * Controls are of no shape, those from 0x80 on among them, and bytes that are no UTF-8 may be one.
+ * A '?' stands for each; every other character takes a column. */
 #ifndef ACLRMCTL_TERMINAL_TEXT_H
 #define ACLRMCTL_TERMINAL_TEXT_H
 
