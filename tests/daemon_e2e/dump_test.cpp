@@ -192,7 +192,8 @@ TEST(Dump, GoesToTheLogWhenTheFileCannotBeOpened) {
         {"ZV_ACL_RM", "WARN", "Can't open the acl-rm dump file " + path + ", will print to log"});
     daemon.wait_for_log_matching(
         {"ZV_ACL_RM", "NOTICE",
-         R"(acl-rm dump data started at: \w{3} \w{3} [ \d]\d \d\d:\d\d:\d\d \d{4})"});
+         "acl-rm dump data started at: [A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] "
+         "[0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}"});
     std::string text = std::string("ACL-RM dump data:\n ") + kEmptyCache;
     text.pop_back();  // the log's entries end with their line
     daemon.expect_log({"ZV_ACL_RM", "NOTICE", text});

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <filesystem>
 #include <iostream>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -268,11 +267,11 @@ void DaemonProcess::wait_for_log(const LogLine &line, Here here) {
 }
 
 std::string DaemonProcess::wait_for_log_matching(const LogLine &line, Here here) {
-    const std::regex pattern(line.text);
+    const testing::Matcher<const std::string &> is_like = testing::MatchesRegex(line.text);
     std::string found;
     const bool is_there = wait_until([&] {
         for (const LogLine &entry : log(line.module, line.level)) {
-            if (std::regex_match(entry.text, pattern) && find_untaken(entry)) {
+            if (is_like.Matches(entry.text) && find_untaken(entry)) {
                 found = entry.text;
                 return true;
             }

@@ -97,8 +97,9 @@ class DaemonProcess {
     void expect_no_log(const LogLine &line, Here here = Here::now());
     // For lines that no reply follows (those of a signal): waits until the line is there.
     void wait_for_log(const LogLine &line, Here here = Here::now());
-    // The same where the text has a part that no test can know: `line.text` is a regular expression
-    // for the whole text. Returns the text found, "" and a failed case if there is none.
+    // The same where the text has a part that no test can know: `line.text` is an extended regular
+    // expression (POSIX) for the whole text. Returns the text found, "" and a failed case if there
+    // is none.
     std::string wait_for_log_matching(const LogLine &line, Here here = Here::now());
     // Demands that no line of level ERROR is left that expect_log() did not take. The destructor
     // does this too, unless allow_error_lines() was called.

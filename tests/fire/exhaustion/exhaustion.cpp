@@ -6,9 +6,8 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <CLI/CLI.hpp>
-
 #include "tests/fire/exhaustion/exhaustion.h"
+#include "tests/fire/support/command_line.h"
 
 namespace zv_fire {
 Tally tally;
@@ -18,15 +17,17 @@ int main(int argc, char **argv) {
     std::string json_path;
     std::string only;
     unsigned jobs = 2;
-    CLI::App app(
+    zv_fire::CommandLine line(
         "Every allocation of the daemon fails in turn: at its start, in each command, at "
         "its end.");
-    app.add_option("--jobs", jobs, "Cases side by side")->capture_default_str();
-    app.add_option("--only", only, "Only cases whose name contains this");
-    app.add_option("--json", json_path, "Write the figures to this file");
-    app.add_option("--daemon", zv_fire::daemon_program, "Another build of the daemon");
-    app.add_option("--libraries", zv_fire::daemon_libraries, "Its platform libraries");
-    CLI11_PARSE(app, argc, argv);
+    line.option("--jobs", jobs, "Cases side by side");
+    line.option("--only", only, "Only cases whose name contains this");
+    line.option("--json", json_path, "Write the figures to this file");
+    line.option("--daemon", zv_fire::daemon_program, "Another build of the daemon");
+    line.option("--libraries", zv_fire::daemon_libraries, "Its platform libraries");
+    if (const auto status = line.parse(argc, argv)) {
+        return *status;
+    }
     testing::InitGoogleTest();
     unsetenv("ZV_PLATFORM_ROOT");
 

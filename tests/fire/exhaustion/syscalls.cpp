@@ -20,11 +20,11 @@
 #include <signal.h>
 #include <stdlib.h>
 
-#include <CLI/CLI.hpp>
 #include <atomic>
 #include <cstring>
 
 #include "tests/fire/exhaustion/syscalls.h"
+#include "tests/fire/support/command_line.h"
 
 namespace zv_fire {
 
@@ -322,13 +322,15 @@ int main(int argc, char **argv) {
     std::string json_path;
     std::string only;
     unsigned jobs = 2;
-    CLI::App app("Each system call of the daemon fails as a table says.");
-    app.add_option("--jobs", jobs, "Rows side by side")->capture_default_str();
-    app.add_option("--only", only, "Only rows whose name contains this");
-    app.add_option("--json", json_path, "Write the figures to this file");
-    app.add_option("--daemon", zv_fire::daemon_program, "Another build of the daemon");
-    app.add_option("--libraries", zv_fire::daemon_libraries, "Its platform libraries");
-    CLI11_PARSE(app, argc, argv);
+    zv_fire::CommandLine line("Each system call of the daemon fails as a table says.");
+    line.option("--jobs", jobs, "Rows side by side");
+    line.option("--only", only, "Only rows whose name contains this");
+    line.option("--json", json_path, "Write the figures to this file");
+    line.option("--daemon", zv_fire::daemon_program, "Another build of the daemon");
+    line.option("--libraries", zv_fire::daemon_libraries, "Its platform libraries");
+    if (const auto status = line.parse(argc, argv)) {
+        return *status;
+    }
     testing::InitGoogleTest();
     unsetenv("ZV_PLATFORM_ROOT");
 

@@ -10,13 +10,13 @@
 #include <sched.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <thread>
 
 #include "tests/fire/hostile/crowd.h"
 #include "tests/fire/hostile/good_client.h"
+#include "tests/fire/support/command_line.h"
 #include "tests/fire/support/fire_report.h"
 #include "tests/fire/support/other_build.h"
 #include "tests/fire/support/process_figures.h"
@@ -291,22 +291,21 @@ int run(const Options &options) {
 
 int main(int argc, char **argv) {
     zv_fire::Options options;
-    CLI::App app("Sets 64 hostile clients on the daemon beside one that works.");
-    app.add_option("--seed", options.seed, "Seed of what the hostile clients do")
-        ->capture_default_str();
-    app.add_option("--seconds", options.seconds, "How long the slices take together")
-        ->capture_default_str();
-    app.add_option("--largest-ratio", options.largest_ratio,
-                   "Of the good client's p99 with and without the others")
-        ->capture_default_str();
-    app.add_flag("!--no-real-time", options.real_time,
-                 "Leave the scheduling as it is: for a machine that is otherwise idle");
-    app.add_option("--only", options.only,
-                   "One kind alone, by its name in kinds.cpp: to find a cause");
-    app.add_option("--daemon", options.daemon, "Another build of the daemon");
-    app.add_option("--library-path", options.library_path,
-                   "Directory of the platform libraries that belong to it");
-    app.add_option("--json", options.json, "Write the figures to this file");
-    CLI11_PARSE(app, argc, argv);
+    zv_fire::CommandLine line("Sets 64 hostile clients on the daemon beside one that works.");
+    line.option("--seed", options.seed, "Seed of what the hostile clients do");
+    line.option("--seconds", options.seconds, "How long the slices take together");
+    line.option("--largest-ratio", options.largest_ratio,
+                "Of the good client's p99 with and without the others");
+    line.flag("!--no-real-time", options.real_time,
+              "Leave the scheduling as it is: for a machine that is otherwise idle");
+    line.option("--only", options.only,
+                "One kind alone, by its name in kinds.cpp: to find a cause");
+    line.option("--daemon", options.daemon, "Another build of the daemon");
+    line.option("--library-path", options.library_path,
+                "Directory of the platform libraries that belong to it");
+    line.option("--json", options.json, "Write the figures to this file");
+    if (const auto status = line.parse(argc, argv)) {
+        return *status;
+    }
     return zv_fire::run(options);
 }

@@ -2,11 +2,11 @@
 //
 // It measures the model and not the daemon: what the two say of the same requests has to agree in
 // every reply, platform call, dump and in what the switch holds afterwards.
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <string>
 
 #include "tests/fire/model/stories.h"
+#include "tests/fire/support/command_line.h"
 #include "tests/fire/support/fire_report.h"
 
 namespace {
@@ -34,18 +34,20 @@ void end(const std::string &what, const zv_model::SideBySide &pair, zv_fire::Rep
 }  // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app("Compares the reference model with the daemon, request by request.");
+    zv_fire::CommandLine line("Compares the reference model with the daemon, request by request.");
     uint64_t seed = 1;
     uint32_t rounds = 10, num = 300;
     std::string json_path;
     bool no_story = false, no_tables = false;
-    app.add_option("--seed", seed, "of the first round of noise; each round has the next one");
-    app.add_option("--count", rounds, "rounds of noise, each with a daemon of its own");
-    app.add_option("--requests", num, "requests of a round");
-    app.add_option("--json", json_path, "file for the figures");
-    app.add_flag("--no-story", no_story, "noise alone, without the told story");
-    app.add_flag("--no-tables", no_tables, "without filling the tables");
-    CLI11_PARSE(app, argc, argv);
+    line.option("--seed", seed, "of the first round of noise; each round has the next one");
+    line.option("--count", rounds, "rounds of noise, each with a daemon of its own");
+    line.option("--requests", num, "requests of a round");
+    line.option("--json", json_path, "file for the figures");
+    line.flag("--no-story", no_story, "noise alone, without the told story");
+    line.flag("--no-tables", no_tables, "without filling the tables");
+    if (const auto status = line.parse(argc, argv)) {
+        return *status;
+    }
 
     zv_fire::Report report("fire_model_check", json_path);
     Totals totals;

@@ -10,10 +10,9 @@
 // single byte a request would be 120 pages in half a million requests.
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
 #include "tests/fire/soak/capacity.h"
 #include "tests/fire/soak/lane.h"
+#include "tests/fire/support/command_line.h"
 #include "tests/fire/support/fire_report.h"
 #include "tests/fire/support/other_build.h"
 #include "tests/fire/support/process_figures.h"
@@ -200,13 +199,16 @@ int run(const Options &options) {
 
 int main(int argc, char **argv) {
     zv_fire::Options options;
-    CLI::App app("Sends a million requests of every kind and demands that nothing is left behind.");
-    app.add_option("--seed", options.seed, "Seed of the lanes' choices")->capture_default_str();
-    app.add_option("--requests", options.requests, "How many")->capture_default_str();
-    app.add_option("--daemon", options.daemon, "Another build of the daemon");
-    app.add_option("--library-path", options.library_path,
-                   "Directory of the platform libraries that belong to it");
-    app.add_option("--json", options.json, "Write the figures to this file");
-    CLI11_PARSE(app, argc, argv);
+    zv_fire::CommandLine line(
+        "Sends a million requests of every kind and demands that nothing is left behind.");
+    line.option("--seed", options.seed, "Seed of the lanes' choices");
+    line.option("--requests", options.requests, "How many");
+    line.option("--daemon", options.daemon, "Another build of the daemon");
+    line.option("--library-path", options.library_path,
+                "Directory of the platform libraries that belong to it");
+    line.option("--json", options.json, "Write the figures to this file");
+    if (const auto status = line.parse(argc, argv)) {
+        return *status;
+    }
     return zv_fire::run(options);
 }

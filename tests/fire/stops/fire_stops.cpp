@@ -7,7 +7,6 @@
 // the same place that is looked at. A failure names its seed: --seed S --count 1 repeats it.
 #include <signal.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <iostream>
@@ -15,6 +14,7 @@
 #include <thread>
 
 #include "tests/fire/stops/stop_round.h"
+#include "tests/fire/support/command_line.h"
 #include "tests/fire/support/fire_report.h"
 #include "tests/support/daemon_process.h"
 
@@ -164,21 +164,22 @@ int run(const Options &options) {
 
 int main(int argc, char **argv) {
     zv_fire::Options options;
-    CLI::App app("Stops the daemon at random moments and demands a good end each time.");
-    app.add_option("--seed", options.seed,
-                   "Seed of the first round; each one after it has the next")
-        ->capture_default_str();
-    app.add_option("--count", options.count, "Rounds")->capture_default_str();
-    app.add_option("--jobs", options.jobs, "Rounds at a time")->capture_default_str();
-    app.add_flag("--kill", options.kill,
-                 "Kill instead, and demand that the next daemon at the place serves");
-    app.add_flag("--without-abort", options.without_abort,
-                 "TERM in place of ABRT: the thread sanitizer takes an ABRT for the thread's own "
-                 "fault and runs its handler at once, be it inside its own locks");
-    app.add_option("--daemon", options.daemon, "The daemon's binary")->capture_default_str();
-    app.add_option("--library-path", options.library_path,
-                   "Directory of the platform libraries that belong to it");
-    app.add_option("--json", options.json, "Write the figures to this file");
-    CLI11_PARSE(app, argc, argv);
+    zv_fire::CommandLine line(
+        "Stops the daemon at random moments and demands a good end each time.");
+    line.option("--seed", options.seed, "Seed of the first round; each one after it has the next");
+    line.option("--count", options.count, "Rounds");
+    line.option("--jobs", options.jobs, "Rounds at a time");
+    line.flag("--kill", options.kill,
+              "Kill instead, and demand that the next daemon at the place serves");
+    line.flag("--without-abort", options.without_abort,
+              "TERM in place of ABRT: the thread sanitizer takes an ABRT for the thread's own "
+              "fault and runs its handler at once, be it inside its own locks");
+    line.option("--daemon", options.daemon, "The daemon's binary");
+    line.option("--library-path", options.library_path,
+                "Directory of the platform libraries that belong to it");
+    line.option("--json", options.json, "Write the figures to this file");
+    if (const auto status = line.parse(argc, argv)) {
+        return *status;
+    }
     return zv_fire::run(options);
 }

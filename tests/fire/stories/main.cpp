@@ -1,5 +1,4 @@
 // fire_stories: random commands through daemon and model side by side; what fails is shrunk.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -13,6 +12,7 @@
 #include "tests/fire/stories/shrink.h"
 #include "tests/fire/story/program.h"
 #include "tests/fire/story/story_run.h"
+#include "tests/fire/support/command_line.h"
 
 namespace zv_fire {
 namespace {
@@ -232,22 +232,23 @@ int Stories::run() {
 
 int main(int argc, char *argv[]) {
     zv_fire::Options options;
-    CLI::App app{
+    zv_fire::CommandLine line(
         "Sends random commands of four owners to the daemon and compares it with the "
-        "model after each one; what fails is shrunk to the least that fails."};
-    app.add_option("--commands", options.commands, "how many, in stories of 400");
-    app.add_option("--minutes", options.minutes, "goes on for so long instead");
-    app.add_option("--seed", options.seed, "which stories");
-    app.add_option("--story", options.story, "only the one of this number");
-    app.add_option("--jobs", options.jobs, "how many stories run at the same time")
-        ->check(CLI::PositiveNumber);
-    app.add_option("--shrink-seconds", options.shrink_seconds, "how long a failure is shrunk");
-    app.add_option("--replay", options.replay, "only the story of this file");
-    app.add_option("--reproducers", options.reproducers, "all stories of this directory run first");
-    app.add_option("--out", options.out, "where the least failing stories are written");
-    app.add_option("--json", options.json_path, "writes the figures to this file");
-    app.add_option("--daemon", options.daemon, "another build of the daemon");
-    app.add_flag("--verbose", options.verbose, "tells every request and call");
-    CLI11_PARSE(app, argc, argv);
+        "model after each one; what fails is shrunk to the least that fails.");
+    line.option("--commands", options.commands, "how many, in stories of 400");
+    line.option("--minutes", options.minutes, "goes on for so long instead");
+    line.option("--seed", options.seed, "which stories");
+    line.option("--story", options.story, "only the one of this number");
+    line.count("--jobs", options.jobs, "how many stories run at the same time");
+    line.option("--shrink-seconds", options.shrink_seconds, "how long a failure is shrunk");
+    line.option("--replay", options.replay, "only the story of this file");
+    line.option("--reproducers", options.reproducers, "all stories of this directory run first");
+    line.option("--out", options.out, "where the least failing stories are written");
+    line.option("--json", options.json_path, "writes the figures to this file");
+    line.option("--daemon", options.daemon, "another build of the daemon");
+    line.flag("--verbose", options.verbose, "tells every request and call");
+    if (const auto status = line.parse(argc, argv)) {
+        return *status;
+    }
     return zv_fire::Stories(options).run();
 }

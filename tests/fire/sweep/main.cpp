@@ -1,6 +1,5 @@
 // fire_sweep: each platform call of each scenario fails once, in every way, and the model says what
 // has to become of it.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -12,6 +11,7 @@
 
 #include "tests/fire/story/program.h"
 #include "tests/fire/story/story_run.h"
+#include "tests/fire/support/command_line.h"
 #include "tests/fire/sweep/scenario.h"
 
 namespace zv_fire {
@@ -264,23 +264,23 @@ int Sweep::run() {
 
 int main(int argc, char *argv[]) {
     zv_fire::Options options;
-    CLI::App app{
+    zv_fire::CommandLine line(
         "Fails each platform call of each scenario, one at a time and in every way, and "
-        "compares what the daemon does with the model."};
-    app.add_option("--scenario", options.scenario, "only this one");
-    app.add_option("--call", options.call, "only this call, counted from the daemon's start");
-    app.add_option("--status", options.status, "the status it fails with (with --call)");
-    app.add_flag("--late", options.late, "it does its work before it fails (with --call)");
-    app.add_option("--times", options.times, "how many calls fail, -1: all from there on");
-    app.add_option("--every", options.every, "run only one in so many, but at least 20000")
-        ->check(CLI::PositiveNumber);
-    app.add_option("--seed", options.seed, "which ones --every leaves");
-    app.add_option("--jobs", options.jobs, "how many run at the same time")
-        ->check(CLI::PositiveNumber);
-    app.add_option("--json", options.json_path, "writes the figures to this file");
-    app.add_option("--daemon", options.daemon, "another build of the daemon");
-    app.add_flag("--verbose", options.verbose, "tells every request and call");
-    app.add_flag("--list", options.list, "names the scenarios");
-    CLI11_PARSE(app, argc, argv);
+        "compares what the daemon does with the model.");
+    line.option("--scenario", options.scenario, "only this one");
+    line.option("--call", options.call, "only this call, counted from the daemon's start");
+    line.option("--status", options.status, "the status it fails with (with --call)");
+    line.flag("--late", options.late, "it does its work before it fails (with --call)");
+    line.option("--times", options.times, "how many calls fail, -1: all from there on");
+    line.count("--every", options.every, "run only one in so many, but at least 20000");
+    line.option("--seed", options.seed, "which ones --every leaves");
+    line.count("--jobs", options.jobs, "how many run at the same time");
+    line.option("--json", options.json_path, "writes the figures to this file");
+    line.option("--daemon", options.daemon, "another build of the daemon");
+    line.flag("--verbose", options.verbose, "tells every request and call");
+    line.flag("--list", options.list, "names the scenarios");
+    if (const auto status = line.parse(argc, argv)) {
+        return *status;
+    }
     return zv_fire::Sweep(options).run();
 }
