@@ -40,6 +40,7 @@ function(zv_add_test name)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main zv_warnings)
   if(TARGET zv_test_headers AND NOT ARG_SOURCES MATCHES "[.]c(;|$)")
     target_precompile_headers(${name} REUSE_FROM zv_test_headers)
+    target_link_libraries(${name} PRIVATE zv_json_once)
   endif()
   if(ZV_TESTS_ONE_BY_ONE)
     gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60

@@ -1,0 +1,3 @@
+#include "tests/json_once.h"
+
+template class nlohmann::basic_json<>;
