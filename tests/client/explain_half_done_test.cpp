@@ -14,17 +14,10 @@ namespace {
 
 using namespace zv_test;
 
-constexpr uint32_t kPort = 65537;
 constexpr uint32_t kChipWithoutRules = 5;
-constexpr const char *kSwitchRefused =
-    "the switch refused it; the daemon's log has the switch's reason";
 constexpr const char *kPastTheTable =
     "the daemon holds 6400 rules, as many as it can, and the last rules of the request are past "
     "them: they are in the switch, without a record";
-
-std::string words(const acl_rm_acl &acl) {
-    return "ACL " + std::to_string(acl.acl_id) + " (open-flow's)";
-}
 
 std::string name(const acl_rm_acl &acl) {
     return "ACL " + std::to_string(acl.acl_id);

@@ -13,14 +13,6 @@ namespace {
 
 using namespace zv_test;
 
-constexpr uint32_t kPort = 65537;
-constexpr const char *kSwitchRefused =
-    "the switch refused it; the daemon's log has the switch's reason";
-
-std::string words(const acl_rm_acl &acl) {
-    return "ACL " + std::to_string(acl.acl_id) + " (open-flow's)";
-}
-
 class ExplainRules : public testing::Test {
   protected:
     ExplainRules() { daemon_.allow_error_lines(); }

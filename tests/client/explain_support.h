@@ -18,6 +18,13 @@ inline constexpr uint32_t BIND = ZV_ACL_RM_ACCESS_CMD_BIND;
 inline constexpr uint32_t UNBIND = ZV_ACL_RM_ACCESS_CMD_UNBIND;
 inline constexpr uint32_t WRITE = ZV_ACL_RM_ACCESS_CMD_WRITE;
 inline constexpr uint32_t DELETE = ZV_ACL_RM_ACCESS_CMD_DELETE;
+inline constexpr const char *kSwitchRefused =
+    "the switch refused it; the daemon's log has the switch's reason";
+
+/* How the library names an ACL of open-flow. */
+inline std::string words(const acl_rm_acl &acl) {
+    return "ACL " + std::to_string(acl.acl_id) + " (open-flow's)";
+}
 
 struct Request {
     template <typename Record>

@@ -9,8 +9,6 @@
 namespace zv_test {
 namespace {
 
-constexpr uint64_t kNobody = 0x77;
-
 Answer create(DaemonProcess &daemon, const zv_acl_rm_acl_set_params_t &request) {
     return send_record(daemon, ZV_ACL_RM_API_INT_CMD_ACL_SET, request);
 }

@@ -11,11 +11,6 @@
 namespace zv_test {
 namespace {
 
-constexpr uint64_t kNobody = 0x77;
-constexpr uint32_t kDestroy = ZV_ACL_RM_ACCESS_CMD_DESTROY;
-constexpr uint32_t kEdit = ZV_ACL_RM_ACCESS_CMD_EDIT;
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-
 Answer send(DaemonProcess &daemon, uint64_t handle, uint32_t cmd, const acl_rm_acl &acl) {
     return send_record(daemon, ZV_ACL_RM_API_INT_CMD_ACL_SET, acl_set_request(handle, cmd, acl));
 }

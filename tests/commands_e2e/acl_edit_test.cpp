@@ -12,9 +12,6 @@ namespace {
 
 using Ids = std::vector<uint32_t>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-
 // The id and the new direction mean something; no other field has a value used elsewhere.
 acl_rm_acl to_direction(uint32_t acl_id, uint32_t direction) {
     return {acl_id, 101, 102, 103, direction, 105, 106, 107};

@@ -8,17 +8,8 @@
 namespace zv_test {
 namespace {
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kDestroy = ZV_ACL_RM_ACCESS_CMD_DESTROY;
-constexpr uint32_t kEdit = ZV_ACL_RM_ACCESS_CMD_EDIT;
-
 constexpr const char *kRegionSet = "zv_api_acl_region_set";
 constexpr const char *kAclSet = "zv_api_acl_set";
-constexpr const char *kGroupSet = "zv_api_acl_group_set";
-constexpr const char *kPortBind = "zv_api_acl_port_bind_set";
-constexpr const char *kRifBind = "zv_api_acl_rif_bind_set";
-constexpr const char *kPbsSet = "zv_api_acl_policy_based_switching_set";
-constexpr const char *kCounterSet = "zv_api_flow_counter_set";
 constexpr const char *kMalloc = "cl_malloc";
 constexpr const char *kFree = "cl_free";
 
@@ -123,11 +114,6 @@ Lines pbs_entry_stays() {
 // Of a destroy in with_bindings().
 Lines unbinding_fails(const std::string &text, int callers = 2) {
     return rules_deleted({3}) + failed(1, text, callers);
-}
-
-Digest operator+(Digest first, const Digest &second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
 }
 
 // The cache and the switch in with_bindings() once the rule is deleted; what follows are the

@@ -15,8 +15,6 @@ namespace {
 
 using Keys = std::vector<std::string>;
 
-constexpr uint64_t kNobody = 0x77;
-
 Answer resize(DaemonProcess &daemon, uint64_t handle, uint32_t acl_id, uint32_t new_size) {
     const zv_acl_rm_acl_resize_params_t request = {handle, acl_id, new_size};
     return send_record(daemon, ZV_ACL_RM_API_INT_CMD_ACL_RESIZE, request);

@@ -18,24 +18,11 @@ using nlohmann::json;
 using Names = std::vector<std::string>;
 using Rows = std::vector<FailureRow>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint32_t kAdd = ZV_ACL_RM_ACCESS_CMD_ADD_PORTS;
-constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
-
-const char kGroup[] = "zv_api_acl_group_set";
-const char kPortBind[] = "zv_api_acl_port_bind_set";
-const char kRifBind[] = "zv_api_acl_rif_bind_set";
 const char kNet[] = "zv_net_ports_get_all";
 
 const char kNoRoomToBind[] =
     "Not enough resource to bind ACL, the maximum ACL resources are in use";
 const char kNoRoomInGroup[] = "Can't Add ACL table to group - not enough resources";
-
-Digest operator+(Digest first, const Digest &second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
 
 std::string number(uint32_t value) {
     return std::to_string(value);
@@ -159,7 +146,7 @@ struct Place {
     Names calls(const Way &way, const Names &here) const {
         Names names = way.first_calls;
         if (second) {
-            names = names + Names{kGroup, kGroup, way.bind_call};
+            names = names + Names{kGroupSet, kGroupSet, way.bind_call};
         }
         return names + here;
     }
@@ -178,7 +165,7 @@ FailureRow bind_row(const Way &way, const Place &place, const std::string &name)
     row.name = way.name + name + place.suffix();
     row.prepare = way.prepare;
     row.request = [ask = way.ask, cmd = way.cmd](World &world) { return ask(world, cmd); };
-    row.call = kGroup;
+    row.call = kGroupSet;
     row.config = way.config;
     row.on_other.cache = cached(way, "", place.bound_before(), place.with_first({}, {}, way));
     return row;
@@ -190,7 +177,7 @@ FailureRow create_row(const Way &way, const Place &place) {
     row.nth = place.nth_group_call(1);
     row.on_other.lines =
         failed(1, "Failed to create new group ACL [3], (error: {sdk})", 3) + way.handler_line(1);
-    row.on_other.calls = place.calls(way, {kGroup});
+    row.on_other.calls = place.calls(way, {kGroupSet});
     row.on_other.early = in_switch(way, place.with_first({}, {}, way));
     row.on_other.late = in_switch(way, place.with_first({group + ": empty"}, {}, way));
     return row;
@@ -205,7 +192,7 @@ FailureRow list_row(const Way &way, const Place &place) {
                                     "], (error: {sdk})",
                                 3) +
                          way.handler_line(1);
-    row.on_other.calls = place.calls(way, {kGroup, kGroup});
+    row.on_other.calls = place.calls(way, {kGroupSet, kGroupSet});
     row.on_other.early = in_switch(way, place.with_first({group + ": empty"}, {}, way));
     row.on_other.late = in_switch(way, place.with_first({group + ": acl 3"}, {}, way));
     return row;
@@ -222,7 +209,7 @@ FailureRow bind_call_row(const Way &way, const Place &place) {
     FailureOutcome taken_away = row.on_other;
     taken_away.status = ZV_ACL_RM_STATUS_NO_HW_RESOURCES;
     taken_away.lines = notified(7, kNoRoomToBind, 2) + way.handler_line(7);
-    taken_away.calls = place.calls(way, {kGroup, kGroup, way.bind_call, kGroup});
+    taken_away.calls = place.calls(way, {kGroupSet, kGroupSet, way.bind_call, kGroupSet});
     taken_away.early = in_switch(way, place.with_first({}, {}, way));
     row.on_5 = taken_away;
     row.on_other.lines = failed(1,
@@ -230,7 +217,7 @@ FailureRow bind_call_row(const Way &way, const Place &place) {
                                     number(place.point()) + "] , (error: {sdk})",
                                 2) +
                          way.handler_line(1);
-    row.on_other.calls = place.calls(way, {kGroup, kGroup, way.bind_call});
+    row.on_other.calls = place.calls(way, {kGroupSet, kGroupSet, way.bind_call});
     row.on_other.cache =
         cached(way, "", place.bound_before(), place.with_first(groups, {point}, way));
     row.on_other.early = in_switch(way, place.with_first(groups, {}, way));
@@ -256,7 +243,7 @@ FailureRow rollback_row(const Way &way, const Place &place) {
     FailureRow row = bind_call_row(way, place);
     row.name = way.name + "DestroyOfTheRollback" + place.suffix();
     row.config["bindings"] = place.second ? 1 : 0;
-    row.call = kGroup;
+    row.call = kGroupSet;
     row.nth = place.nth_group_call(3);
     row.on_other.lines =
         failed(1, "Failed deleting ACL group:[" + number(place.group()) + "], (error: {sdk})", 3) +
@@ -282,7 +269,7 @@ FailureRow join_row(const Way &way, const Place &place) {
     row.on_other.lines =
         failed(1, "Failed to add new ACL [3] to ACL GROUP:[1], (error: {sdk})", 3) +
         way.handler_line(1);
-    row.on_other.calls = place.calls(way, {kGroup});
+    row.on_other.calls = place.calls(way, {kGroupSet});
     const Digest same = Digest{"group 1: acl 1"} + group + before + points;
     row.on_other.cache = cached(way, tail, place.bound_before(), same);
     row.on_other.early = in_switch(way, same);
@@ -313,7 +300,7 @@ const std::vector<Way> &bind_ways() {
          kPortBind,
          make_two_system_acls,
          ask_port_set,
-         kAdd,
+         kAddPorts,
          {},
          port_set_line,
          ", system",
@@ -348,7 +335,7 @@ bool is_late_5(const FailureCase &failure) {
 std::vector<FailureCase> bind_cases() {
     std::vector<FailureCase> cases = failure_cases(bind_rows());
     std::erase_if(cases, [](const FailureCase &failure) {
-        return is_late_5(failure) && failure.row->call != kGroup;
+        return is_late_5(failure) && failure.row->call != kGroupSet;
     });
     static const auto &others = *new Rows(rows_of(bind_ways(), {bound_after_all_row}));
     for (const FailureCase &failure : failure_cases(others)) {
@@ -417,7 +404,7 @@ FailureRow unbind_row(const Way &way, const Place &place, const std::string &nam
 
 // The calls up to the place: each earlier group was listed, unbound and destroyed.
 Names unbind_calls(const Way &way, const Place &place, const Names &here) {
-    return (place.second ? Names{kGroup, way.bind_call, kGroup} : Names()) + here;
+    return (place.second ? Names{kGroupSet, way.bind_call, kGroupSet} : Names()) + here;
 }
 
 FailureRow short_list_row(const Way &way, const Place &place) {
@@ -426,7 +413,7 @@ FailureRow short_list_row(const Way &way, const Place &place) {
         "Failed to remove ACL [3] from ACL GROUP:[" + number(place.group()) + "], (error: {sdk})",
         1);
     row.nth = place.second ? 3 : 1;
-    row.on_other.calls = unbind_calls(way, place, {kGroup});
+    row.on_other.calls = unbind_calls(way, place, {kGroupSet});
     row.on_other.early = in_switch(way, groups_left(way, place, ": acl 3", true));
     row.on_other.late = in_switch(way, groups_left(way, place, ": empty", true));
     return row;
@@ -455,7 +442,7 @@ FailureRow unbind_call_row(const Way &way, const Place &place) {
                                 1);
     row.call = way.bind_call;
     row.nth = place.second ? 2 : 1;
-    row.on_other.calls = unbind_calls(way, place, {kGroup, way.bind_call});
+    row.on_other.calls = unbind_calls(way, place, {kGroupSet, way.bind_call});
     row.on_other.early = in_switch(way, groups_left(way, place, ": empty", true));
     row.on_other.late = in_switch(way, groups_left(way, place, ": empty", false));
     return row;
@@ -466,7 +453,7 @@ FailureRow destroy_row(const Way &way, const Place &place) {
         unbind_row(way, place, "Destroy",
                    "Failed deleting ACL group:[" + number(place.group()) + "], (error: {sdk})", 2);
     row.nth = place.second ? 4 : 2;
-    row.on_other.calls = unbind_calls(way, place, {kGroup, way.bind_call, kGroup});
+    row.on_other.calls = unbind_calls(way, place, {kGroupSet, way.bind_call, kGroupSet});
     row.on_other.early = in_switch(way, groups_left(way, place, ": empty", false));
     row.on_other.late = in_switch(way, groups_left(way, place, "", false));
     return row;

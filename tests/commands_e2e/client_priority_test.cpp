@@ -15,7 +15,6 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using Owners = std::array<uint32_t, 4>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
 constexpr uint32_t kOpenFlow = ZV_ACL_RM_OWNER_OPEN_FLOW;
 constexpr uint32_t kTarnOs = ZV_ACL_RM_OWNER_TARN_OS;
 constexpr uint32_t kPra = ZV_ACL_RM_OWNER_PRA;

@@ -11,8 +11,6 @@ using Type = acl_rm_counter_type;
 
 constexpr Type kFirst = {1, 0};
 constexpr Type kSecond = {0, 1};
-constexpr uint32_t kCreate = ZV_ACL_RM_ACCESS_CMD_CREATE;
-constexpr uint32_t kDestroy = ZV_ACL_RM_ACCESS_CMD_DESTROY;
 constexpr uint32_t kRead = ZV_ACL_RM_ACCESS_CMD_READ;
 constexpr uint32_t kClear = ZV_ACL_RM_ACCESS_CMD_CLEAR;
 

@@ -23,8 +23,6 @@ using Names = std::vector<std::string>;
 
 constexpr CounterType kFirst = {1, 0};   // the switch's type 0
 constexpr CounterType kSecond = {0, 1};  // and 1
-constexpr uint32_t kCreate = ZV_ACL_RM_ACCESS_CMD_CREATE;
-constexpr uint32_t kDestroy = ZV_ACL_RM_ACCESS_CMD_DESTROY;
 constexpr uint32_t kRead = ZV_ACL_RM_ACCESS_CMD_READ;
 constexpr uint32_t kReadClear = ZV_ACL_RM_ACCESS_CMD_READ_CLEAR;
 constexpr uint32_t kClear = ZV_ACL_RM_ACCESS_CMD_CLEAR;

@@ -4,9 +4,6 @@
 namespace zv_test {
 namespace {
 
-constexpr const char *kRulesCall = "zv_api_acl_rules_set";
-constexpr const char *kCounterCall = "zv_api_flow_counter_set";
-
 class CountersOfRules : public CounterFixture {
   protected:
     uint32_t make_acl(TestClient &client) { return client.make_acl(32).acl_id; }
@@ -49,8 +46,8 @@ TEST_F(CountersOfRules, ADestroyedCounterGoesWithItsLastRule) {
     EXPECT_EQ(client_.delete_rules(acl_id, {3}), ZV_ACL_RM_STATUS_SUCCESS);
     watch.expect_lines({{"ZV_ACL_RM", "NOTICE", "delete rule[3] from region[1]."},
                         {"ZV_ACL_RM", "NOTICE", "delete [1] #rules from region[1]."}});
-    EXPECT_EQ(daemon_.calls(kCounterCall).size(), 2u);
-    nlohmann::json call = daemon_.calls(kCounterCall).back();
+    EXPECT_EQ(daemon_.calls(kCounterSet).size(), 2u);
+    nlohmann::json call = daemon_.calls(kCounterSet).back();
     call.erase("seq");
     EXPECT_EQ(call, counter_destroyed(1, counter_id));
     EXPECT_EQ(in_switch(), Names());
@@ -61,7 +58,7 @@ TEST_F(CountersOfRules, ACounterGoesWithItsLastRuleThoughNobodyAsked) {
     const uint32_t counter_id = create();
     const uint32_t acl_id = make_acl(client_);
     write(client_, acl_id, {count_with(make_rule(3), counter_id)});
-    expect_deletion(client_, acl_id, {3}, {kRulesCall, kCounterCall});
+    expect_deletion(client_, acl_id, {3}, {kRulesSet, kCounterSet});
     EXPECT_EQ(in_switch(), Names());
     const Watch watch(daemon_);
     EXPECT_EQ(client_.destroy_counter(counter_id), ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
@@ -79,11 +76,11 @@ TEST_F(CountersOfRules, ACounterIsSharedByRulesOfSeveralAclsAndOwners) {
     write(client_, second, {count_with(make_rule(0), counter_id)});
     write(pra, third,
           {count_with(make_rule(0), counter_id), count_with(make_rule(1, 2), counter_id)});
-    expect_deletion(client_, first, {0}, {kRulesCall});
-    expect_deletion(pra, third, {1}, {kRulesCall});
-    expect_deletion(client_, second, {0}, {kRulesCall});
+    expect_deletion(client_, first, {0}, {kRulesSet});
+    expect_deletion(pra, third, {1}, {kRulesSet});
+    expect_deletion(client_, second, {0}, {kRulesSet});
     EXPECT_EQ(in_switch(), Names{"counter 1: type 0"});
-    expect_deletion(pra, third, {0}, {kRulesCall, kCounterCall});
+    expect_deletion(pra, third, {0}, {kRulesSet, kCounterSet});
     EXPECT_EQ(in_switch(), Names());
     check_cache(daemon_);
 }
@@ -99,9 +96,9 @@ TEST_F(CountersOfRules, ABatchThatDeletesAllItsRulesDestroysItOnceAndOthersAsThe
            count_with(make_rule(5), kept)});
     const size_t mark = daemon_.trace_mark();
     EXPECT_EQ(client_.delete_rules(acl_id, {0, 1, 2, 3, 4}), ZV_ACL_RM_STATUS_SUCCESS);
-    EXPECT_EQ(daemon_.call_names_since(mark), (Names{kRulesCall, kCounterCall, kCounterCall}));
+    EXPECT_EQ(daemon_.call_names_since(mark), (Names{kRulesSet, kCounterSet, kCounterSet}));
     std::vector<uint32_t> destroyed;
-    for (const nlohmann::json &call : daemon_.calls(kCounterCall, mark)) {
+    for (const nlohmann::json &call : daemon_.calls(kCounterSet, mark)) {
         destroyed.push_back(call.at("args").at("counter_id").get<uint32_t>());
     }
     EXPECT_EQ(destroyed, (std::vector<uint32_t>{own, shared}));
@@ -129,7 +126,7 @@ TEST_F(CountersOfRules, AMovedRuleKeepsItsReference) {
     ASSERT_EQ(client_.move_block(acl_id, 0, 1, 9), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(client_.destroy_counter(counter_id), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(in_switch(), Names{"counter 1: type 0"});
-    expect_deletion(client_, acl_id, {9}, {kRulesCall, kCounterCall});
+    expect_deletion(client_, acl_id, {9}, {kRulesSet, kCounterSet});
     EXPECT_EQ(in_switch(), Names());
     check_cache(daemon_);
 }
@@ -153,7 +150,7 @@ TEST_F(CountersOfRules, AFailedWriteKeepsTheReferencesItCountedBefore) {
 TEST_F(CountersOfRules, CounterId0MeansNone) {
     const uint32_t acl_id = make_acl(client_);
     write(client_, acl_id, {count_with(make_rule(0), 0)});
-    expect_deletion(client_, acl_id, {0}, {kRulesCall});
+    expect_deletion(client_, acl_id, {0}, {kRulesSet});
     check_cache(daemon_);
 }
 

@@ -142,6 +142,11 @@ Digest digest_of(const json &state) {
     return digest;
 }
 
+Digest operator+(Digest first, const Digest &second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 Digest cache_digest(DaemonProcess &daemon, Here here) {
     return digest_of(daemon.dump(here));
 }

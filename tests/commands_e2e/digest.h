@@ -12,6 +12,8 @@
 namespace zv_test {
 
 using Digest = std::vector<std::string>;
+// One digest after the other.
+Digest operator+(Digest first, const Digest &second);
 
 // The cache:
 //   "acls 1, rules 2"                                the two global counters, always the first line

@@ -9,8 +9,6 @@
 namespace zv_test {
 namespace {
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-
 struct Sections {
     std::string rules, groups, acls, bind_points, forwardings, mc_groups;
 };

@@ -35,6 +35,7 @@
 
 #include "tests/commands_e2e/digest.h"
 #include "tests/commands_e2e/requests.h"
+#include "tests/commands_e2e/sdk_calls.h"
 #include "tests/commands_e2e/watch.h"
 
 namespace zv_test {

@@ -14,8 +14,6 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-
 // A group is created by the first call of the group function and listed by the second.
 constexpr int kCreateCall = 1;
 constexpr int kListCall = 2;

@@ -9,7 +9,6 @@
 namespace zv_test {
 namespace {
 
-constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
 constexpr uint32_t kChipWithLimits = 3;
 constexpr uint32_t kChipWithoutLimits = 5;
 

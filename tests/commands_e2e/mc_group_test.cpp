@@ -18,10 +18,7 @@ using GetRequest = zv_acl_rm_mc_group_get_params_t;
 
 constexpr uint32_t kAdd = ZV_ACL_RM_ACCESS_CMD_ADD;
 constexpr uint32_t kDelete = ZV_ACL_RM_ACCESS_CMD_DELETE;
-constexpr uint32_t kAddPorts = ZV_ACL_RM_ACCESS_CMD_ADD_PORTS;
-constexpr uint32_t kDeletePorts = ZV_ACL_RM_ACCESS_CMD_DELETE_PORTS;
 constexpr uint32_t kLaterCommands[] = {kAddPorts, kDeletePorts, kDelete};
-constexpr uint64_t kStranger = 0x77;
 
 SetRequest set_request(uint64_t handle, uint32_t cmd, uint32_t mc_group_id,
                        const Ports &log_ports) {
@@ -185,13 +182,13 @@ TEST_F(McGroups, EveryOwnerCreatesItsOwn) {
 
 TEST_F(McGroups, AnUnknownHandleCannotCreate) {
     const Watch watch(daemon_);
-    expect_refused(set(set_request(kStranger, kAdd, 0, {kPort})), ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
+    expect_refused(set(set_request(kNobody, kAdd, 0, {kPort})), ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
     watch.expect_lines(failed(5, "Can't find handle[119] in acl_rm_clients_handles", 2));
     watch.expect_calls({});
 }
 
 TEST_F(McGroups, TheOwnerIsLookedForBeforeThePortsAreCounted) {
-    auto request = set_request(kStranger, kAdd, 0, {});
+    auto request = set_request(kNobody, kAdd, 0, {});
     request.ports_num = 101;
     const Watch watch(daemon_);
     expect_refused(set(request), ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
@@ -254,11 +251,9 @@ TEST_F(McGroups, AnotherOwnersGroupIsOutOfReach) {
 
 TEST_F(McGroups, AHandleThatNeverOpenedIsUnknown) {
     create({kPort});
-    expect_out_of_reach(kStranger, 1, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
-                        unknown_client(kStranger));
+    expect_out_of_reach(kNobody, 1, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, unknown_client(kNobody));
     // The client is looked at first.
-    expect_out_of_reach(kStranger, 2, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE,
-                        unknown_client(kStranger));
+    expect_out_of_reach(kNobody, 2, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE, unknown_client(kNobody));
 }
 
 TEST_F(McGroups, AnOwnersNextClientGetsItsGroups) {
@@ -303,7 +298,7 @@ TEST_F(McGroups, TheGroupIsLookedForBeforeThePortsAreCounted) {
 TEST_F(McGroups, OtherCommandsAreUnsupportedWhateverElseIsWrong) {
     create({kPort});
     for (const uint32_t cmd : {0u, 2u, 4u, 5u, 7u, 8u, 11u, 23u, 0xffffffffu}) {
-        auto request = set_request(kStranger, cmd, 9, {});
+        auto request = set_request(kNobody, cmd, 9, {});
         request.ports_num = 101;
         const Watch watch(daemon_);
         expect_refused(set(request), ZV_ACL_RM_STATUS_CMD_UNSUPPORTED);

@@ -10,11 +10,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint32_t kAddPorts = ZV_ACL_RM_ACCESS_CMD_ADD_PORTS;
-constexpr uint32_t kDeletePorts = ZV_ACL_RM_ACCESS_CMD_DELETE_PORTS;
-
 void succeed(uint32_t status, Here here = Here::now()) {
     testing::ScopedTrace trace(here.file, here.line, "bind");
     EXPECT_EQ(status, ZV_ACL_RM_STATUS_SUCCESS);

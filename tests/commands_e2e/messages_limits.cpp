@@ -9,9 +9,6 @@ namespace zv_test {
 
 namespace {
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-
 std::vector<LogLine> play_full_tables() {
     DaemonOptions options;
     options.config = {{"acls", 700}, {"regions", 700}};

@@ -10,7 +10,6 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using nlohmann::json;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
 constexpr uint32_t kDrop = 1;
 constexpr uint32_t kTrap = 2;
 

@@ -12,8 +12,6 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-
 class PortBind : public testing::Test {
   protected:
     PortBind() : client_(daemon_) {}

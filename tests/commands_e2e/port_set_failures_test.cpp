@@ -12,15 +12,6 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint32_t kAdd = ZV_ACL_RM_ACCESS_CMD_ADD_PORTS;
-constexpr uint32_t kDelete = ZV_ACL_RM_ACCESS_CMD_DELETE_PORTS;
-constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
-
-const char kGroup[] = "zv_api_acl_group_set";
-const char kPortBind[] = "zv_api_acl_port_bind_set";
-
 LogLine notice(const std::string &text) {
     return {"ZV_ACL_RM", "NOTICE", text};
 }
@@ -32,7 +23,7 @@ Lines handler_line(uint32_t status) {
 }
 
 // ACLs 1 and 2, open-flow's and tarn-os's, are system ACLs of a switch without ports.
-void make_two_system_acls(World &world) {
+void make_system_acls(World &world) {
     for (TestClient *client : {&world.open_flow, &world.tarn_os}) {
         ASSERT_EQ(client->bind_system(kBind, client->make_acl(1).acl_id), kOk);
     }
@@ -40,8 +31,8 @@ void make_two_system_acls(World &world) {
 
 // Both are on ports 7 and 8, in groups 1 and 2.
 void bind_both(World &world) {
-    make_two_system_acls(world);
-    ASSERT_EQ(world.open_flow.port_set(kAdd, {7, 8}), kOk);
+    make_system_acls(world);
+    ASSERT_EQ(world.open_flow.port_set(kAddPorts, {7, 8}), kOk);
 }
 
 // Only the first is.
@@ -56,11 +47,11 @@ Answer set_ports(World &world, uint32_t cmd) {
 }
 
 Answer add(World &world) {
-    return set_ports(world, kAdd);
+    return set_ports(world, kAddPorts);
 }
 
 Answer remove(World &world) {
-    return set_ports(world, kDelete);
+    return set_ports(world, kDeletePorts);
 }
 
 Digest cached(const std::string &first_tail, const std::string &second_tail, const Digest &more) {
@@ -87,9 +78,9 @@ FailureRow join_row(const std::string &name, int nth, uint32_t group, const Name
     const std::string text =
         "Failed to add new ACL [2] to ACL GROUP:[" + std::to_string(group) + "], (error: {sdk})";
     FailureRow row = {.name = name,
-                      .prepare = make_two_system_acls,
+                      .prepare = make_system_acls,
                       .request = add,
-                      .call = kGroup,
+                      .call = kGroupSet,
                       .nth = nth,
                       .on_other = {.lines = first + failed(1, text, 3) + handler_line(1),
                                    .calls = calls,
@@ -105,12 +96,7 @@ FailureRow join_row(const std::string &name, int nth, uint32_t group, const Name
     return row;
 }
 
-const Names kTwoNewGroups = {kGroup, kGroup, kPortBind, kGroup, kGroup, kPortBind};
-
-Names operator+(Names first, const Names &second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
+const Names kTwoNewGroups = {kGroupSet, kGroupSet, kPortBind, kGroupSet, kGroupSet, kPortBind};
 
 FailureRow delete_row(const std::string &name, std::function<void(World &)> prepare,
                       const char *call, int nth, const Lines &lines, const Names &calls,
@@ -153,10 +139,10 @@ Lines after_first(const Lines &lines) {
 
 const std::vector<FailureRow> &add_rows() {
     static const auto &rows = *new std::vector<FailureRow>{
-        join_row("SecondAclAtTheFirstPort", 5, 1, kTwoNewGroups + Names{kGroup}, "",
+        join_row("SecondAclAtTheFirstPort", 5, 1, kTwoNewGroups + Names{kGroupSet}, "",
                  {"group 1: acl 1", "group 2: acl 1", "port 7: group 1", "port 8: group 2"},
                  {"group 1: acl 1 2", "group 2: acl 1", "port 7: group 1", "port 8: group 2"}),
-        join_row("SecondAclAtTheSecondPort", 6, 2, kTwoNewGroups + Names{kGroup, kGroup},
+        join_row("SecondAclAtTheSecondPort", 6, 2, kTwoNewGroups + Names{kGroupSet, kGroupSet},
                  ", bound to 7",
                  {"group 1: acl 1 2", "group 2: acl 1", "port 7: group 1", "port 8: group 2"},
                  {"group 1: acl 1 2", "group 2: acl 1 2", "port 7: group 1", "port 8: group 2"})};
@@ -175,10 +161,10 @@ std::vector<FailureRow> first_acl_shared_rows() {
     const Digest one = with_ports({"group 1: acl 2", "group 2: acl 1 2"});
     const Digest both = with_ports({"group 1: acl 2", "group 2: acl 2"});
     return {
-        delete_row("FirstAclSharedListAtTheFirstPort", bind_both, kGroup, 1, list_refused(1, 1),
-                   {kGroup}, cached(kBound, kBound, one), none, one),
-        delete_row("FirstAclSharedListAtTheSecondPort", bind_both, kGroup, 2, list_refused(1, 2),
-                   {kGroup, kGroup}, cached(kBound, kBound, both), one, both)};
+        delete_row("FirstAclSharedListAtTheFirstPort", bind_both, kGroupSet, 1, list_refused(1, 1),
+                   {kGroupSet}, cached(kBound, kBound, one), none, one),
+        delete_row("FirstAclSharedListAtTheSecondPort", bind_both, kGroupSet, 2, list_refused(1, 2),
+                   {kGroupSet, kGroupSet}, cached(kBound, kBound, both), one, both)};
 }
 
 // An ACL alone in its groups takes them with it: the first one, or the second after it.
@@ -186,7 +172,7 @@ std::vector<FailureRow> last_acl_rows(bool is_second) {
     const std::string who = is_second ? "SecondAcl" : "FirstAcl";
     const std::string member = is_second ? "acl 2" : "acl 1";
     const auto prepare = is_second ? bind_both : bind_first_only;
-    const Names before = is_second ? Names{kGroup, kGroup} : Names();
+    const Names before = is_second ? Names{kGroupSet, kGroupSet} : Names();
     const int shift = is_second ? 2 : 0;
     const auto lines = [&](const Lines &own) { return is_second ? after_first(own) : own; };
     // ACL 1 has left both ports when ACL 2's turn comes.
@@ -196,30 +182,30 @@ std::vector<FailureRow> last_acl_rows(bool is_second) {
     const Digest cache1 =
         cache({"group 1: empty", "group 2: " + member, "port 7: group 1", "port 8: group 2"});
     const Digest cache2 = cache({"group 2: empty", "port 8: group 2"});
-    const Names first_port = {kGroup, kPortBind, kGroup};
+    const Names first_port = {kGroupSet, kPortBind, kGroupSet};
     const uint32_t acl_id = is_second ? 2 : 1;
     return {
         delete_row(
-            who + "ListAtTheFirstPort", prepare, kGroup, shift + 1, lines(list_refused(acl_id, 1)),
-            before + Names{kGroup}, cache1,
+            who + "ListAtTheFirstPort", prepare, kGroupSet, shift + 1,
+            lines(list_refused(acl_id, 1)), before + Names{kGroupSet}, cache1,
             {"group 1: " + member, "group 2: " + member, "port 7: group 1", "port 8: group 2"},
             {"group 1: empty", "group 2: " + member, "port 7: group 1", "port 8: group 2"}),
         delete_row(who + "UnbindAtTheFirstPort", prepare, kPortBind, 1, lines(unbind_refused(1, 7)),
-                   before + Names{kGroup, kPortBind}, cache1,
+                   before + Names{kGroupSet, kPortBind}, cache1,
                    {"group 1: empty", "group 2: " + member, "port 7: group 1", "port 8: group 2"},
                    {"group 1: empty", "group 2: " + member, "port 8: group 2"}),
-        delete_row(who + "DestroyAtTheFirstPort", prepare, kGroup, shift + 2,
+        delete_row(who + "DestroyAtTheFirstPort", prepare, kGroupSet, shift + 2,
                    lines(destroy_refused(1)), before + first_port, cache1,
                    {"group 1: empty", "group 2: " + member, "port 8: group 2"},
                    {"group 2: " + member, "port 8: group 2"}),
-        delete_row(who + "ListAtTheSecondPort", prepare, kGroup, shift + 3,
-                   lines(list_refused(acl_id, 2)), before + first_port + Names{kGroup}, cache2,
+        delete_row(who + "ListAtTheSecondPort", prepare, kGroupSet, shift + 3,
+                   lines(list_refused(acl_id, 2)), before + first_port + Names{kGroupSet}, cache2,
                    {"group 2: " + member, "port 8: group 2"},
                    {"group 2: empty", "port 8: group 2"}),
         delete_row(who + "UnbindAtTheSecondPort", prepare, kPortBind, 2,
-                   lines(unbind_refused(2, 8)), before + first_port + Names{kGroup, kPortBind},
+                   lines(unbind_refused(2, 8)), before + first_port + Names{kGroupSet, kPortBind},
                    cache2, {"group 2: empty", "port 8: group 2"}, {"group 2: empty"}),
-        delete_row(who + "DestroyAtTheSecondPort", prepare, kGroup, shift + 4,
+        delete_row(who + "DestroyAtTheSecondPort", prepare, kGroupSet, shift + 4,
                    lines(destroy_refused(2)), before + first_port + first_port, cache2,
                    {"group 2: empty"}, {})};
 }

@@ -13,17 +13,11 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using nlohmann::json;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint32_t kAdd = ZV_ACL_RM_ACCESS_CMD_ADD_PORTS;
-constexpr uint32_t kDelete = ZV_ACL_RM_ACCESS_CMD_DELETE_PORTS;
-constexpr uint64_t kNobody = 0x77;
-
 Answer ask(DaemonProcess &daemon, const zv_acl_rm_port_set_params_t &request) {
     return send_record(daemon, ZV_ACL_RM_API_INT_CMD_PORT_SET, request);
 }
 
-Lines refused(uint32_t status, Lines lines) {
+Lines port_set_refused(uint32_t status, Lines lines) {
     return std::move(lines) + Lines{{"ACL_RM_RPC", "ERROR",
                                      "acl_rm_rpc_port_set: error " + std::to_string(status) +
                                          " performing acl_rm_port_set"}};
@@ -38,10 +32,6 @@ LogLine added(uint32_t acl_id) {
 LogLine deleted(uint32_t acl_id) {
     return notice("Successfully deleted ports from ACL " + std::to_string(acl_id));
 }
-LogLine already_unbound(uint32_t acl_id, const std::string &port) {
-    return notice("ACL [" + std::to_string(acl_id) + "] already Unbound from port_id [" + port +
-                  "].");
-}
 
 // One port, 10, on the front panel.
 DaemonOptions with_one_port() {
@@ -54,8 +44,8 @@ class PortSet : public testing::Test {
   protected:
     PortSet() : daemon_(with_one_port()), client_(daemon_), pra_(daemon_, ZV_ACL_RM_OWNER_PRA) {}
 
-    uint32_t add(const Ids &ports) { return client_.port_set(kAdd, ports); }
-    uint32_t remove(const Ids &ports) { return client_.port_set(kDelete, ports); }
+    uint32_t add(const Ids &ports) { return client_.port_set(kAddPorts, ports); }
+    uint32_t remove(const Ids &ports) { return client_.port_set(kDeletePorts, ports); }
     void make_system(TestClient &client, uint32_t direction = 0) {
         ASSERT_EQ(client.bind_system(kBind, client.make_acl(1, direction).acl_id),
                   ZV_ACL_RM_STATUS_SUCCESS);
@@ -102,7 +92,7 @@ TEST_F(PortSet, DeletedPortsAreUnboundFromTheSystemAcl) {
 
 TEST_F(PortSet, AnswersWithTheWholeRecordUnchanged) {
     make_system(client_);
-    for (const uint32_t cmd : {kAdd, kDelete}) {
+    for (const uint32_t cmd : {kAddPorts, kDeletePorts}) {
         const auto request = port_set_request(client_.handle(), cmd, {11, 12});
         const Answer answer = ask(daemon_, request);
         EXPECT_EQ(answer.status, ZV_ACL_RM_STATUS_SUCCESS);
@@ -162,7 +152,7 @@ TEST_F(PortSet, AnyHandleMaySetPorts) {
     make_system(pra_);
     const Watch watch(daemon_);
     for (const uint64_t handle : {kNobody, uint64_t{0}, client_.handle()}) {
-        for (const uint32_t cmd : {kAdd, kDelete}) {
+        for (const uint32_t cmd : {kAddPorts, kDeletePorts}) {
             const auto request = port_set_request(handle, cmd, {11});
             const Answer answer = ask(daemon_, request);
             EXPECT_EQ(answer.status, ZV_ACL_RM_STATUS_SUCCESS);
@@ -209,7 +199,7 @@ TEST_P(WithoutSystemAcl, TheNumberOfPortsIsNotLookedAt) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(PortSet, WithoutSystemAcl, testing::Values(kAdd, kDelete));
+INSTANTIATE_TEST_SUITE_P(PortSet, WithoutSystemAcl, testing::Values(kAddPorts, kDeletePorts));
 
 TEST_F(PortSet, NoPortsAreAddedAndDeletedSuccessfully) {
     make_two_system_acls();
@@ -235,7 +225,7 @@ TEST_F(PortSet, AHundredPortsFitInOneRequest) {
 // The record has room for 100; a larger count would be read from behind it.
 TEST_F(PortSet, MorePortsThanTheRecordHoldsAreRefused) {
     make_two_system_acls();
-    for (const uint32_t cmd : {kAdd, kDelete}) {
+    for (const uint32_t cmd : {kAddPorts, kDeletePorts}) {
         for (const uint32_t ports_num : {101u, 0xffffffffu}) {
             auto request = port_set_request(client_.handle(), cmd, ports_from(1, 100));
             request.ports_num = ports_num;
@@ -243,11 +233,11 @@ TEST_F(PortSet, MorePortsThanTheRecordHoldsAreRefused) {
             const Answer answer = ask(daemon_, request);
             EXPECT_EQ(answer.status, ZV_ACL_RM_STATUS_PARAM_EXCEEDS_RANGE);
             EXPECT_EQ(answer.body, Bytes());
-            watch.expect_lines(
-                refused(4, failed(4,
-                                  "acl_rm_port_set: wrong ports number [" +
-                                      std::to_string(ports_num) + "], the record holds [100]",
-                                  0)));
+            watch.expect_lines(port_set_refused(
+                4, failed(4,
+                          "acl_rm_port_set: wrong ports number [" + std::to_string(ports_num) +
+                              "], the record holds [100]",
+                          0)));
             watch.expect_calls({});
         }
     }
@@ -292,14 +282,14 @@ TEST_F(PortSet, TheFirstRefusalEndsTheWalk) {
     make_system(client_);
     make_system(pra_);
     const Watch watch(daemon_);
-    const Answer answer = ask(daemon_, port_set_request(kNobody, kAdd, {11, 12, 13}));
+    const Answer answer = ask(daemon_, port_set_request(kNobody, kAddPorts, {11, 12, 13}));
     EXPECT_EQ(answer.status, ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(answer.body, Bytes());
-    watch.expect_lines(
-        refused(1, failed(1,
-                          "Can't Bind acl id[2] to port_id[12]. the port has different direction. "
-                          "port direction:[1], acl direction[0]",
-                          2)));
+    watch.expect_lines(port_set_refused(
+        1, failed(1,
+                  "Can't Bind acl id[2] to port_id[12]. the port has different direction. "
+                  "port direction:[1], acl direction[0]",
+                  2)));
     const CacheDump dump = daemon_.dump();
     EXPECT_EQ(ports_of_acl(dump, 2), (Ids{10, 11}));
     EXPECT_EQ(ports_of_acl(dump, 3), Ids{10});
@@ -314,8 +304,8 @@ TEST_F(PortSet, TheHundredTwentyNinthGroupEndsTheWalk) {
     ASSERT_EQ(add(ports_from(11, 100)), ZV_ACL_RM_STATUS_SUCCESS);
     const Watch watch(daemon_);
     EXPECT_EQ(add(ports_from(111, 28)), ZV_ACL_RM_STATUS_NO_RESOURCES);
-    watch.expect_lines(
-        refused(6, failed(6, "ACL [1] can't be bound to port_id [138]. Not enough acl groups", 2)));
+    watch.expect_lines(port_set_refused(
+        6, failed(6, "ACL [1] can't be bound to port_id [138]. Not enough acl groups", 2)));
     EXPECT_EQ(ports_of_acl(daemon_.dump(), 1), ports_from(10, 128));
     EXPECT_EQ(ports_of_acl(daemon_.dump(), 3), ports_from(10, 101));
     check_cache(daemon_);
@@ -331,8 +321,8 @@ TEST_F(PortSet, TheSeventeenthSystemAclOfAPortEndsTheWalk) {
     make_system(client_);
     const Watch watch(daemon_);
     EXPECT_EQ(add({11}), ZV_ACL_RM_STATUS_NO_RESOURCES);
-    watch.expect_lines(
-        refused(6, failed(6, "Can't Bind acl id[17] to port_id[11]. The Group is full", 2)));
+    watch.expect_lines(port_set_refused(
+        6, failed(6, "Can't Bind acl id[17] to port_id[11]. The Group is full", 2)));
     watch.expect_calls({});
     check_cache(daemon_);
 }
@@ -352,10 +342,11 @@ TEST(PortSetChecks, ALengthThatIsOffByOneIsRefusedFirst) {
 
 TEST(PortSetChecks, AClosedSwitchComesBeforeTheCommand) {
     DaemonProcess daemon;
-    for (const uint32_t cmd : {kAdd, kDelete, kBind}) {
+    for (const uint32_t cmd : {kAddPorts, kDeletePorts, kBind}) {
         const Watch watch(daemon);
         EXPECT_EQ(ask(daemon, port_set_request(kNobody, cmd, {11})).status, ZV_ACL_RM_STATUS_ERROR);
-        watch.expect_lines(refused(1, failed(1, "acl_rm_port_set: ACL RM is not initialized", 0)));
+        watch.expect_lines(
+            port_set_refused(1, failed(1, "acl_rm_port_set: ACL RM is not initialized", 0)));
         watch.expect_calls({});
     }
 }
@@ -374,7 +365,7 @@ TEST_F(PortSet, OtherCommandsAreRefusedWithAndWithoutSystemAcls) {
             const Answer answer = ask(daemon_, request);
             EXPECT_EQ(answer.status, ZV_ACL_RM_STATUS_CMD_UNSUPPORTED);
             EXPECT_EQ(answer.body, Bytes());
-            watch.expect_lines(refused(
+            watch.expect_lines(port_set_refused(
                 2, failed(2, "acl_rm_port_set: received unsupported command " + std::string(number),
                           0)));
             watch.expect_calls({});

@@ -17,20 +17,11 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint64_t kNobody = 0x77;
-constexpr uint32_t kNoAcl = 4711;
-
 Answer ask(DaemonProcess &daemon, const zv_acl_rm_acl_port_bind_params_t &request) {
     return send_record(daemon, ZV_ACL_RM_API_INT_CMD_ACL_BIND_PORT_SET, request);
 }
 
 // `port` in hexadecimal digits.
-LogLine already_unbound(uint32_t acl_id, const std::string &port) {
-    return {"ZV_ACL_RM", "NOTICE",
-            "ACL [" + std::to_string(acl_id) + "] already Unbound from port_id [" + port + "]."};
-}
 
 class PortUnbind : public testing::Test {
   protected:
@@ -288,9 +279,6 @@ TEST_P(UnbindChecks, ComeInTheirOrder) {
     watch.expect_lines(check.lines);
     watch.expect_calls({});
 }
-
-const char kForeignHandle[] =
-    "Wrong owner of the handle[119] toward ACL_RM, trying to control another owner resource";
 
 INSTANTIATE_TEST_SUITE_P(
     PortUnbind, UnbindChecks,

@@ -15,6 +15,17 @@
 
 namespace zv_test {
 
+inline constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
+inline constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
+inline constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
+inline constexpr uint32_t kAddPorts = ZV_ACL_RM_ACCESS_CMD_ADD_PORTS;
+inline constexpr uint32_t kDeletePorts = ZV_ACL_RM_ACCESS_CMD_DELETE_PORTS;
+inline constexpr uint32_t kCreate = ZV_ACL_RM_ACCESS_CMD_CREATE;
+inline constexpr uint32_t kDestroy = ZV_ACL_RM_ACCESS_CMD_DESTROY;
+inline constexpr uint32_t kEdit = ZV_ACL_RM_ACCESS_CMD_EDIT;
+inline constexpr uint64_t kNobody = 0x77;  // a handle that no client has
+inline constexpr uint32_t kNoAcl = 4711;   // an ACL that there is not
+
 template <typename Record>
 Bytes bytes_of(const Record &record) {
     const auto *first = reinterpret_cast<const uint8_t *>(&record);
@@ -80,7 +91,6 @@ uint32_t open_as(DaemonProcess &daemon, uint64_t handle, uint32_t owner, Here he
 std::vector<uint32_t> ports_from(uint32_t first, uint32_t num);
 
 // The front-panel ports of the simulated switch begin here.
-constexpr uint32_t kPort = 65537;
 
 // What a dump says, in forms that compare and print well.
 std::vector<std::string> rule_keys(const CacheDump &dump);  // sorted

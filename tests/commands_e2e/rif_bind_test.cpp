@@ -15,11 +15,6 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using Rifs = std::vector<uint16_t>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint64_t kNobody = 0x77;
-constexpr uint32_t kNoAcl = 4711;
-
 Answer ask(DaemonProcess &daemon, const zv_acl_rm_acl_rif_bind_params_t &request) {
     return send_record(daemon, ZV_ACL_RM_API_INT_CMD_ACL_BIND_RIF_SET, request);
 }
@@ -30,11 +25,6 @@ Rifs rifs_from(uint16_t first, uint16_t num) {
         rifs.push_back(static_cast<uint16_t>(first + i));
     }
     return rifs;
-}
-
-LogLine already_unbound(uint32_t acl_id, const std::string &rif) {
-    return {"ZV_ACL_RM", "NOTICE",
-            "ACL [" + std::to_string(acl_id) + "] already Unbound from port_id [" + rif + "]."};
 }
 
 class RifBind : public testing::Test {
@@ -348,8 +338,6 @@ RifCheck count_check(const char *what, uint32_t cmd, uint32_t rifs_num) {
         failed(4, "Wrong rifs number [" + std::to_string(rifs_num) + "], the record holds [100]", 0)};
 }
 
-const char kForeignHandle[] =
-    "Wrong owner of the handle[119] toward ACL_RM, trying to control another owner resource";
 const char kNoRifs[] = "Wrong rifs number [0] need to configure more than 0";
 
 INSTANTIATE_TEST_SUITE_P(

@@ -12,10 +12,6 @@
 namespace zv_test {
 namespace {
 
-constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
-constexpr uint64_t kNobody = 0x77;
-constexpr uint32_t kNoAcl = 4711;
-
 using Offsets = std::vector<uint32_t>;
 
 // ACL 1 of open-flow over region 1.

@@ -12,14 +12,10 @@
 namespace zv_test {
 namespace {
 
-constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
 constexpr uint32_t kAclId = 1;
 
-const char *const kRules = "zv_api_acl_rules_set";
-const char *const kPbs = "zv_api_acl_policy_based_switching_set";
-const char *const kCounter = "zv_api_flow_counter_set";
-const char *const kRead = "zv_api_acl_rules_get";
-const char *const kActivity = "zv_api_acl_rule_activity_get";
+const char *const kRulesGet = "zv_api_acl_rules_get";
+const char *const kActivityGet = "zv_api_acl_rule_activity_get";
 const char *const kMove = "zv_api_acl_rule_block_move_set";
 
 // ACL 1 of open-flow over region 1, with these rules.
@@ -128,7 +124,7 @@ FailureRow pbs_create(const std::string &name, int nth, const std::vector<std::s
     return {.name = name,
             .prepare = empty_acl,
             .request = write_to_two_ports,
-            .call = kPbs,
+            .call = kPbsSet,
             .nth = nth,
             .on_other = without_pbs(false, calls, early, late),
             .on_5 = without_pbs(true, calls, early, late)};
@@ -142,37 +138,37 @@ FailureRow key_type_write(const std::string &name, int nth, const FailureOutcome
     return {.name = name,
             .prepare = empty_acl,
             .request = write_all_key_types,
-            .call = kRules,
+            .call = kRulesSet,
             .nth = nth,
             .on_other = outcome};
 }
 
 const std::vector<FailureRow> &write_rows() {
     static const auto &list = *new std::vector<FailureRow>{
-        pbs_create("PbsOfTheFirstRule", 1, {kPbs}, {}, {"pbs 1: port 65537"}),
-        pbs_create("PbsOfTheSecondRule", 2, {kPbs, kPbs}, {"pbs 1: port 65537"},
+        pbs_create("PbsOfTheFirstRule", 1, {kPbsSet}, {}, {"pbs 1: port 65537"}),
+        pbs_create("PbsOfTheSecondRule", 2, {kPbsSet, kPbsSet}, {"pbs 1: port 65537"},
                    {"pbs 1: port 65537", "pbs 2: port 65538"}),
         key_type_write("FirstKeyType", 1,
                        {.lines = not_written(),
-                        .calls = {kRules},
+                        .calls = {kRulesSet},
                         .cache = cache_of(0, {}),
                         .early = switch_of(""),
                         .late = switch_of("0")}),
         key_type_write("SecondKeyType", 2,
                        {.lines = not_written(),
-                        .calls = {kRules, kRules},
+                        .calls = {kRulesSet, kRulesSet},
                         .cache = cache_of(1, {"rule 1_0: region 1"}),
                         .early = switch_of("0"),
                         .late = switch_of("0 1")}),
         key_type_write("ThirdKeyType", 3,
                        {.lines = not_written(),
-                        .calls = {kRules, kRules, kRules},
+                        .calls = {kRulesSet, kRulesSet, kRulesSet},
                         .cache = cache_of(2, {"rule 1_0: region 1", "rule 1_1: region 1"}),
                         .early = switch_of("0 1"),
                         .late = switch_of("0 1 2")}),
         key_type_write("FourthKeyType", 4,
                        {.lines = not_written(),
-                        .calls = {kRules, kRules, kRules, kRules},
+                        .calls = {kRulesSet, kRulesSet, kRulesSet, kRulesSet},
                         .cache = cache_of(
                             3, {"rule 1_0: region 1", "rule 1_1: region 1", "rule 1_2: region 1"}),
                         .early = switch_of("0 1 2"),
@@ -180,9 +176,9 @@ const std::vector<FailureRow> &write_rows() {
         {.name = "RulesToNewPorts",
          .prepare = empty_acl,
          .request = write_to_two_ports,
-         .call = kRules,
+         .call = kRulesSet,
          .on_other = {.lines = not_written(),
-                      .calls = {kPbs, kPbs, kRules},
+                      .calls = {kPbsSet, kPbsSet, kRulesSet},
                       .cache = cache_of(0, {}),
                       .early = switch_of("", {"pbs 1: port 65537", "pbs 2: port 65538"}),
                       .late = switch_of("0 1", {"pbs 1: port 65537", "pbs 2: port 65538"})}},
@@ -209,9 +205,9 @@ const std::vector<FailureRow> &delete_rows() {
         {.name = "Rules",
          .prepare = two_counting_rules,
          .request = delete_two,
-         .call = kRules,
+         .call = kRulesSet,
          .on_other = {.lines = not_removed(1),
-                      .calls = {kRules},
+                      .calls = {kRulesSet},
                       .cache = cache_of(2, {"rule 1_0: region 1", "rule 1_1: region 1",
                                             "forward 65537: pbs 1, users 1"}),
                       .early = switch_of(
@@ -221,9 +217,9 @@ const std::vector<FailureRow> &delete_rows() {
         {.name = "CounterOfTheFirstRule",
          .prepare = two_counting_rules,
          .request = delete_two,
-         .call = kCounter,
+         .call = kCounterSet,
          .on_other = {.lines = counter_not_destroyed("1", 2),
-                      .calls = {kRules, kCounter},
+                      .calls = {kRulesSet, kCounterSet},
                       .cache = cache_of(2, {"rule 1_0: region 1", "rule 1_1: region 1",
                                             "forward 65537: pbs 1, users 1"}),
                       .early = switch_of(
@@ -232,19 +228,19 @@ const std::vector<FailureRow> &delete_rows() {
         {.name = "CounterOfTheSecondRule",
          .prepare = two_counting_rules,
          .request = delete_two,
-         .call = kCounter,
+         .call = kCounterSet,
          .nth = 2,
          .on_other = {.lines = Lines{rules_gone(1, {0})[0]} + counter_not_destroyed("2", 2),
-                      .calls = {kRules, kCounter, kCounter},
+                      .calls = {kRulesSet, kCounterSet, kCounterSet},
                       .cache = cache_of(1, {"rule 1_1: region 1", "forward 65537: pbs 1, users 1"}),
                       .early = switch_of("", {"pbs 1: port 65537", "counter 2: type 0"}),
                       .late = switch_of("", {"pbs 1: port 65537"})}},
         {.name = "PbsOfTheFirstRule",
          .prepare = three_forwarding_rules,
          .request = delete_three,
-         .call = kPbs,
+         .call = kPbsSet,
          .on_other = {.lines = rules_gone(1, {0, 1, 2}) + not_removed(1),
-                      .calls = {kRules, kPbs},
+                      .calls = {kRulesSet, kPbsSet},
                       .cache = cache_of(
                           0, {"forward 65537: pbs 1, users 0", "forward 65538: pbs 2, users 1",
                               "forward 65539: pbs 3, users 1"}),
@@ -253,10 +249,10 @@ const std::vector<FailureRow> &delete_rows() {
         {.name = "PbsOfTheSecondRule",
          .prepare = three_forwarding_rules,
          .request = delete_three,
-         .call = kPbs,
+         .call = kPbsSet,
          .nth = 2,
          .on_other = {.lines = rules_gone(1, {0, 1, 2}) + not_removed(1),
-                      .calls = {kRules, kPbs, kPbs},
+                      .calls = {kRulesSet, kPbsSet, kPbsSet},
                       .cache = cache_of(
                           0, {"forward 65538: pbs 2, users 0", "forward 65539: pbs 3, users 1"}),
                       .early = switch_of("", {ports[1], ports[2]}),
@@ -287,11 +283,11 @@ FailureRow read_row(const std::string &name, const char *call, int nth, const st
 
 const std::vector<FailureRow> &read_rows() {
     static const auto &list = *new std::vector<FailureRow>{
-        read_row("FirstRule", kRead, 1, "rules", {kRead}),
-        read_row("SecondRule", kRead, 2, "rules", {kRead, kActivity, kRead}),
-        read_row("FirstActivity", kActivity, 1, "rules activity", {kRead, kActivity}),
-        read_row("SecondActivity", kActivity, 2, "rules activity",
-                 {kRead, kActivity, kRead, kActivity}),
+        read_row("FirstRule", kRulesGet, 1, "rules", {kRulesGet}),
+        read_row("SecondRule", kRulesGet, 2, "rules", {kRulesGet, kActivityGet, kRulesGet}),
+        read_row("FirstActivity", kActivityGet, 1, "rules activity", {kRulesGet, kActivityGet}),
+        read_row("SecondActivity", kActivityGet, 2, "rules activity",
+                 {kRulesGet, kActivityGet, kRulesGet, kActivityGet}),
     };
     return list;
 }
@@ -354,31 +350,31 @@ const std::vector<FailureRow> &move_rows() {
         move_row("Block", 2, 4, "4 5"),
         move_row("BlockOfNoRules", 0, 4, "0 1"),
         move_row("BlockToItself", 2, 0, "0 1"),
-        overwrite_row("CounterOfTheFirstOverwritten", kCounter, 1,
+        overwrite_row("CounterOfTheFirstOverwritten", kCounterSet, 1,
                       {.lines = counter_not_destroyed("2", 1) + half_moved("1", "5"),
-                       .calls = {kMove, kCounter},
+                       .calls = {kMove, kCounterSet},
                        .cache = cache_of(
                            4, {at_0, at_1, at_4, at_5, users_1, "forward 65538: pbs 2, users 1"}),
                        .early = switch_of("4 5", {pbs_1, pbs_2, counter_1, counter_2}),
                        .late = switch_of("4 5", {pbs_1, pbs_2, counter_1})}),
         overwrite_row(
-            "CounterOfTheSecondOverwritten", kCounter, 2,
+            "CounterOfTheSecondOverwritten", kCounterSet, 2,
             {.lines = rules_gone(1, {5}) + counter_not_destroyed("1", 1) + half_moved("0", "4"),
-             .calls = {kMove, kCounter, kPbs, kCounter},
+             .calls = {kMove, kCounterSet, kPbsSet, kCounterSet},
              .cache = cache_of(3, {at_0, at_4, moved_1, users_1}),
              .early = switch_of("4 5", {pbs_1, counter_1}),
              .late = switch_of("4 5", {pbs_1})}),
         overwrite_row(
-            "PbsOfTheFirstOverwritten", kPbs, 1,
+            "PbsOfTheFirstOverwritten", kPbsSet, 1,
             {.lines = rules_gone(1, {5}) + not_removed(0) + half_moved("1", "5"),
-             .calls = {kMove, kCounter, kPbs},
+             .calls = {kMove, kCounterSet, kPbsSet},
              .cache = cache_of(3, {at_0, at_1, at_4, users_1, "forward 65538: pbs 2, users 0"}),
              .early = switch_of("4 5", {pbs_1, pbs_2, counter_1}),
              .late = switch_of("4 5", {pbs_1, counter_1})}),
-        overwrite_row("PbsOfTheSecondOverwritten", kPbs, 2,
+        overwrite_row("PbsOfTheSecondOverwritten", kPbsSet, 2,
                       {.lines = rules_gone(1, {5}) + rules_gone(1, {4}) + not_removed(0) +
                                 half_moved("0", "4"),
-                       .calls = {kMove, kCounter, kPbs, kCounter, kPbs},
+                       .calls = {kMove, kCounterSet, kPbsSet, kCounterSet, kPbsSet},
                        .cache = cache_of(2, {at_0, moved_1, "forward 65537: pbs 1, users 0"}),
                        .early = switch_of("4 5", {pbs_1}),
                        .late = switch_of("4 5")}),
@@ -392,7 +388,7 @@ ZV_FAILURE_TABLE(RuleMoveFails, move_rows());
 TEST(RuleFailures, ADeletionThatTheSwitchRefusedCanBeAskedForAgain) {
     World world;
     two_counting_rules(world);
-    world.daemon.control().fail(kRules, 1);
+    world.daemon.control().fail(kRulesSet, 1);
     const Watch watch(world.daemon);
     EXPECT_EQ(delete_two(world).status, ZV_ACL_RM_STATUS_ERROR);
     watch.expect_lines(not_removed(1, "1"));
@@ -407,7 +403,7 @@ TEST(RuleFailures, ADeletionThatTheSwitchRefusedCanBeAskedForAgain) {
 TEST(RuleFailures, ACounterThatWasNotDestroyedOutlivesTheRepeatedDeletion) {
     World world;
     two_counting_rules(world);
-    world.daemon.control().fail(kCounter, 1);
+    world.daemon.control().fail(kCounterSet, 1);
     const Watch watch(world.daemon);
     EXPECT_EQ(delete_two(world).status, ZV_ACL_RM_STATUS_ERROR);
     watch.expect_lines(counter_not_destroyed("1", 2));
@@ -425,7 +421,7 @@ TEST(RuleFailures, ACounterThatWasNotDestroyedOutlivesTheRepeatedDeletion) {
 TEST(RuleFailures, APbsEntryThatWasNotDeletedIsUsedAgain) {
     World world;
     prepare(world, {forward_to_port(make_rule(0), kPort)});
-    world.daemon.control().fail(kPbs, 1);
+    world.daemon.control().fail(kPbsSet, 1);
     const Watch watch(world.daemon);
     EXPECT_EQ(erase(world, {0}).status, ZV_ACL_RM_STATUS_ERROR);
     watch.expect_lines(rules_gone(1, {0}) + not_removed(1, "1"));
@@ -444,7 +440,7 @@ TEST(RuleFailures, AReadThatFailedAfterClearingHasLostTheActivity) {
     two_rules(world);
     ASSERT_EQ(world.open_flow.bind_ports(ZV_ACL_RM_ACCESS_CMD_BIND, kAclId, {kPort}), kOk);
     ASSERT_EQ(world.daemon.control().packet("log_port", kPort, 0, 0, "00").at("offset"), 0);
-    world.daemon.control().fail(kRead, 1, 2);
+    world.daemon.control().fail(kRulesGet, 1, 2);
     const Watch watch(world.daemon);
     EXPECT_EQ(read_two(world).status, ZV_ACL_RM_STATUS_ERROR);
     watch.expect_lines(failed(1, "Failed to retrieve rules from region [1] in SDK , error: 1", 0) +

@@ -10,10 +10,6 @@
 namespace zv_test {
 namespace {
 
-constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
-constexpr uint64_t kNobody = 0x77;
-constexpr uint32_t kNoAcl = 4711;
-
 // Activity requests, and what they are in the switch's words.
 constexpr uint32_t kNoActivity = 0;
 constexpr uint32_t kActivity = 1;

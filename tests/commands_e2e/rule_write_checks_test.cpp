@@ -9,9 +9,6 @@
 namespace zv_test {
 namespace {
 
-constexpr uint64_t kNobody = 0x77;
-constexpr uint32_t kNoAcl = 4711;
-
 Answer write(DaemonProcess &daemon, const zv_acl_rm_acl_rule_set_params_t &request) {
     return send_record(daemon, ZV_ACL_RM_API_INT_CMD_ACL_RULE_SET, request);
 }

@@ -13,6 +13,14 @@
 
 namespace zv_test {
 
+// Calls by their names.
+inline constexpr const char *kGroupSet = "zv_api_acl_group_set";
+inline constexpr const char *kPortBind = "zv_api_acl_port_bind_set";
+inline constexpr const char *kRifBind = "zv_api_acl_rif_bind_set";
+inline constexpr const char *kPbsSet = "zv_api_acl_policy_based_switching_set";
+inline constexpr const char *kCounterSet = "zv_api_flow_counter_set";
+inline constexpr const char *kRulesSet = "zv_api_acl_rules_set";
+
 nlohmann::json sdk_open(uint32_t status = 0);
 
 // ACL_SET create: the region, the ACL over it, and the memory for one flag per rule.

@@ -15,11 +15,6 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using nlohmann::json;
 
-constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint32_t kAddPorts = ZV_ACL_RM_ACCESS_CMD_ADD_PORTS;
-constexpr uint32_t kDeletePorts = ZV_ACL_RM_ACCESS_CMD_DELETE_PORTS;
 constexpr acl_rm_counter_type kPackets = {1, 0};
 
 DaemonOptions configured(const json &config) {

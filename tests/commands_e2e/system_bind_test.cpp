@@ -15,17 +15,12 @@ namespace {
 using Ids = std::vector<uint32_t>;
 using nlohmann::json;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint64_t kNobody = 0x77;
-constexpr uint32_t kNoAcl = 4711;
-
 Answer ask(DaemonProcess &daemon, const zv_acl_rm_acl_system_bind_params_t &request) {
     return send_record(daemon, ZV_ACL_RM_API_INT_CMD_ACL_BIND_SYSTEM_SET, request);
 }
 
 // A refusal of the core, and the handler's line about it.
-Lines refused(uint32_t status, Lines lines) {
+Lines system_bind_refused(uint32_t status, Lines lines) {
     return std::move(lines) + Lines{{"ACL_RM_RPC", "ERROR",
                                      "acl_rm_rpc_system_bind_set: error " + std::to_string(status) +
                                          " performing acl_rm_acl_system_bind_set"}};
@@ -145,8 +140,8 @@ TEST_F(SystemBind, ASystemAclIsNotMadeOneAgain) {
     const Answer answer = ask(daemon_, system_request(client_.handle(), kBind, 1));
     EXPECT_EQ(answer.status, ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(answer.body, Bytes());
-    watch.expect_lines(
-        refused(1, failed(1, "acl_rm_acl_system_bind_set: acl 1 is already a system acl", 0)));
+    watch.expect_lines(system_bind_refused(
+        1, failed(1, "acl_rm_acl_system_bind_set: acl 1 is already a system acl", 0)));
     watch.expect_calls({});
     EXPECT_EQ(cache_digest(daemon_), before);
     check_cache(daemon_);
@@ -161,8 +156,8 @@ TEST_F(SystemBind, AnotherAclIsNotUnboundFromTheSystem) {
     const Answer answer = ask(daemon_, system_request(client_.handle(), kUnbind, 2));
     EXPECT_EQ(answer.status, ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(answer.body, Bytes());
-    watch.expect_lines(
-        refused(1, failed(1, "acl_rm_acl_system_bind_set: acl 2 is not a system acl", 0)));
+    watch.expect_lines(system_bind_refused(
+        1, failed(1, "acl_rm_acl_system_bind_set: acl 2 is not a system acl", 0)));
     watch.expect_calls({});
     EXPECT_EQ(cache_digest(daemon_), before);
     check_cache(daemon_);
@@ -173,8 +168,8 @@ TEST_F(SystemBind, ASecondUnbindFindsNoSystemAcl) {
     ASSERT_EQ(unbind(1), ZV_ACL_RM_STATUS_SUCCESS);
     const Watch watch(daemon_);
     EXPECT_EQ(unbind(1), ZV_ACL_RM_STATUS_ERROR);
-    watch.expect_lines(
-        refused(1, failed(1, "acl_rm_acl_system_bind_set: acl 1 is not a system acl", 0)));
+    watch.expect_lines(system_bind_refused(
+        1, failed(1, "acl_rm_acl_system_bind_set: acl 1 is not a system acl", 0)));
 }
 
 TEST_F(SystemBind, APortBoundAlreadyIsPassedOver) {
@@ -299,19 +294,19 @@ TEST_F(SystemBind, APortOfAnotherDirectionEndsItWithTheEarlierPortsBound) {
     const Answer answer = ask(daemon_, system_request(client_.handle(), kBind, 2));
     EXPECT_EQ(answer.status, ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(answer.body, Bytes());
-    watch.expect_lines(
-        refused(1, failed(1,
-                          "Can't Bind acl id[2] to port_id[12]. the port has different direction. "
-                          "port direction:[1], acl direction[0]",
-                          2)));
+    watch.expect_lines(system_bind_refused(
+        1, failed(1,
+                  "Can't Bind acl id[2] to port_id[12]. the port has different direction. "
+                  "port direction:[1], acl direction[0]",
+                  2)));
     EXPECT_FALSE(is_system(2));
     EXPECT_EQ(ports_of_acl(daemon_.dump(), 2), Ids{10});
     check_cache(daemon_);
     // It is no system ACL, so it leaves its port one by one, and may try again.
     const Watch again(daemon_);
     EXPECT_EQ(unbind(2), ZV_ACL_RM_STATUS_ERROR);
-    again.expect_lines(
-        refused(1, failed(1, "acl_rm_acl_system_bind_set: acl 2 is not a system acl", 0)));
+    again.expect_lines(system_bind_refused(
+        1, failed(1, "acl_rm_acl_system_bind_set: acl 2 is not a system acl", 0)));
     ASSERT_EQ(client_.bind_ports(kUnbind, 1, {12}), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(bind(2), ZV_ACL_RM_STATUS_SUCCESS);
     check_cache(daemon_);
@@ -325,8 +320,8 @@ TEST_F(SystemBind, AFullGroupEndsIt) {
     client_.make_acl(1);
     const Watch watch(daemon_);
     EXPECT_EQ(bind(17), ZV_ACL_RM_STATUS_NO_RESOURCES);
-    watch.expect_lines(
-        refused(6, failed(6, "Can't Bind acl id[17] to port_id[12]. The Group is full", 2)));
+    watch.expect_lines(system_bind_refused(
+        6, failed(6, "Can't Bind acl id[17] to port_id[12]. The Group is full", 2)));
     EXPECT_FALSE(is_system(17));
     check_cache(daemon_);
 }
@@ -386,8 +381,8 @@ TEST(SystemBindPorts, OfAHundredTwentyNineTheLastFindsNoGroup) {
     client.make_acl(1);
     const Watch watch(daemon);
     EXPECT_EQ(client.bind_system(kBind, 1), ZV_ACL_RM_STATUS_NO_RESOURCES);
-    watch.expect_lines(
-        refused(6, failed(6, "ACL [1] can't be bound to port_id [129]. Not enough acl groups", 2)));
+    watch.expect_lines(system_bind_refused(
+        6, failed(6, "ACL [1] can't be bound to port_id [129]. Not enough acl groups", 2)));
     EXPECT_FALSE(daemon.dump().acls.at(0).bound_to_system);
     EXPECT_EQ(ports_of_acl(daemon.dump(), 1), ports_from(1, 128));
     check_cache(daemon);
@@ -452,7 +447,7 @@ TEST_P(SystemChecks, ComeInTheirOrder) {
                                                      check.cmd, check.known_acl ? 1 : kNoAcl));
     EXPECT_EQ(answer.status, check.status);
     EXPECT_EQ(answer.body, Bytes());
-    watch.expect_lines(refused(check.status, check.lines));
+    watch.expect_lines(system_bind_refused(check.status, check.lines));
     watch.expect_calls({});
 }
 
@@ -489,8 +484,8 @@ TEST_F(SystemBind, TheOwnerComesBeforeTheCommand) {
         const Watch watch(daemon_);
         EXPECT_EQ(ask(daemon_, system_request(pra.handle(), cmd, 1)).status,
                   ZV_ACL_RM_STATUS_ERROR);
-        watch.expect_lines(
-            refused(1, failed(1, "Wrong owner[2] trying to control another owner[0] resource", 1)));
+        watch.expect_lines(system_bind_refused(
+            1, failed(1, "Wrong owner[2] trying to control another owner[0] resource", 1)));
         watch.expect_calls({});
     }
     EXPECT_FALSE(is_system(1));

@@ -12,12 +12,6 @@ namespace {
 
 using Ids = std::vector<uint32_t>;
 
-constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t kUnbind = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-constexpr uint32_t kOk = ZV_ACL_RM_STATUS_SUCCESS;
-const char kGroup[] = "zv_api_acl_group_set";
-const char kPortBind[] = "zv_api_acl_port_bind_set";
-
 LogLine already_unbound(const std::string &port) {
     return {"ZV_ACL_RM", "NOTICE", "ACL [1] already Unbound from port_id [" + port + "]."};
 }
@@ -53,7 +47,7 @@ class UnbindRecovery : public testing::Test {
 // The list was shortened before the switch refused it, so the ACL counts as unbound: the next
 // unbind notes that and takes the port off the ACL's list.
 TEST_F(UnbindRecovery, APortWhoseShortListWasRefusedCountsAsUnbound) {
-    refuse_unbind(kGroup, 3, "Failed to remove ACL [1] from ACL GROUP:[2], (error: 1)", 1);
+    refuse_unbind(kGroupSet, 3, "Failed to remove ACL [1] from ACL GROUP:[2], (error: 1)", 1);
     EXPECT_EQ(ports_of_acl(daemon_.dump(), 1), (Ids{7, 8, 9}));
     const Watch again(daemon_);
     EXPECT_EQ(unbind({7, 8, 9}), kOk);
@@ -64,7 +58,7 @@ TEST_F(UnbindRecovery, APortWhoseShortListWasRefusedCountsAsUnbound) {
 }
 
 TEST_F(UnbindRecovery, TheEmptyGroupOfAPortIsFilledByTheNextBind) {
-    refuse_unbind(kGroup, 3, "Failed to remove ACL [1] from ACL GROUP:[2], (error: 1)", 1);
+    refuse_unbind(kGroupSet, 3, "Failed to remove ACL [1] from ACL GROUP:[2], (error: 1)", 1);
     ASSERT_EQ(unbind({7, 8, 9}), kOk);
     const Watch watch(daemon_);
     bind({8});
@@ -76,7 +70,7 @@ TEST_F(UnbindRecovery, TheEmptyGroupOfAPortIsFilledByTheNextBind) {
 
 // Ports that were unbound before the refusal are still listed; bound again, they are twice.
 TEST_F(UnbindRecovery, APortBoundAgainAfterARefusalIsListedTwiceAndUnboundOnce) {
-    refuse_unbind(kGroup, 3, "Failed to remove ACL [1] from ACL GROUP:[2], (error: 1)", 1);
+    refuse_unbind(kGroupSet, 3, "Failed to remove ACL [1] from ACL GROUP:[2], (error: 1)", 1);
     bind({7});
     EXPECT_EQ(ports_of_acl(daemon_.dump(), 1), (Ids{7, 8, 9, 7}));
     const Watch watch(daemon_);
@@ -101,7 +95,7 @@ TEST_F(UnbindRecovery, AGroupThatStayedBoundIsFilledByTheNextBind) {
 
 // To the daemon the port still has its group, which the switch no longer has bound there.
 TEST_F(UnbindRecovery, AGroupThatWasNotDestroyedIsFilledButNotBoundAgain) {
-    refuse_unbind(kGroup, 4, "Failed deleting ACL group:[2], (error: 1)", 2);
+    refuse_unbind(kGroupSet, 4, "Failed deleting ACL group:[2], (error: 1)", 2);
     const Watch watch(daemon_);
     bind({8});
     watch.expect_calls({group_listed(0, {1}, 2)});
@@ -125,7 +119,7 @@ TEST_F(UnbindRecovery, APortWhoseBindWasRefusedCannotBeUnboundInTheSwitch) {
 
 // A group that could not be destroyed still counts as one of the 128.
 TEST_F(UnbindRecovery, AGroupThatWasNotDestroyedStillCounts) {
-    refuse_unbind(kGroup, 4, "Failed deleting ACL group:[2], (error: 1)", 2);
+    refuse_unbind(kGroupSet, 4, "Failed deleting ACL group:[2], (error: 1)", 2);
     ASSERT_EQ(unbind({9}), kOk);
     bind(ports_from(1000, 100));
     bind(ports_from(1100, 27));

@@ -69,6 +69,11 @@ Lines rules_gone(uint32_t region_id, const std::vector<uint32_t> &offsets) {
     return lines;
 }
 
+LogLine already_unbound(uint32_t acl_id, const std::string &point) {
+    return {"ZV_ACL_RM", "NOTICE",
+            "ACL [" + std::to_string(acl_id) + "] already Unbound from port_id [" + point + "]."};
+}
+
 Lines operator+(Lines first, const Lines &second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;

@@ -30,6 +30,11 @@ Lines failed_by_name(uint32_t status, int callers);
 Lines notified(uint32_t status, const std::string &text, int callers);
 // The notices of rules of one ACL taken out of the cache, in the order of `offsets`.
 Lines rules_gone(uint32_t region_id, const std::vector<uint32_t> &offsets);
+// The notice of a bind point that was unbound before; `point` in hexadecimal digits.
+LogLine already_unbound(uint32_t acl_id, const std::string &point);
+// What is said of a request with the handle 119, 0x77, that no client has.
+inline constexpr const char *kForeignHandle =
+    "Wrong owner of the handle[119] toward ACL_RM, trying to control another owner resource";
 // One list after the other.
 Lines operator+(Lines first, const Lines &second);
 

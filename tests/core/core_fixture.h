@@ -21,6 +21,10 @@ inline constexpr uint64_t TARN_OS_HANDLE = 1001;
 inline constexpr uint64_t PRA_HANDLE = 1002;
 inline constexpr uint64_t OF13_HANDLE = 1003;
 inline constexpr uint64_t UNKNOWN_HANDLE = 9999;
+inline constexpr uint32_t BIND = ZV_ACL_RM_ACCESS_CMD_BIND;
+inline constexpr uint32_t UNBIND = ZV_ACL_RM_ACCESS_CMD_UNBIND;
+inline constexpr uint32_t NO_ACL = 77;           // an ACL that there is not
+inline constexpr uint32_t FORWARD_PORT = 65537;  // where rules forward to
 
 // The cache is built, nothing else.
 class CacheFixture : public testing::Test {

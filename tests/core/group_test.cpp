@@ -10,8 +10,8 @@ namespace {
 
 using namespace zv_unit;
 
-constexpr bind_point_key PORT = {BIND_POINT_LOG_PORT, 0x10001};
-constexpr bind_point_key RIF = {BIND_POINT_RIF, 0x1234abcd};
+constexpr bind_point_key SOME_PORT = {BIND_POINT_LOG_PORT, 0x10001};
+constexpr bind_point_key SOME_RIF = {BIND_POINT_RIF, 0x1234abcd};
 
 class GroupTest : public ConnectedFixture {
   protected:
@@ -31,7 +31,7 @@ class GroupTest : public ConnectedFixture {
 
 TEST_F(GroupTest, BindPointWithoutAGroupIsNotBound) {
     acl_rm_verbosity_level = 4;
-    EXPECT_EQ(isPortIDBoundAndGetGroup(&PORT, &is_bound_, &group_, &group_id_),
+    EXPECT_EQ(isPortIDBoundAndGetGroup(&SOME_PORT, &is_bound_, &group_, &group_id_),
               ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(is_bound_, 0u);
     EXPECT_EQ(take_lines(), Lines{line(INFO_MASK, "No ACL is bound to port_id [10001].\n")});
@@ -39,9 +39,9 @@ TEST_F(GroupTest, BindPointWithoutAGroupIsNotBound) {
 
 TEST_F(GroupTest, BindPointYieldsItsGroup) {
     cache_group(40, {acl_id_});
-    cache_bind_point(PORT, 40);
+    cache_bind_point(SOME_PORT, 40);
     acl_rm_verbosity_level = 4;
-    EXPECT_EQ(isPortIDBoundAndGetGroup(&PORT, &is_bound_, &group_, &group_id_),
+    EXPECT_EQ(isPortIDBoundAndGetGroup(&SOME_PORT, &is_bound_, &group_, &group_id_),
               ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(is_bound_, 1u);
     EXPECT_EQ(group_id_, 40u);
@@ -51,15 +51,15 @@ TEST_F(GroupTest, BindPointYieldsItsGroup) {
 }
 
 TEST_F(GroupTest, BindPointNeedsBothTables) {
-    cache_bind_point(PORT, 40);
+    cache_bind_point(SOME_PORT, 40);
     {
         const Missing gone(port_id_2_sdk_acl_group_ht);
-        EXPECT_EQ(isPortIDBoundAndGetGroup(&PORT, &is_bound_, &group_, &group_id_),
+        EXPECT_EQ(isPortIDBoundAndGetGroup(&SOME_PORT, &is_bound_, &group_, &group_id_),
                   ZV_ACL_RM_STATUS_ERROR);
         EXPECT_EQ(is_bound_, 0u);
     }
     const Missing gone(sdk_acl_grp_2_sdk_acl_grp_info_table_ht);
-    EXPECT_EQ(isPortIDBoundAndGetGroup(&PORT, &is_bound_, &group_, &group_id_),
+    EXPECT_EQ(isPortIDBoundAndGetGroup(&SOME_PORT, &is_bound_, &group_, &group_id_),
               ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(take_lines(), (Lines{passed_up(1), passed_up(1)}));
 }
@@ -69,7 +69,7 @@ TEST_F(GroupTest, AclIsFoundInTheGroupsListAlone) {
     // Past the length: not listed.
     cached_group(40)->acl_id_arr[2] = 71;
     acl_rm_verbosity_level = 4;
-    EXPECT_EQ(isAclBoundAndGetAclInfo(acl_id_, &PORT, &info_, cached_group(40), &is_bound_),
+    EXPECT_EQ(isAclBoundAndGetAclInfo(acl_id_, &SOME_PORT, &info_, cached_group(40), &is_bound_),
               ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(is_bound_, 1u);
     EXPECT_EQ(info_, cached_acl(acl_id_));
@@ -77,13 +77,13 @@ TEST_F(GroupTest, AclIsFoundInTheGroupsListAlone) {
                                        "acl id [1] is bound in SDK in port_id [65537] within a "
                                        "group.\n")});
     cache_acl(71);
-    EXPECT_EQ(isAclBoundAndGetAclInfo(71, &PORT, &info_, cached_group(40), &is_bound_),
+    EXPECT_EQ(isAclBoundAndGetAclInfo(71, &SOME_PORT, &info_, cached_group(40), &is_bound_),
               ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(is_bound_, 0u);
 }
 
 TEST_F(GroupTest, AclIsBoundNowhereWithoutAGroup) {
-    EXPECT_EQ(isAclBoundAndGetAclInfo(acl_id_, &PORT, &info_, nullptr, &is_bound_),
+    EXPECT_EQ(isAclBoundAndGetAclInfo(acl_id_, &SOME_PORT, &info_, nullptr, &is_bound_),
               ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(is_bound_, 0u);
     EXPECT_EQ(info_, cached_acl(acl_id_));
@@ -91,7 +91,7 @@ TEST_F(GroupTest, AclIsBoundNowhereWithoutAGroup) {
 
 TEST_F(GroupTest, UnknownAclIsReportedEvenWhereAGroupListsIt) {
     cache_group(40, {70});
-    EXPECT_EQ(isAclBoundAndGetAclInfo(70, &PORT, &info_, cached_group(40), &is_bound_),
+    EXPECT_EQ(isAclBoundAndGetAclInfo(70, &SOME_PORT, &info_, cached_group(40), &is_bound_),
               ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
     EXPECT_EQ(is_bound_, 1u);
     EXPECT_EQ(take_lines(), Lines{passed_up(5)});
@@ -99,7 +99,7 @@ TEST_F(GroupTest, UnknownAclIsReportedEvenWhereAGroupListsIt) {
 
 TEST_F(GroupTest, AclNeedsItsTable) {
     const Missing gone(acl_id_2_acl_id_info_table_ht);
-    EXPECT_EQ(isAclBoundAndGetAclInfo(acl_id_, &PORT, &info_, nullptr, &is_bound_),
+    EXPECT_EQ(isAclBoundAndGetAclInfo(acl_id_, &SOME_PORT, &info_, nullptr, &is_bound_),
               ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(take_lines(), Lines{passed_up(1)});
 }
@@ -156,7 +156,7 @@ class GroupListTest : public GroupTest {
 };
 
 TEST_F(GroupListTest, IsSentInItsOrder) {
-    EXPECT_EQ(send(PORT), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(send(SOME_PORT), ZV_ACL_RM_STATUS_SUCCESS);
     const nlohmann::json args = group_calls().back()["args"];
     EXPECT_EQ(args["cmd"], 15);
     EXPECT_EQ(args["acl_ids"], (nlohmann::json{second_, acl_id_}));
@@ -166,8 +166,8 @@ TEST_F(GroupListTest, IsSentInItsOrder) {
 
 TEST_F(GroupListTest, IsToldWithItsBindPoint) {
     acl_rm_verbosity_level = 4;
-    EXPECT_EQ(send(PORT), ZV_ACL_RM_STATUS_SUCCESS);
-    EXPECT_EQ(send(RIF), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(send(SOME_PORT), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(send(SOME_RIF), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(send({2, 5}), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(take_lines(),
               (Lines{line(INFO_MASK, "Added new acl [2] to group [1] on logical port [10001].\n"),
@@ -176,7 +176,7 @@ TEST_F(GroupListTest, IsToldWithItsBindPoint) {
 
 TEST_F(GroupListTest, FullSwitchIsNotified) {
     fail_call("zv_api_acl_group_set", 5);
-    EXPECT_EQ(send(PORT), ZV_ACL_RM_STATUS_NO_HW_RESOURCES);
+    EXPECT_EQ(send(SOME_PORT), ZV_ACL_RM_STATUS_NO_HW_RESOURCES);
     EXPECT_EQ(take_lines(),
               Lines{notification(7, "Can't Add ACL table to group - not enough resources")});
 }
@@ -184,7 +184,7 @@ TEST_F(GroupListTest, FullSwitchIsNotified) {
 TEST_F(GroupListTest, OtherRefusalsAreErrors) {
     for (const uint32_t sdk_status : {4u, 6u}) {
         fail_call("zv_api_acl_group_set", sdk_status);
-        EXPECT_EQ(send(PORT), ZV_ACL_RM_STATUS_ERROR);
+        EXPECT_EQ(send(SOME_PORT), ZV_ACL_RM_STATUS_ERROR);
         EXPECT_EQ(take_lines(),
                   Lines{failure(1, "Failed to add new ACL [2] to ACL GROUP:[1], (error: " +
                                        std::to_string(sdk_status) + ")")});

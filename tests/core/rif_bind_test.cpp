@@ -13,9 +13,6 @@ using namespace zv_unit;
 
 using Rifs = std::vector<uint16_t>;
 
-constexpr uint32_t BIND = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t UNBIND = ZV_ACL_RM_ACCESS_CMD_UNBIND;
-
 class RifBindTest : public ConnectedFixture {
   protected:
     void SetUp() override {

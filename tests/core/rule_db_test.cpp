@@ -12,8 +12,6 @@ namespace {
 
 using namespace zv_unit;
 
-constexpr uint32_t NO_ACL = 77;
-
 // Every field with a value of its own, the reserved ones too.
 acl_rule_entry full_entry() {
     return {11, 12, 13, 14, 15, 16, 17, 18, {19, 20, 21, 22}};

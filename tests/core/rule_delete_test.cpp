@@ -18,8 +18,6 @@ using namespace zv_unit;
 using Names = std::vector<std::string>;
 using Offsets = std::vector<uint32_t>;
 
-constexpr uint32_t PORT = 65537;
-constexpr uint32_t NO_ACL = 77;
 const char *const RULES_SET = "zv_api_acl_rules_set";
 const char *const PBS_SET = "zv_api_acl_policy_based_switching_set";
 const char *const COUNTER_SET = "zv_api_flow_counter_set";
@@ -231,14 +229,14 @@ TEST_P(Unmarked, OffsetIsAnError) {
 INSTANTIATE_TEST_SUITE_P(RuleDeleteTest, Unmarked, testing::Values(0u, 2u, 0xffffffffu));
 
 TEST_F(RuleDeleteTest, RuleIsGoneWithoutTheAclTable) {
-    write({rule_to_port(2, PORT)});
+    write({rule_to_port(2, FORWARD_PORT)});
     const Missing gone(acl_id_2_acl_id_info_table_ht);
     EXPECT_EQ(erase({2}), ZV_ACL_RM_STATUS_ERROR);
     EXPECT_TRUE(
         reports(take_lines(), {failure(1, "acl_id_2_acl_info hash table not initialized")}, 1, 1));
     EXPECT_EQ(cached_rule(ACL, 2), nullptr);
     EXPECT_EQ(g_rules_cnt, 1);
-    EXPECT_EQ(cached_forwarding(PORT)->times_consumed, 1u);
+    EXPECT_EQ(cached_forwarding(FORWARD_PORT)->times_consumed, 1u);
 }
 
 TEST_F(RuleDeleteTest, RuleIsGoneWithoutItsAcl) {
@@ -252,7 +250,7 @@ TEST_F(RuleDeleteTest, RuleIsGoneWithoutItsAcl) {
 }
 
 TEST_F(RuleDeleteTest, RulesAreGoneWithoutTheForwardingTable) {
-    write({rule_to_port(2, PORT), rule_at(3)});
+    write({rule_to_port(2, FORWARD_PORT), rule_at(3)});
     const Missing gone(logical_forward_port_2_forward_pbs_info_ht);
     EXPECT_EQ(erase({2, 3}), ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(take_lines(),
@@ -269,7 +267,7 @@ TEST_P(SwitchLeftOut, CleansCacheCountersAndForwarding) {
     const uint32_t counter = make_counter();
     acl_rm_rule rule = counting_rule(2, counter);
     rule.forwarding.type = FORWARDING_TYPE_LOG_PORT;
-    rule.forwarding.log_port = PORT;
+    rule.forwarding.log_port = FORWARD_PORT;
     write({rule, rule_at(3), rule_at(4)});
     fail_call(RULES_SET, 1);
     EXPECT_EQ(erase({3, 2}, GetParam()), ZV_ACL_RM_STATUS_SUCCESS);
@@ -277,7 +275,7 @@ TEST_P(SwitchLeftOut, CleansCacheCountersAndForwarding) {
     EXPECT_EQ(new_calls(), (Names{COUNTER_SET, PBS_SET}));
     EXPECT_EQ(cached_rule(ACL, 2), nullptr);
     EXPECT_EQ(cached_rule(ACL, 3), nullptr);
-    EXPECT_EQ(cached_forwarding(PORT), nullptr);
+    EXPECT_EQ(cached_forwarding(FORWARD_PORT), nullptr);
     EXPECT_EQ(flag_at(2) + flag_at(3), 0u);
     EXPECT_EQ(flag_at(4), 1u);
     EXPECT_EQ(g_rules_cnt, 1);
@@ -295,48 +293,49 @@ TEST_F(RuleDeleteTest, AbsentRuleIsRefusedWithTheSwitchLeftOutToo) {
 class ForwardingReleaseTest : public RulesFixture {};
 
 TEST_F(ForwardingReleaseTest, OneOfSeveralUsersIsCountedOut) {
-    cache_forwarding(PORT, {0, 80, PORT, 2});
-    EXPECT_EQ(release_forwarding_user(PORT), ZV_ACL_RM_STATUS_SUCCESS);
-    EXPECT_EQ(cached_forwarding(PORT)->times_consumed, 1u);
+    cache_forwarding(FORWARD_PORT, {0, 80, FORWARD_PORT, 2});
+    EXPECT_EQ(release_forwarding_user(FORWARD_PORT), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(cached_forwarding(FORWARD_PORT)->times_consumed, 1u);
     EXPECT_EQ(new_calls(), Names{});
     EXPECT_EQ(take_lines(), Lines{});
 }
 
 // The switch is told what the entry says, not what it was found under.
 TEST_F(ForwardingReleaseTest, LastUserTakesTheStoredEntryWithIt) {
-    uint32_t port = PORT + 1;
+    uint32_t port = FORWARD_PORT + 1;
     const zv_acl_pbs_entry_t entry = {0, 1, &port};
     uint32_t pbs_id = 0;
     ASSERT_EQ(
         zv_api_acl_policy_based_switching_set(zv_sdk_handle, ZV_ACCESS_CMD_ADD, 0, &entry, &pbs_id),
         0u);
-    cache_forwarding(PORT, {7, pbs_id, PORT + 1, 1});
-    EXPECT_EQ(release_forwarding_user(PORT), ZV_ACL_RM_STATUS_SUCCESS);
-    EXPECT_EQ(cached_forwarding(PORT), nullptr);
+    cache_forwarding(FORWARD_PORT, {7, pbs_id, FORWARD_PORT + 1, 1});
+    EXPECT_EQ(release_forwarding_user(FORWARD_PORT), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(cached_forwarding(FORWARD_PORT), nullptr);
     const nlohmann::json args = recorded_calls(PBS_SET).back()["args"];
-    EXPECT_EQ(args, (nlohmann::json{
-                        {"cmd", 3},
-                        {"switch_id", 0},
-                        {"entry", {{"entry_type", 0}, {"port_count", 1}, {"ports", {PORT + 1}}}},
-                        {"pbs_id", pbs_id}}));
+    EXPECT_EQ(args,
+              (nlohmann::json{
+                  {"cmd", 3},
+                  {"switch_id", 0},
+                  {"entry", {{"entry_type", 0}, {"port_count", 1}, {"ports", {FORWARD_PORT + 1}}}},
+                  {"pbs_id", pbs_id}}));
 }
 
 // Drift: an entry that nobody used is not deleted by one user too many.
 TEST_F(ForwardingReleaseTest, UserTooManyWrapsTheCount) {
-    cache_forwarding(PORT, {0, 80, PORT, 0});
-    EXPECT_EQ(release_forwarding_user(PORT), ZV_ACL_RM_STATUS_SUCCESS);
-    EXPECT_EQ(cached_forwarding(PORT)->times_consumed, 4294967295u);
+    cache_forwarding(FORWARD_PORT, {0, 80, FORWARD_PORT, 0});
+    EXPECT_EQ(release_forwarding_user(FORWARD_PORT), ZV_ACL_RM_STATUS_SUCCESS);
+    EXPECT_EQ(cached_forwarding(FORWARD_PORT)->times_consumed, 4294967295u);
     EXPECT_EQ(new_calls(), Names{});
 }
 
 TEST_F(ForwardingReleaseTest, UnknownPortIsNamed) {
-    EXPECT_EQ(release_forwarding_user(PORT), ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
+    EXPECT_EQ(release_forwarding_user(FORWARD_PORT), ZV_ACL_RM_STATUS_ENTRY_NOT_FOUND);
     EXPECT_EQ(take_lines(), Lines{failure(5, "forwarding port (pbs):=65537 not found")});
 }
 
 TEST_F(ForwardingReleaseTest, NeedsItsTable) {
     const Missing gone(logical_forward_port_2_forward_pbs_info_ht);
-    EXPECT_EQ(release_forwarding_user(PORT), ZV_ACL_RM_STATUS_ERROR);
+    EXPECT_EQ(release_forwarding_user(FORWARD_PORT), ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(take_lines(), Lines{passed_up(1)});
 }
 

@@ -18,8 +18,6 @@ using Names = std::vector<std::string>;
 // By the offset in its key: the offset in a rule's entry.
 using Places = std::map<uint32_t, uint32_t>;
 
-constexpr uint32_t PORT = 65537;
-constexpr uint32_t NO_ACL = 77;
 const char *const MOVE = "zv_api_acl_rule_block_move_set";
 
 Line about_rule(uint32_t status, const std::string &what, uint32_t offset,
@@ -84,11 +82,11 @@ TEST_F(RuleReplaceTest, NothingMovesToNothing) {
 }
 
 TEST_F(RuleReplaceTest, RuleIsEnteredAsItWas) {
-    write({rule_to_port(2, PORT)});
+    write({rule_to_port(2, FORWARD_PORT)});
     EXPECT_EQ(replace(), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(places(), (Places{{5, 2}}));
-    EXPECT_EQ(cached_rule(ACL, 5)->forward_log_port, PORT);
-    EXPECT_EQ(cached_forwarding(PORT)->times_consumed, 1u);
+    EXPECT_EQ(cached_rule(ACL, 5)->forward_log_port, FORWARD_PORT);
+    EXPECT_EQ(cached_forwarding(FORWARD_PORT)->times_consumed, 1u);
     EXPECT_EQ(marks(), Offsets{5});
     EXPECT_EQ(g_rules_cnt, 1);
     EXPECT_EQ(new_calls(), Names{});
@@ -96,7 +94,7 @@ TEST_F(RuleReplaceTest, RuleIsEnteredAsItWas) {
 }
 
 TEST_F(RuleReplaceTest, NothingEmptiesTheDestination) {
-    write({rule_to_port(5, PORT)});
+    write({rule_to_port(5, FORWARD_PORT)});
     EXPECT_EQ(replace(), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(places(), Places{});
     EXPECT_EQ(marks(), Offsets{});

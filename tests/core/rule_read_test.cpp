@@ -18,8 +18,6 @@ using namespace zv_unit;
 using Names = std::vector<std::string>;
 using Rules = std::vector<acl_rm_rule>;
 
-constexpr uint32_t PORT = 65537;
-constexpr uint32_t NO_ACL = 77;
 const char *const RULES_GET = "zv_api_acl_rules_get";
 const char *const ACTIVITY_GET = "zv_api_acl_rule_activity_get";
 
@@ -45,7 +43,7 @@ class RuleReadTest : public RulesFixture {
   protected:
     void SetUp() override {
         RulesFixture::SetUp();
-        write({rule_at(2), rule_to_port(3, PORT), rule_at(4)});
+        write({rule_at(2), rule_to_port(3, FORWARD_PORT), rule_at(4)});
     }
     static zv_acl_rm_status_t read(Rules &rules, uint64_t handle = OPEN_FLOW_HANDLE) {
         return acl_rm_acl_rule_get(handle, ACL, rules.data(), static_cast<uint32_t>(rules.size()));
@@ -133,7 +131,7 @@ TEST_F(RuleReadTest, RecordsBeforeTheFailingOneKeepTheirData) {
     EXPECT_EQ(read(rules), ZV_ACL_RM_STATUS_ERROR);
     EXPECT_EQ(rules[0].valid, 0);
     EXPECT_EQ(rules[0].readout.counter_id, 0u);
-    EXPECT_EQ(rules[1].readout.log_port, PORT);
+    EXPECT_EQ(rules[1].readout.log_port, FORWARD_PORT);
     EXPECT_TRUE(is_same(rules[2], untouched(4)));
     EXPECT_TRUE(is_same(rules[3], untouched(2)));
     EXPECT_EQ(take_lines(),
@@ -187,7 +185,7 @@ TEST_F(RuleReadTest, ForwardingPortTellsPortsFromGroups) {
     Rules rules = {untouched(3)};
     EXPECT_EQ(read(rules), ZV_ACL_RM_STATUS_SUCCESS);
     EXPECT_EQ(rules[0].readout.forwarding_type, 1u);
-    EXPECT_EQ(rules[0].readout.log_port, PORT);
+    EXPECT_EQ(rules[0].readout.log_port, FORWARD_PORT);
     EXPECT_EQ(rules[0].readout.mc_pbs_id, 0xa5a5a5a5u);
 }
 

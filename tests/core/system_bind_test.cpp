@@ -18,8 +18,6 @@ using namespace zv_unit;
 
 using Ids = std::vector<uint32_t>;
 
-constexpr uint32_t BIND = ZV_ACL_RM_ACCESS_CMD_BIND;
-constexpr uint32_t UNBIND = ZV_ACL_RM_ACCESS_CMD_UNBIND;
 constexpr uint32_t ADD_PORTS = ZV_ACL_RM_ACCESS_CMD_ADD_PORTS;
 constexpr uint32_t DELETE_PORTS = ZV_ACL_RM_ACCESS_CMD_DELETE_PORTS;
 

@@ -11,7 +11,6 @@
 namespace zv_test {
 namespace {
 
-constexpr uint32_t kPort = 65537;
 constexpr uint32_t kBind = ZV_ACL_RM_ACCESS_CMD_BIND;
 
 const char kEmptyCache[] =

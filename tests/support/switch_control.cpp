@@ -14,7 +14,7 @@ using nlohmann::json;
 
 namespace {
 
-constexpr int kTimeoutMs = 20000;
+constexpr int kAnswerMs = 20000;
 constexpr size_t kKeyHexDigits = 256;
 
 }  // namespace
@@ -54,7 +54,7 @@ std::string SwitchControl::exchange(const std::string &line) {
         pollfd readable = {fd_, POLLIN, 0};
         char part[65536];
         const ssize_t length =
-            poll(&readable, 1, kTimeoutMs) == 1 ? recv(fd_, part, sizeof(part), 0) : 0;
+            poll(&readable, 1, kAnswerMs) == 1 ? recv(fd_, part, sizeof(part), 0) : 0;
         if (length <= 0) {
             return "";
         }

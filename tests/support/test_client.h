@@ -16,6 +16,8 @@
 
 namespace zv_test {
 
+inline constexpr uint32_t kPort = 65537;  // the first of the software platform's switch
+
 class DaemonProcess;
 
 constexpr zv_acl_rm_status_t kNoAnswer = 0xffffffff;

@@ -8,7 +8,7 @@
 #include "tests/client/stub_daemon.h"
 #include "tests/tools/command_rows.h"
 #include "tests/tools/json_answer.h"
-#include "tests/tools/run_tool.h"
+#include "tests/tools/stub_words.h"
 #include "zv_acl_rm/zv_acl_rm_records.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
@@ -17,20 +17,14 @@ namespace {
 using nlohmann::json;
 using zv_test::CommandRow;
 using zv_test::echo_reply;
+using zv_test::expect_part;
+using zv_test::refuse;
+using zv_test::run;
 using zv_test::StubDaemon;
 using zv_test::StubReply;
 using zv_test::StubRequest;
 using zv_test::ToolRun;
-using Words = std::vector<std::string>;
-
-ToolRun run(const StubDaemon &daemon, Words words) {
-    words.insert(words.begin(), {"--socket", daemon.socket_path()});
-    return zv_test::run_tool("", words);
-}
-
-StubDaemon::Handler refuse(uint32_t status) {
-    return [status](const StubRequest &) { return StubReply{.status = status}; };
-}
+using zv_test::Words;
 
 /* Refuses from request number `first` on, counted from 0. */
 StubDaemon::Handler refuse_from(uint32_t first, uint32_t status) {
@@ -39,10 +33,6 @@ StubDaemon::Handler refuse_from(uint32_t first, uint32_t status) {
         reply.status = number++ >= first ? status : 0;
         return reply;
     };
-}
-
-void expect_part(const std::string &text, const std::string &part) {
-    EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
 }
 
 class EveryCommand : public testing::TestWithParam<CommandRow> {

@@ -14,7 +14,7 @@
 #include "tests/client/stub_daemon.h"
 #include "tests/tools/full_listener.h"
 #include "tests/tools/json_answer.h"
-#include "tests/tools/run_tool.h"
+#include "tests/tools/stub_words.h"
 #include "zv_acl_rm/zv_acl_rm_records.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
@@ -22,23 +22,17 @@ namespace {
 
 using nlohmann::json;
 using zv_test::echo_reply;
+using zv_test::expect_part;
+using zv_test::refuse;
+using zv_test::run;
 using zv_test::run_tool;
 using zv_test::StubDaemon;
 using zv_test::StubReply;
 using zv_test::StubRequest;
 using zv_test::ToolRun;
-using Words = std::vector<std::string>;
+using zv_test::Words;
 
 constexpr const char *kRule = "@10.0.0.0/8 192.0.2.0/24 0:65535 80:80 6/255 0/0\n";
-
-ToolRun run(const StubDaemon &daemon, Words words) {
-    words.insert(words.begin(), {"--socket", daemon.socket_path()});
-    return run_tool("", words);
-}
-
-StubDaemon::Handler refuse(uint32_t status) {
-    return [status](const StubRequest &) { return StubReply{.status = status}; };
-}
 
 template <typename Params>
 Params record(const StubRequest &request) {
@@ -60,10 +54,6 @@ std::string rules(int count) {
         text += kRule;
     }
     return text;
-}
-
-void expect_part(const std::string &text, const std::string &part) {
-    EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
 }
 
 /* Nothing is waited for: a time limit of an hour would outlast the test's own. */

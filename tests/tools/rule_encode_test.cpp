@@ -11,14 +11,14 @@ using namespace aclrmctl;
 
 const char *const kLine = "@10.1.2.0/24 192.0.2.53/32 1024:1025 53:53 0x11/0xFF 0x0102/0x0FFF trap";
 
-RuleFile parsed(const std::string &text) {
+RuleFile classic_file(const std::string &text) {
     RuleFile file;
     EXPECT_FALSE(parse_rule_text(text, RuleFormat::kClassic, &file));
     return file;
 }
 
 acl_rm_rule encoded(const std::string &line, uint32_t priority, const RuleOptions &options) {
-    const RuleFile file = parsed(line);
+    const RuleFile file = classic_file(line);
     std::vector<ExpandedRule> expanded;
     EXPECT_FALSE(expand_rules(file, &expanded));
     acl_rm_rule record;
@@ -125,7 +125,7 @@ TEST(RuleEncode, GivesKeyAndMaskTheSameKeyType) {
 }
 
 TEST(RuleExpansion, MakesEveryPairOfPrefixesInOrder) {
-    const RuleFile file = parsed(
+    const RuleFile file = classic_file(
         "@0.0.0.0/0 0.0.0.0/0 1:2 5:6 6/255 0/0\n@0.0.0.0/0 0.0.0.0/0 0:65535 9:9 6/255 0/0\n");
     std::vector<ExpandedRule> expanded;
     ASSERT_FALSE(expand_rules(file, &expanded));
@@ -145,10 +145,10 @@ TEST(RuleExpansion, StopsAtItsLimit) {
         text += "@0.0.0.0/0 0.0.0.0/0 1:65534 1:65534 0/0 0/0\n";
     }
     std::vector<ExpandedRule> expanded;
-    EXPECT_FALSE(expand_rules(parsed(text), &expanded));
+    EXPECT_FALSE(expand_rules(classic_file(text), &expanded));
     EXPECT_EQ(expanded.size(), 1048500u);
     expanded.clear();
-    const RuleFile more = parsed(text + "@0.0.0.0/0 0.0.0.0/0 1:65534 1:65534 0/0 0/0\n");
+    const RuleFile more = classic_file(text + "@0.0.0.0/0 0.0.0.0/0 1:65534 1:65534 0/0 0/0\n");
     const auto error = expand_rules(more, &expanded);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->rule_index, 1165u);
@@ -158,7 +158,7 @@ TEST(RuleExpansion, StopsAtItsLimit) {
 
 /* The switch's matching rule over the expansion of a line, against the line read as it stands. */
 TEST(RuleExpansion, MatchesThePacketsOfTheRangesAndNoOthers) {
-    const RuleFile file = parsed("@10.0.0.0/8 0.0.0.0/0 100:203 1023:1025 6/255 0/0\n");
+    const RuleFile file = classic_file("@10.0.0.0/8 0.0.0.0/0 100:203 1023:1025 6/255 0/0\n");
     std::vector<ExpandedRule> expanded;
     ASSERT_FALSE(expand_rules(file, &expanded));
     std::vector<acl_rm_rule> records(expanded.size());

@@ -11,7 +11,7 @@
 
 #include "tests/client/stub_daemon.h"
 #include "tests/tools/acl_stub.h"
-#include "tests/tools/run_tool.h"
+#include "tests/tools/stub_words.h"
 #include "zv_acl_rm/zv_acl_rm_status.h"
 
 namespace {
@@ -19,12 +19,13 @@ namespace {
 using nlohmann::json;
 using zv_test::AclStub;
 using zv_test::echo_reply;
+using zv_test::expect_part;
 using zv_test::run_tool;
 using zv_test::StubDaemon;
 using zv_test::StubReply;
 using zv_test::StubRequest;
 using zv_test::ToolRun;
-using Words = std::vector<std::string>;
+using zv_test::Words;
 
 constexpr const char *kRule = "@10.0.0.0/8 192.0.2.0/24 0:65535 80:80 6/255 0/0\n";
 
@@ -48,10 +49,6 @@ void signal_child(int number) {
             kill(std::stoi(pid), number);
         }
     }
-}
-
-void expect_part(const std::string &text, const std::string &part) {
-    EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
 }
 
 TEST(RuleCheckWord, CountsLinesRulesAndExpandedRulesWithoutADaemon) {

@@ -10,15 +10,15 @@ namespace {
 
 using namespace aclrmctl;
 
-RuleFile parsed(const std::string &text) {
+RuleFile policy_file(const std::string &text) {
     RuleFile file;
     const auto error = parse_rule_text(text, RuleFormat::kAuto, &file);
     EXPECT_FALSE(error) << describe_place("text", *error);
     return file;
 }
 
-FilterRule only_rule(const std::string &text) {
-    const RuleFile file = parsed(text);
+FilterRule only_policy_rule(const std::string &text) {
+    const RuleFile file = policy_file(text);
     EXPECT_EQ(file.rules.size(), 1u) << text;
     return file.rules.empty() ? FilterRule{} : file.rules[0];
 }
@@ -36,7 +36,7 @@ std::string match_hex(const FilterRule &rule, bool mask, size_t bytes_num) {
 }
 
 TEST(Policy, ReadsAnIpv4Rule) {
-    const FilterRule rule = only_rule(
+    const FilterRule rule = only_policy_rule(
         "drop tcp from 10.20.0.0/16 port 80 to 198.51.100.1 port 1024-2047 flags 0x02/0x12 count "
         "7");
     EXPECT_EQ(match_hex(rule, false, 16),
@@ -50,7 +50,7 @@ TEST(Policy, ReadsAnIpv4Rule) {
 }
 
 TEST(Policy, ReadsAnIpv6Rule) {
-    const FilterRule rule = only_rule("permit udp from 2001:db8::/32 to any port 53");
+    const FilterRule rule = only_policy_rule("permit udp from 2001:db8::/32 to any port 53");
     EXPECT_EQ(key_type_of(rule), 1u);
     EXPECT_EQ(match_hex(rule, false, 40), "20010db8" + std::string(56, '0') +
                                               "1100"
@@ -65,8 +65,8 @@ TEST(Policy, ReadsAnIpv6Rule) {
 }
 
 TEST(Policy, ReadsAMacRule) {
-    const FilterRule rule =
-        only_rule("trap mac from 02:00:00:00:00:00/16 to 01:80:c2:00:00:0e vlan 100 type 0x88cc");
+    const FilterRule rule = only_policy_rule(
+        "trap mac from 02:00:00:00:00:00/16 to 01:80:c2:00:00:0e vlan 100 type 0x88cc");
     EXPECT_EQ(key_type_of(rule), 2u);
     EXPECT_EQ(match_hex(rule, false, 16),
               "0180c200000e"
@@ -82,7 +82,8 @@ TEST(Policy, ReadsAMacRule) {
 
 TEST(Policy, ReadsARawRuleOfAnyKeyType) {
     for (uint32_t type = 0; type < 4; type++) {
-        const FilterRule rule = only_rule("permit key 0a14:Ffff00 type " + std::to_string(type));
+        const FilterRule rule =
+            only_policy_rule("permit key 0a14:Ffff00 type " + std::to_string(type));
         EXPECT_EQ(key_type_of(rule), type);
         EXPECT_EQ(match_hex(rule, false, 4), "0a140000");
         EXPECT_EQ(match_hex(rule, true, 4), "ffff0000");
@@ -90,12 +91,13 @@ TEST(Policy, ReadsARawRuleOfAnyKeyType) {
 }
 
 TEST(Policy, ReadsActionsTargetsAndPriorities) {
-    EXPECT_EQ(only_rule("forward port 65537 ip4 from any to any").targets.forward_port, 65537u);
-    EXPECT_EQ(only_rule("forward port 65537 ip4 from any to any").verdict, Verdict::kPermit);
-    EXPECT_EQ(only_rule("trap forward mc 3 ip4 from any to any").targets.forward_mc, 3u);
-    EXPECT_EQ(only_rule("trap forward mc 3 ip4 from any to any").verdict, Verdict::kTrap);
-    EXPECT_EQ(only_rule("verdict 9 ip4 from any to any").verdict, static_cast<Verdict>(9));
-    EXPECT_EQ(only_rule("priority 12 permit ip4 from any to any").priority, 12u);
+    EXPECT_EQ(only_policy_rule("forward port 65537 ip4 from any to any").targets.forward_port,
+              65537u);
+    EXPECT_EQ(only_policy_rule("forward port 65537 ip4 from any to any").verdict, Verdict::kPermit);
+    EXPECT_EQ(only_policy_rule("trap forward mc 3 ip4 from any to any").targets.forward_mc, 3u);
+    EXPECT_EQ(only_policy_rule("trap forward mc 3 ip4 from any to any").verdict, Verdict::kTrap);
+    EXPECT_EQ(only_policy_rule("verdict 9 ip4 from any to any").verdict, static_cast<Verdict>(9));
+    EXPECT_EQ(only_policy_rule("priority 12 permit ip4 from any to any").priority, 12u);
 }
 
 TEST(Policy, TakesTheVersionOfIpFromAddressesOrWords) {
@@ -103,17 +105,17 @@ TEST(Policy, TakesTheVersionOfIpFromAddressesOrWords) {
          {"permit ip4 from any to any", "permit ip4 tcp from any to any",
           "permit icmp from any to any", "permit ip from 10.0.0.0/8 to any",
           "permit proto 47 from any to 10.0.0.1", "permit ip from 0.0.0.0/0 to any"}) {
-        EXPECT_EQ(only_rule(text).kind, RuleKind::kIpv4) << text;
+        EXPECT_EQ(only_policy_rule(text).kind, RuleKind::kIpv4) << text;
     }
     for (const char *text : {"permit ip6 from any to any", "permit ip6 tcp from any to any",
                              "permit icmp6 from any to any", "permit ip from ::/0 to any",
                              "permit proto 0x2f/0xff from any to ::1"}) {
-        EXPECT_EQ(only_rule(text).kind, RuleKind::kIpv6) << text;
+        EXPECT_EQ(only_policy_rule(text).kind, RuleKind::kIpv6) << text;
     }
 }
 
 TEST(Policy, ReadsAProtocolByItsOtherNameAndShowsTheFirst) {
-    const FilterRule rule = only_rule("permit icmpv6 from any to any");
+    const FilterRule rule = only_policy_rule("permit icmpv6 from any to any");
     EXPECT_EQ(rule.kind, RuleKind::kIpv6);
     EXPECT_EQ(rule.protocol, 58);
     EXPECT_EQ(rule.protocol_mask, 0xFF);
@@ -121,7 +123,7 @@ TEST(Policy, ReadsAProtocolByItsOtherNameAndShowsTheFirst) {
 }
 
 TEST(Policy, SkipsBlankLinesAndCommentsAndTakesCarriageReturns) {
-    const RuleFile file = parsed(
+    const RuleFile file = policy_file(
         "# a title\r\n\r\n  \t\r\n\tdrop ip4 from any to any # why\r\npermit ip6 from any to any");
     ASSERT_EQ(file.rules.size(), 2u);
     EXPECT_EQ(file.rules[0].at.line, 4u);
@@ -131,7 +133,7 @@ TEST(Policy, SkipsBlankLinesAndCommentsAndTakesCarriageReturns) {
 }
 
 TEST(Policy, ClearsBitsBeyondAPrefixAndCountsTheRules) {
-    const RuleFile file = parsed(
+    const RuleFile file = policy_file(
         "drop ip from 2001:db8::1/64 to any\ndrop mac from 02:00:00:00:00:01/16 to any\n"
         "drop ip from 10.0.0.0/8 to any\n");
     EXPECT_EQ(file.masked_num, 2u);
@@ -172,21 +174,21 @@ const char *const kCanonicalLines[] = {
 
 TEST(RuleFilePrint, GivesThePolicyLineThatWasRead) {
     for (const char *line : kCanonicalLines) {
-        EXPECT_EQ(policy_line(only_rule(line)), line);
+        EXPECT_EQ(policy_line(only_policy_rule(line)), line);
     }
 }
 
 TEST(RuleFilePrint, GivesJsonThatIsReadAsTheSameRule) {
     for (const char *line : kCanonicalLines) {
-        const std::string json = "{\"rules\": [" + json_rule(only_rule(line)) + "]}";
-        EXPECT_EQ(policy_line(only_rule(json)), line) << json;
+        const std::string json = "{\"rules\": [" + json_rule(only_policy_rule(line)) + "]}";
+        EXPECT_EQ(policy_line(only_policy_rule(json)), line) << json;
     }
 }
 
 TEST(RuleFilePrint, GivesBackEveryKeyThatIsDecoded) {
     for (const char *line : kCanonicalLines) {
-        const FilterRule rule = only_rule(line);
-        RuleFile file = parsed(line);
+        const FilterRule rule = only_policy_rule(line);
+        RuleFile file = policy_file(line);
         std::vector<ExpandedRule> expanded;
         ASSERT_FALSE(expand_rules(file, &expanded));
         for (const ExpandedRule &one : expanded) {
@@ -195,7 +197,7 @@ TEST(RuleFilePrint, GivesBackEveryKeyThatIsDecoded) {
             encode_match(rule, one, &key, &mask);
             const FilterRule decoded = decode_match(key_type_of(rule), key, mask);
             EXPECT_EQ(decoded.kind, rule.kind) << line;
-            const FilterRule again = only_rule("permit" + policy_line(decoded).substr(6));
+            const FilterRule again = only_policy_rule("permit" + policy_line(decoded).substr(6));
             KeyBytes key_again;
             KeyBytes mask_again;
             RuleFile file_again;
@@ -236,7 +238,7 @@ TEST(KeyDecoding, LeavesRawWhatNoFieldHolds) {
         mask[row.byte] = row.mask;
         const FilterRule rule = decode_match(row.key_type, key, mask);
         ASSERT_EQ(rule.kind, RuleKind::kRaw) << row.name;
-        const FilterRule again = only_rule(policy_line(rule));
+        const FilterRule again = only_policy_rule(policy_line(rule));
         ASSERT_EQ(again.kind, RuleKind::kRaw) << row.name;
         EXPECT_EQ(again.raw->key_type, row.key_type) << row.name;
         EXPECT_EQ(again.raw->key, key) << row.name;
@@ -246,7 +248,7 @@ TEST(KeyDecoding, LeavesRawWhatNoFieldHolds) {
 
 TEST(KeyWordsOfOtherTypes, ReadLikeARule) {
     const auto words = [](const char *line) {
-        const FilterRule rule = only_rule(line);
+        const FilterRule rule = only_policy_rule(line);
         RuleFile file;
         file.rules.push_back(rule);
         std::vector<ExpandedRule> expanded;
@@ -265,7 +267,7 @@ TEST(KeyWordsOfOtherTypes, ReadLikeARule) {
 }
 
 TEST(Priorities, FollowTheFileUntilARuleNamesItsOwn) {
-    const RuleFile file = parsed(
+    const RuleFile file = policy_file(
         "permit tcp from any to 10.0.0.1 port 1-2\npriority 10 drop ip4 from any to any\n"
         "drop ip6 from any to any\npriority 5 trap ip6 from any to any\n");
     std::vector<ExpandedRule> expanded;
@@ -279,17 +281,18 @@ TEST(Priorities, FollowTheFileUntilARuleNamesItsOwn) {
 
 TEST(Priorities, OfTwoRulesMayNotBeTheSame) {
     std::vector<ExpandedRule> expanded;
-    const auto named = expand_rules(parsed("drop ip4 from any to any\ndrop ip4 from any to "
-                                           "any\npriority 1 trap ip4 from any to any"),
+    const auto named = expand_rules(policy_file("drop ip4 from any to any\ndrop ip4 from any to "
+                                                "any\npriority 1 trap ip4 from any to any"),
                                     &expanded);
     ASSERT_TRUE(named);
     EXPECT_EQ(named->message, "priority 1 is taken by the rule of line 2");
     EXPECT_EQ(named->at.line, 3u);
     EXPECT_EQ(named->member, "priority");
     expanded.clear();
-    const auto run_into = expand_rules(parsed("priority 7 drop ip4 from any to any\npriority 6 "
-                                              "drop tcp from any to 10.0.0.1 port 1-2"),
-                                       &expanded);
+    const auto run_into =
+        expand_rules(policy_file("priority 7 drop ip4 from any to any\npriority 6 "
+                                 "drop tcp from any to 10.0.0.1 port 1-2"),
+                     &expanded);
     ASSERT_TRUE(run_into);
     EXPECT_EQ(run_into->message, "priority 7 is taken by the rule of line 1");
     EXPECT_EQ(run_into->at.line, 2u);
@@ -297,9 +300,10 @@ TEST(Priorities, OfTwoRulesMayNotBeTheSame) {
     EXPECT_EQ(run_into->rule_index, 1u);
     EXPECT_EQ(run_into->member, "priority");
     expanded.clear();
-    const auto unnamed = expand_rules(parsed("priority 1 drop ip4 from any to any\npriority 0 drop "
-                                             "ip6 from any to any\n  trap ip4 from any to any"),
-                                      &expanded);
+    const auto unnamed =
+        expand_rules(policy_file("priority 1 drop ip4 from any to any\npriority 0 drop "
+                                 "ip6 from any to any\n  trap ip4 from any to any"),
+                     &expanded);
     ASSERT_TRUE(unnamed);
     EXPECT_EQ(unnamed->message, "priority 1 is taken by the rule of line 1");
     EXPECT_EQ(unnamed->at.line, 3u);
@@ -310,9 +314,10 @@ TEST(Priorities, OfTwoRulesMayNotBeTheSame) {
 
 TEST(Priorities, EndAtTheLargest) {
     std::vector<ExpandedRule> expanded;
-    EXPECT_FALSE(expand_rules(parsed("priority 4294967295 drop ip4 from any to any"), &expanded));
+    EXPECT_FALSE(
+        expand_rules(policy_file("priority 4294967295 drop ip4 from any to any"), &expanded));
     const auto error = expand_rules(
-        parsed("priority 4294967295 drop ip4 from any to any\ndrop ip6 from any to any"),
+        policy_file("priority 4294967295 drop ip4 from any to any\ndrop ip6 from any to any"),
         &expanded);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->message, "the rule needs priorities past the largest, 4294967295");
@@ -320,7 +325,7 @@ TEST(Priorities, EndAtTheLargest) {
 }
 
 TEST(JsonRules, HaveMembersForEverything) {
-    const FilterRule rule = only_rule(
+    const FilterRule rule = only_policy_rule(
         R"({"rules": [{"priority": 3, "action": "trap", "forward": {"mc": 9}, "counter": "0x10",
             "match": {"family": "ip4", "protocol": "6/0xff", "src": "any", "src_port": "1-2",
                       "dst": "10.0.0.0/8", "dst_port": 443, "flags": "0x02/0x12"}}]})");
@@ -331,9 +336,9 @@ TEST(JsonRules, HaveMembersForEverything) {
 
 TEST(JsonRules, NameProtocolsByEitherName) {
     for (const char *name : {"icmp6", "icmpv6"}) {
-        const FilterRule rule =
-            only_rule(std::string(R"({"rules": [{"action": "drop", "match": {"family": "ip6", )") +
-                      "\"protocol\": \"" + name + "\"}}]}");
+        const FilterRule rule = only_policy_rule(
+            std::string(R"({"rules": [{"action": "drop", "match": {"family": "ip6", )") +
+            "\"protocol\": \"" + name + "\"}}]}");
         EXPECT_EQ(rule.protocol, 58) << name;
         EXPECT_EQ(rule.protocol_mask, 0xFF) << name;
     }
@@ -349,29 +354,29 @@ TEST(JsonRules, TakeTheVersionOfIpFromAProtocolThatHasOnlyOne) {
                       {"icmp6", RuleKind::kIpv6, "drop icmp6 from any to any"},
                       {"icmpv6", RuleKind::kIpv6, "drop icmp6 from any to any"}};
     for (const auto &row : rows) {
-        const FilterRule rule =
-            only_rule(std::string(R"({"rules": [{"action": "drop", "match": {"protocol": ")") +
-                      row.protocol + "\"}}]}");
+        const FilterRule rule = only_policy_rule(
+            std::string(R"({"rules": [{"action": "drop", "match": {"protocol": ")") + row.protocol +
+            "\"}}]}");
         EXPECT_EQ(rule.kind, row.kind) << row.protocol;
         EXPECT_EQ(policy_line(rule), row.line);
-        const FilterRule again = only_rule("{\"rules\": [" + json_rule(rule) + "]}");
+        const FilterRule again = only_policy_rule("{\"rules\": [" + json_rule(rule) + "]}");
         EXPECT_EQ(again.kind, row.kind) << json_rule(rule);
         EXPECT_EQ(policy_line(again), row.line);
     }
 }
 
 TEST(JsonRules, LeaveTheActionToTheCommandLineWhereTheyNameNone) {
-    EXPECT_FALSE(only_rule(R"({"rules": [{"match": {"family": "ip6"}}]})").verdict);
+    EXPECT_FALSE(only_policy_rule(R"({"rules": [{"match": {"family": "ip6"}}]})").verdict);
 }
 
 TEST(JsonRules, UnderstandEscapes) {
-    EXPECT_EQ(policy_line(only_rule(
+    EXPECT_EQ(policy_line(only_policy_rule(
                   R"({"rules": [{"\u0061ction": "dr\u006fp", "match": {"src": "10.0.0.0\/8"}}]})")),
               "drop ip from 10.0.0.0/8 to any");
 }
 
 TEST(JsonRules, CountLinesAndKnowWhereEachRuleBegins) {
-    const RuleFile file = parsed(
+    const RuleFile file = policy_file(
         "{\"rules\": [\n {\"match\": {\"family\": \"ip4\"}},\n  {\"match\": {\"family\": "
         "\"ip6\"},\n"
         "   \"counter\": 4}]}\n");
@@ -389,8 +394,8 @@ TEST(SamplePolicy, IsTheSameInBothFormats) {
     std::string json;
     ASSERT_EQ(read_text_file(ZV_TEST_SAMPLES_DIR "/branch-office.policy", &policy), 0);
     ASSERT_EQ(read_text_file(ZV_TEST_SAMPLES_DIR "/branch-office.json", &json), 0);
-    const RuleFile lines = parsed(policy);
-    const RuleFile objects = parsed(json);
+    const RuleFile lines = policy_file(policy);
+    const RuleFile objects = policy_file(json);
     ASSERT_EQ(lines.rules.size(), 15u);
     ASSERT_EQ(objects.rules.size(), 15u);
     for (size_t i = 0; i < 15; i++) {

@@ -8,10 +8,12 @@
 #include "tests/tools/json_answer.h"
 #include "tests/tools/run_tool.h"
 #include "tests/tools/stub_switch.h"
+#include "tests/tools/stub_words.h"
 
 namespace {
 
 using nlohmann::json;
+using zv_test::expect_part;
 using zv_test::run_tool;
 using zv_test::StubSwitch;
 using zv_test::ToolRun;
@@ -58,10 +60,6 @@ std::string answer_packet(const json &question) {
                 {"ports", {65540, 65541}}}
                .dump() +
            "\n";
-}
-
-void expect_part(const std::string &text, const std::string &part) {
-    EXPECT_NE(text.find(part), std::string::npos) << "no '" << part << "' in:\n" << text;
 }
 
 TEST(SwitchPacket, AsksWithTheWholeKey) {

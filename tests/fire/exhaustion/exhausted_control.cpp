@@ -40,7 +40,7 @@ std::vector<Line> lines() {
 
 constexpr int64_t kUnknown = std::numeric_limits<int64_t>::max();
 
-struct Outcome {
+struct LineOutcome {
     bool failed = false;  // an allocation did
     int64_t live = 0;     // allocations of all threads in the end
 };
@@ -68,8 +68,8 @@ int64_t live_at_rest(const Faults &faults, const std::string &path, const Line &
 }
 
 // `nth` 0: none fails. `at_most`: what such a run holds in the end, or kUnknown.
-Outcome exhaust_line(const Line &line, uint64_t nth, const Mode &mode, int64_t at_most,
-                     Report &report) {
+LineOutcome exhaust_line(const Line &line, uint64_t nth, const Mode &mode, int64_t at_most,
+                         Report &report) {
     const std::string what = std::string("control ") + line.name + ", allocation " +
                              std::to_string(nth) + " " + mode.name;
     tally.runs++;

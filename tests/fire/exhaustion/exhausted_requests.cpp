@@ -81,7 +81,7 @@ void take_everything_away(Stage &stage) {
     }
 }
 
-struct Outcome {
+struct RequestOutcome {
     bool failed = false;  // an allocation did
     int64_t live = 0;     // of the main thread in the end, the switch's objects left out
 };
@@ -97,7 +97,7 @@ class RequestRun {
                 mode.name),
           stage_(faults_, request.opened) {}
 
-    Outcome run() {
+    RequestOutcome run() {
         tally.runs++;
         request_.prepare(stage_);
         // Both are accepted when they have been answered.
@@ -111,7 +111,7 @@ class RequestRun {
         faults_.arm_allocations(nth_, mode_.times, FIRE_MAIN_THREAD);
         const zv_acl_rm_status_t status = request_.act(stage_);
         faults_.disarm_allocations();
-        Outcome outcome;
+        RequestOutcome outcome;
         outcome.failed = faults_.allocations_failed() > 0;
         judge(status, outcome.failed);
         if (!request_.opened) {
@@ -177,11 +177,11 @@ class RequestRun {
 };
 
 void exhaust(const Request &request, Report &report) {
-    const Outcome whole = RequestRun(request, 0, kModes[0], report).run();
+    const RequestOutcome whole = RequestRun(request, 0, kModes[0], report).run();
     for (const Mode &mode : kModes) {
         for (uint64_t nth = 1;; nth++) {
             RequestRun run(request, nth, mode, report);
-            const Outcome outcome = run.run();
+            const RequestOutcome outcome = run.run();
             // Fewer where the C library did without a cache of its own, the time zone's.
             report.expect(outcome.live <= whole.live,
                           run.what() + ": " + std::to_string(outcome.live - whole.live) +

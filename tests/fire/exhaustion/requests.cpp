@@ -12,7 +12,8 @@ using zv_test::TestClient;
 
 namespace {
 
-constexpr uint32_t kPort = 65537;
+using zv_test::kPort;
+
 // An ACL that an edit took out of the switch and could not make again stays in the cache.
 constexpr unsigned kSkipEverything = ~0u;
 constexpr acl_rm_counter_type kPackets = {1, 0};

@@ -10,8 +10,6 @@ using zv_test::TestClient;
 
 namespace {
 
-constexpr char kSwitch[] = "libzv_api";
-
 std::string asked(DaemonProcess &daemon) {
     ControlLine line(daemon.root().file("var/run/zv_switch.sock"));
     line.send(R"({"cmd":"state"})");

@@ -10,7 +10,6 @@ using zv_test::TestClient;
 
 namespace {
 
-constexpr char kDaemon[] = "zv_acl_rm";
 constexpr char kToLog[] = "ACL-RM dump data:";
 
 std::string dump_status(DaemonProcess &daemon, TestClient &one, zv_acl_rm_status_t wanted) {

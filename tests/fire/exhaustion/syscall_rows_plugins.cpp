@@ -10,7 +10,6 @@ namespace zv_fire {
 
 namespace {
 
-constexpr char kLog[] = "libzv_log";
 constexpr char kLogger[] = "acl_rm_file_logger";
 constexpr char kConnector[] = "acl_rm_connector";
 constexpr char kFirstLine[] =

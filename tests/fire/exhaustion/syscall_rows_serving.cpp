@@ -13,7 +13,6 @@ using zv_test::TestClient;
 
 namespace {
 
-constexpr char kRpc[] = "libzv_rpc";
 constexpr bool kDeaf = true;
 // Waits of no length for a second after each event.
 const std::map<std::string, std::string> kPolling = {{"ZV_RPC_BUSY_POLL_US", "1000000"}};

@@ -7,12 +7,8 @@ namespace zv_fire {
 
 namespace {
 
-constexpr char kRpc[] = "libzv_rpc";
-constexpr char kLog[] = "libzv_log";
-constexpr char kSwitch[] = "libzv_api";
 constexpr char kComplib[] = "libzv_complib";
 constexpr char kSim[] = "libzv_sim";
-constexpr char kDaemon[] = "zv_acl_rm";
 // Standard streams of C++ open and read files for others.
 constexpr char kStreams[] = "libstdc++";
 

@@ -10,6 +10,12 @@
 
 namespace zv_fire {
 
+// Who makes a call, as CallFault names it.
+inline constexpr const char *kRpc = "libzv_rpc";
+inline constexpr const char *kLog = "libzv_log";
+inline constexpr const char *kSwitch = "libzv_api";
+inline constexpr const char *kDaemon = "zv_acl_rm";
+
 // From the start of the process on.
 enum class StartEnd { kServes, kRefuses };
 

@@ -11,10 +11,8 @@ using nlohmann::json;
 namespace {
 
 // Places in the ACL_SET record.
-constexpr size_t kCmd = 8, kAclId = 12, kKeyType = 16, kActionType = 20, kAclType = 24,
-                 kDirection = 28, kMinSize = 32, kMaxSize = 36, kRegionId = 40;
-
-constexpr uint32_t kCreate = 12, kDestroy = 13, kEdit = 2;
+constexpr size_t kCmdAt = 8, kAclIdAt = 12, kKeyTypeAt = 16, kActionTypeAt = 20, kAclTypeAt = 24,
+                 kDirectionAt = 28, kMinSizeAt = 32, kMaxSizeAt = 36, kRegionIdAt = 40;
 
 }  // namespace
 
@@ -60,7 +58,7 @@ void Service::insert_acl(Acl acl) {
 
 void Service::acl_set() {
     need_connection();
-    const uint32_t cmd = word(kCmd);
+    const uint32_t cmd = word(kCmdAt);
     if (cmd != 4 && cmd != 5 && cmd != 2) {
         throw Refusal{kUnsupported};
     }
@@ -76,8 +74,8 @@ void Service::acl_set() {
 }
 
 void Service::create_acl(uint32_t owner) {
-    const uint32_t size = word(kMinSize);
-    if (word(kMaxSize) != size) {
+    const uint32_t size = word(kMinSizeAt);
+    if (word(kMaxSizeAt) != size) {
         throw Refusal{kOutOfRange};
     }
     if (world_.acls_num == world_.acls_b - 1 || world_.acls_num == world_.acls_a - 1) {
@@ -85,10 +83,10 @@ void Service::create_acl(uint32_t owner) {
     }
     Acl acl{};
     acl.owner = owner;
-    acl.acl_type = word(kAclType);
-    acl.direction = word(kDirection);
-    acl.key_type = word(kKeyType);
-    acl.action_type = word(kActionType);
+    acl.acl_type = word(kAclTypeAt);
+    acl.direction = word(kDirectionAt);
+    acl.key_type = word(kKeyTypeAt);
+    acl.action_type = word(kActionTypeAt);
     acl.size = acl.min_size = acl.max_size = acl.flags_len = size;
 
     const Call &region = region_call(kCreate, acl, size);
@@ -109,13 +107,13 @@ void Service::create_acl(uint32_t owner) {
         acl.has_flags = true;
         acl.flags.assign(size, 0);
     }
-    put(record_, kRegionId, acl.region);
-    put(record_, kAclId, acl.id);
+    put(record_, kRegionIdAt, acl.region);
+    put(record_, kAclIdAt, acl.id);
     insert_acl(std::move(acl));
 }
 
 void Service::destroy_acl() {
-    Acl &acl = owned_acl(word(kAclId));
+    Acl &acl = owned_acl(word(kAclIdAt));
     for (uint32_t offset = 0; offset < acl.flags.size() && offset < acl.flags_len; ++offset) {
         if (acl.flags[offset] == 1) {
             delete_rules(acl.id, {offset}, false);
@@ -125,7 +123,7 @@ void Service::destroy_acl() {
     if (!acl.points.empty()) {
         unbind(acl.id, std::vector<BindPoint>(acl.points));
     }
-    if (acl_call(kDestroy, word(kAclType), word(kDirection), acl).status != 0 ||
+    if (acl_call(kDestroy, word(kAclTypeAt), word(kDirectionAt), acl).status != 0 ||
         region_call(kDestroy, acl, acl.size).status != 0) {
         throw Refusal{kError};
     }
@@ -134,20 +132,20 @@ void Service::destroy_acl() {
 }
 
 void Service::edit_acl() {
-    Acl acl = owned_acl(word(kAclId));
+    Acl acl = owned_acl(word(kAclIdAt));
     world_.acls.erase(acl.id);
     if (acl_call(kDestroy, acl.acl_type, acl.direction, acl).status != 0) {
         free_flags(acl);
         throw Refusal{kError};
     }
-    acl.direction = word(kDirection);
+    acl.direction = word(kDirectionAt);
     const Call &made = acl_call(kCreate, acl.acl_type, acl.direction, acl);
     if (made.status != 0) {
         free_flags(acl);
         throw Refusal{kError};
     }
     acl.id = made.out.at("acl_id");
-    put(record_, kAclId, acl.id);
+    put(record_, kAclIdAt, acl.id);
     insert_acl(std::move(acl));
 }
 

@@ -9,7 +9,6 @@ using nlohmann::json;
 namespace {
 
 constexpr size_t kMaxCounters = 255;
-constexpr uint32_t kCreate = 12, kDestroy = 13, kRead = 31;
 
 }  // namespace
 

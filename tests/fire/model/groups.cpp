@@ -9,7 +9,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr uint32_t kCreate = 12, kDestroy = 13, kSet = 15, kBind = 25, kUnbind = 26;
 constexpr size_t kGroupAcls = 16, kAclPoints = 648;
 constexpr uint16_t kMaxGroups = 128;
 

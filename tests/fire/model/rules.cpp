@@ -14,8 +14,6 @@ namespace {
 constexpr size_t kRulesAt = 16, kRuleLen = 360, kCountAt = 7216;
 constexpr uint32_t kRecordRules = 20;
 
-constexpr uint32_t kDelete = 3, kActivityRead = 31, kActivityReadClear = 32;
-
 // Places in a rule of the client.
 constexpr size_t kOffset = 4, kValid = 8, kKeyType = 12, kKey = 16, kMaskType = 144, kMask = 148,
                  kAction = 280, kActivityRequest = 336, kActivity = 340, kForwardType = 344,
@@ -167,7 +165,7 @@ void Service::read_rule(const Acl &acl, size_t at) {
         throw Refusal{kError};
     }
     if (const uint32_t request = word(at + kActivityRequest); request != 0) {
-        const uint32_t cmd = request == 1 ? kActivityRead : kActivityReadClear;
+        const uint32_t cmd = request == 1 ? kRead : kReadClear;
         args = {{"cmd", cmd}, {"region_id", acl.region}, {"offset", offset}};
         const Call &activity = calls_.take("zv_api_acl_rule_activity_get", args);
         if (activity.status != 0) {

@@ -17,7 +17,6 @@ constexpr size_t kPriority = 0, kOffset = 4, kValid = 8, kKeyType = 12, kKey = 1
                  kForwardGroup = 344, kCounter = 356;
 constexpr size_t kBlockLen = 128, kActionLen = 56;
 constexpr uint16_t kAllRules = 6400;
-constexpr uint32_t kSet = 15, kAdd = 1;
 
 }  // namespace
 

@@ -10,9 +10,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr uint32_t kAdd = 1, kEdit = 2, kDelete = 3, kCreate = 12, kDestroy = 13, kSet = 15,
-                   kAddPorts = 23, kDeletePorts = 24, kBind = 25, kUnbind = 26;
-
 uint32_t u32(const json &object, const char *name) {
     return object.at(name).get<uint32_t>();
 }

@@ -11,6 +11,11 @@
 
 namespace zv_model {
 
+// The access commands of the switch's calls; those of a client's record have other numbers.
+inline constexpr uint32_t kAdd = 1, kEdit = 2, kDelete = 3, kCreate = 12, kDestroy = 13, kSet = 15,
+                          kAddPorts = 23, kDeletePorts = 24, kBind = 25, kUnbind = 26, kRead = 31,
+                          kReadClear = 32;
+
 struct SwitchObjects {
     struct Region {
         uint32_t region_size, key_type, action_type;

@@ -11,9 +11,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr uint32_t kAdd = 1, kEdit = 2, kDelete = 3, kCreate = 12, kDestroy = 13, kSet = 15,
-                   kAddPorts = 23, kDeletePorts = 24, kBind = 25, kUnbind = 26;
-
 // One call that is asked about.
 struct Asked {
     const SwitchObjects &held;

@@ -14,11 +14,10 @@ constexpr uint32_t kAclsWithoutLimits = 648;
 constexpr uint32_t kChipWithLimits = 3;
 constexpr uint32_t kChipWithoutLimits = 5;
 constexpr uint32_t kRules = 6400;
-constexpr uint32_t kForwardPorts = 100;
+constexpr uint32_t kMostForwardPorts = 100;
 constexpr uint32_t kGroups = 128;
 constexpr uint32_t kBindPoints = 648;
 constexpr uint32_t kMcGroups = 6400;
-constexpr uint32_t kPort = 65537;
 
 // How many succeed before the first refusal, of at most `most` + 1.
 template <typename Make>
@@ -69,7 +68,7 @@ void check_rules(TestClient &client, Report &report) {
     // The first hundred forward, to a port each.
     expect_room(report, "batches_of_rules", kRules / kBatch, [&](uint32_t batch) {
         std::vector<acl_rm_rule> rules = make_rules(batch * kBatch, kBatch);
-        for (uint32_t i = 0; i < kBatch && batch * kBatch + i < kForwardPorts; ++i) {
+        for (uint32_t i = 0; i < kBatch && batch * kBatch + i < kMostForwardPorts; ++i) {
             rules[i] = forward_to_port(rules[i], 70000 + batch * kBatch + i);
         }
         return client.write_rules(acl.acl_id, rules) == ZV_ACL_RM_STATUS_SUCCESS;

@@ -12,7 +12,6 @@ namespace {
 
 constexpr uint32_t kAclSize = 64;
 constexpr uint32_t kBatches = 2;
-constexpr uint32_t kPort = 65537;
 // Ports that rules forward to: few enough for the table of a hundred, shared by the lanes.
 constexpr uint32_t kForwardPorts = 60;
 // Ports that the switch does not list, one a lane, for PORT_SET.

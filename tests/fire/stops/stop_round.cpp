@@ -21,7 +21,6 @@ namespace {
 constexpr uint64_t kHandle = 0x600d;
 constexpr uint32_t kChipType = 3;
 constexpr uint32_t kAclSize = 64;
-constexpr uint32_t kPort = 65537;
 constexpr uint32_t kPacketsPerConnection = 200;
 // An end is to come in a second; one that does not come at all is waited for this long.
 constexpr double kLongestEndMs = 1000;

@@ -7,15 +7,6 @@ namespace {
 using zv_test::kSkipGroups;
 using zv_test::kSkipLeftOvers;
 
-// Four ACLs, one of each owner, in the order of the owners' numbers.
-Script &four_acls(Script &script, uint32_t size = 2) {
-    script.clients();
-    for (const Owner owner : {kOpenFlow, kTarnOs, kPra, kOf13}) {
-        script.create(owner, size);
-    }
-    return script;
-}
-
 void bind_all(Script &script, const Numbers &ports) {
     script.bind(kOf13, kBind, 4, ports).bind(kTarnOs, kBind, 2, ports);
     script.bind(kPra, kBind, 3, ports).bind(kOpenFlow, kBind, 1, ports);

@@ -11,14 +11,6 @@ using zv_test::kSkipGroups;
 using zv_test::kSkipLeftOvers;
 using zv_test::kSkipRules;
 
-Script &four_acls(Script &script, uint32_t size) {
-    script.clients();
-    for (const Owner owner : {kOpenFlow, kTarnOs, kPra, kOf13}) {
-        script.create(owner, size);
-    }
-    return script;
-}
-
 void owners_on_shared_ports(Script &script) {
     four_acls(script, 2);
     script.bind(kTarnOs, kBind, 2, {1, 2, 3}).bind(kPra, kBind, 3, {2, 3});

@@ -18,6 +18,15 @@ struct Scenario {
     unsigned skip = zv_test::kSkipNothing;
 };
 
+// Four ACLs, one of each owner, in the order of the owners' numbers.
+inline Script &four_acls(Script &script, uint32_t size = 2) {
+    script.clients();
+    for (const Owner owner : {kOpenFlow, kTarnOs, kPra, kOf13}) {
+        script.create(owner, size);
+    }
+    return script;
+}
+
 // One list a topic.
 std::vector<Scenario> session_scenarios();
 std::vector<Scenario> acl_scenarios();

@@ -9,7 +9,7 @@
 
 namespace {
 
-struct Object {
+struct Mapped {
     uint64_t before;
     cl_map_item_t item;
 };
@@ -53,7 +53,7 @@ TEST_F(Map, AnEmptyMapIsAllEnd) {
 }
 
 TEST_F(Map, GetFindsWhatWasInserted) {
-    Object object{};
+    Mapped object{};
     EXPECT_EQ(cl_qmap_insert(&map_, 7, &object.item), &object.item);
     EXPECT_EQ(cl_qmap_get(&map_, 7), &object.item);
     EXPECT_EQ(cl_qmap_key(&object.item), 7u);
@@ -62,8 +62,8 @@ TEST_F(Map, GetFindsWhatWasInserted) {
 }
 
 TEST_F(Map, ATakenKeyKeepsItsItem) {
-    Object first{};
-    Object second{};
+    Mapped first{};
+    Mapped second{};
     cl_qmap_insert(&map_, 7, &first.item);
     EXPECT_EQ(cl_qmap_insert(&map_, 7, &second.item), &first.item);
     EXPECT_EQ(cl_qmap_get(&map_, 7), &first.item);
@@ -72,9 +72,9 @@ TEST_F(Map, ATakenKeyKeepsItsItem) {
 }
 
 TEST_F(Map, KeysUseAllSixtyFourBits) {
-    Object low{};
-    Object high{};
-    Object top{};
+    Mapped low{};
+    Mapped high{};
+    Mapped top{};
     cl_qmap_insert(&map_, UINT64_MAX, &top.item);
     cl_qmap_insert(&map_, uint64_t{1} << 32, &high.item);
     cl_qmap_insert(&map_, 0, &low.item);
@@ -82,14 +82,14 @@ TEST_F(Map, KeysUseAllSixtyFourBits) {
 }
 
 TEST_F(Map, RemovingTheEndDoesNothing) {
-    Object object{};
+    Mapped object{};
     cl_qmap_insert(&map_, 1, &object.item);
     cl_qmap_remove_item(&map_, cl_qmap_get(&map_, 2));
     EXPECT_EQ(keys_of(map_), std::vector<uint64_t>{1});
 }
 
 TEST_F(Map, AWalkGoesOnAfterTheNextItemWasTakenFirst) {
-    std::vector<Object> objects(100);
+    std::vector<Mapped> objects(100);
     for (uint64_t i = 0; i < objects.size(); i++) {
         cl_qmap_insert(&map_, i, &objects[i].item);
     }
@@ -106,7 +106,7 @@ TEST_F(Map, AWalkGoesOnAfterTheNextItemWasTakenFirst) {
 }
 
 TEST_F(Map, StaysBalancedWhenKeysComeInOrder) {
-    std::vector<Object> objects(1023);
+    std::vector<Mapped> objects(1023);
     for (uint64_t i = 0; i < objects.size(); i++) {
         cl_qmap_insert(&map_, i, &objects[i].item);
     }
@@ -115,7 +115,7 @@ TEST_F(Map, StaysBalancedWhenKeysComeInOrder) {
 
 TEST_F(Map, AgreesWithAnOrderedMapThroughRandomChanges) {
     std::mt19937_64 random(20190801);
-    std::vector<Object> objects(300);
+    std::vector<Mapped> objects(300);
     std::map<uint64_t, cl_map_item_t *> model;
     for (int step = 0; step < 20000; step++) {
         const uint64_t key = random() % objects.size();

@@ -16,8 +16,6 @@ namespace {
 
 using namespace rpc_test;
 
-constexpr int kTimeoutMs = 20000;
-
 Bytes reply_packet(uint32_t sequence, const Bytes &body) {
     RawHeader header;
     header.kind = 2;

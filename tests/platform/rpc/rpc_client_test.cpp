@@ -12,8 +12,6 @@ namespace {
 
 using namespace rpc_test;
 
-constexpr int kTimeoutMs = 20000;
-
 class Client : public ::testing::Test {
   protected:
     void SetUp() override { ASSERT_EQ(zv_rpc_client_connect(kSocketPath, &client_), 0); }

@@ -26,8 +26,6 @@ extern "C" void __gcov_dump(void);
 
 namespace {
 
-constexpr int kTimeoutMs = 20000;
-
 // Of the process that serves.
 Shared *g_shared = nullptr;
 

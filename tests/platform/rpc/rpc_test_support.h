@@ -25,6 +25,7 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr char kSocketPath[] = "/var/run/test.sock";
 constexpr uint32_t kMaxMessage = 8000;
+constexpr int kTimeoutMs = 20000;
 
 // The commands of the test server.
 enum Command : uint32_t {

@@ -10,7 +10,7 @@ namespace {
 using json = zv_sim::Json;
 using zv_sim::Call;
 
-std::string complaint(const char *text) {
+std::string fault_complaint(const char *text) {
     std::vector<zv_sim::Fault> faults;
     return zv_sim::faults_parse(json::parse(text), "set", &faults);
 }
@@ -132,28 +132,28 @@ TEST_F(Faults, ArgumentsAreNotRenderedWithoutATrace) {
 }
 
 TEST(FaultsParsing, NamesTheOffendingField) {
-    EXPECT_EQ(complaint("{}"), "set: must be a list");
-    EXPECT_EQ(complaint("[1]"), "set[0]: must be an object");
-    EXPECT_EQ(complaint(R"([{"status": 1}])"), "set[0].call: missing");
-    EXPECT_EQ(complaint(R"([{"call": 1, "status": 1}])"), "set[0].call: must be a text");
-    EXPECT_EQ(complaint(R"([{"call": "zv_api_acl_sett", "status": 1}])"),
+    EXPECT_EQ(fault_complaint("{}"), "set: must be a list");
+    EXPECT_EQ(fault_complaint("[1]"), "set[0]: must be an object");
+    EXPECT_EQ(fault_complaint(R"([{"status": 1}])"), "set[0].call: missing");
+    EXPECT_EQ(fault_complaint(R"([{"call": 1, "status": 1}])"), "set[0].call: must be a text");
+    EXPECT_EQ(fault_complaint(R"([{"call": "zv_api_acl_sett", "status": 1}])"),
               "set[0].call: no call of this name can fail");
-    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1}, {"call": "*"}])"),
+    EXPECT_EQ(fault_complaint(R"([{"call": "*", "status": 1}, {"call": "*"}])"),
               "set[1].status: missing");
-    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "nth": 0}])"),
+    EXPECT_EQ(fault_complaint(R"([{"call": "*", "status": 1, "nth": 0}])"),
               "set[0].nth: must be an integer from 1 to 4294967295");
-    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "times": 0}])"),
+    EXPECT_EQ(fault_complaint(R"([{"call": "*", "status": 1, "times": 0}])"),
               "set[0].times: must be -1 or a positive integer");
-    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "times": -2}])"),
+    EXPECT_EQ(fault_complaint(R"([{"call": "*", "status": 1, "times": -2}])"),
               "set[0].times: must be an integer from -1 to 4294967295");
-    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "late": 1}])"),
+    EXPECT_EQ(fault_complaint(R"([{"call": "*", "status": 1, "late": 1}])"),
               "set[0].late: must be true or false");
-    EXPECT_EQ(complaint(R"([{"call": "*", "status": 1, "time": 1}])"),
+    EXPECT_EQ(fault_complaint(R"([{"call": "*", "status": 1, "time": 1}])"),
               "set[0].time: unknown field");
 }
 
 TEST(FaultsParsing, MallocNeedsNoStatus) {
-    EXPECT_EQ(complaint(R"([{"call": "cl_malloc"}])"), "");
+    EXPECT_EQ(fault_complaint(R"([{"call": "cl_malloc"}])"), "");
 }
 
 }  // namespace

@@ -16,6 +16,16 @@
 
 namespace zv_test {
 
+inline constexpr const char *kUsage = R"({"cmd":"usage"})";
+
+inline bool is_ok(const std::string &answer) {
+    return answer.rfind(R"({"ok":true,)", 0) == 0;
+}
+
+inline std::string refusal(const std::string &error) {
+    return R"({"ok":false,"error":")" + error + "\"}";
+}
+
 class ControlClient {
   public:
     explicit ControlClient(const std::string &path, int flags = 0)

@@ -2,6 +2,8 @@
 
 namespace {
 
+using zv_test::refusal;
+
 using nlohmann::json;
 
 std::string zeros(size_t bytes) {
@@ -11,10 +13,6 @@ std::string zeros(size_t bytes) {
 std::string packet(const std::string &where, const std::string &first_byte) {
     return "{\"cmd\":\"packet\"," + where + ",\"direction\":0,\"key_type\":1,\"key\":\"" +
            first_byte + zeros(127) + "\",\"length\":60}";
-}
-
-std::string refusal(const std::string &error) {
-    return R"({"ok":false,"error":")" + error + "\"}";
 }
 
 class ControlCommands : public zv_test::ControlTest {};

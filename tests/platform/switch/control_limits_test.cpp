@@ -15,16 +15,13 @@ namespace {
 
 using nlohmann::json;
 using zv_test::ControlClient;
+using zv_test::is_ok;
+using zv_test::kUsage;
 
-constexpr const char *kUsage = R"({"cmd":"usage"})";
 constexpr const char *kState = R"({"cmd":"state"})";
 constexpr const char *kStart = R"({"ok":true,)";
 constexpr const char *kAskAgain =
     R"({"ok":false,"error":"cmd: too many large answers are under way, ask again"})";
-
-bool is_ok(const std::string &answer) {
-    return answer.rfind(kStart, 0) == 0;
-}
 
 class ControlFields : public zv_test::ControlTest {
   protected:

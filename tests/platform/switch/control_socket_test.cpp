@@ -11,17 +11,11 @@
 namespace {
 
 using zv_test::ControlClient;
+using zv_test::is_ok;
+using zv_test::kUsage;
+using zv_test::refusal;
 
-constexpr const char *kUsage = R"({"cmd":"usage"})";
 constexpr size_t kMaxLine = 1024 * 1024;
-
-bool is_ok(const std::string &answer) {
-    return answer.rfind(R"({"ok":true,)", 0) == 0;
-}
-
-std::string refusal(const std::string &error) {
-    return R"({"ok":false,"error":")" + error + "\"}";
-}
 
 class ControlSocket : public zv_test::ControlTest {
   protected:
