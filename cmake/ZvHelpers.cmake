@@ -28,6 +28,18 @@ if(ZV_WERROR)
   add_compile_options(-Werror)
 endif()
 
+# Two libraries made of headers, for JSON and for command lines, are most of what compiles here, again in
+# every file that uses them: the files of such a target are compiled together, in a third of the time.
+option(ZV_COMPILE_TOGETHER "Compile the files of some targets together: the whole builds sooner" ON)
+# zv_compile_together(TARGET [FILES]): in batches of that many, in the order they are listed.
+function(zv_compile_together target)
+  set(files 0) # all
+  if(ARGC GREATER 1)
+    set(files ${ARGV1})
+  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${ZV_COMPILE_TOGETHER} UNITY_BUILD_BATCH_SIZE ${files})
+endfunction()
+
 option(ZV_TESTS_ONE_BY_ONE "Make each case of a test program a CTest case of its own" ON)
 
 # zv_add_test(NAME SOURCES a.cpp b.cpp LIBRARIES x y [PROPERTIES ...])
@@ -36,6 +48,7 @@ option(ZV_TESTS_ONE_BY_ONE "Make each case of a test program a CTest case of its
 function(zv_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
+  zv_compile_together(${name} 4)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main zv_warnings)
   if(TARGET zv_test_headers AND NOT ARG_SOURCES MATCHES "[.]c(;|$)")

@@ -16,6 +16,7 @@
 #include "perform.h"
 #include "private_switch.h"
 #include "render.h"
+#include "text_table.h"
 #include "words.h"
 #include "zv_acl_rm/zv_acl_rm_records.h"
 
@@ -24,7 +25,6 @@ namespace aclrmctl {
 namespace {
 
 constexpr int kPauseMs = 1500;
-constexpr size_t kTerminalColumns = 80;
 constexpr size_t kOutputColumns = kTerminalColumns - 5; /* behind the indentation */
 constexpr const char *kRuleFile = "campus-edge.rules";
 constexpr const char *kPorts = "65537-65540";
@@ -268,13 +268,11 @@ void Story::show(const std::vector<std::string> &words, const std::string &outpu
     *out_ << std::flush;
 }
 
-using Words = std::vector<std::string>;
-
 void send_packets(Story *story) {
     const auto send = [story](const char *port, const char *source, const char *destination,
-                              const char *protocol, const Words &more) {
-        Words words{"switch", "packet", "--port",    port,      "--src",
-                    source,   "--dst",  destination, "--proto", protocol};
+                              const char *protocol, const std::vector<std::string> &more) {
+        std::vector<std::string> words{"switch", "packet", "--port",    port,      "--src",
+                                       source,   "--dst",  destination, "--proto", protocol};
         words.insert(words.end(), more.begin(), more.end());
         story->run<PacketAnswer>(words);
     };

@@ -5,6 +5,7 @@
 #include "daemon_link.h"
 #include "exit_codes.h"
 #include "perform_parts.h"
+#include "rule_encode.h"
 #include "rule_records.h"
 #include "text_table.h"
 
@@ -12,8 +13,6 @@ namespace aclrmctl {
 
 namespace {
 
-constexpr uint32_t kForwardsToPort = 1;
-constexpr uint32_t kForwardsToMcGroup = 2;
 constexpr const char *kReadAndCleared = "read and cleared";
 
 std::string of_acl(uint32_t acl_id) {

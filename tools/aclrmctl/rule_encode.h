@@ -99,6 +99,10 @@ WholeRule whole_rule(const FilterRule &rule, const ExpandedRule &expanded,
 /* The client's record of one rule, every byte of it set. */
 void encode_whole_rule(const WholeRule &rule, acl_rm_rule *record);
 
+/* What a rule that is read back says of where it forwards to. */
+inline constexpr uint32_t kForwardsToPort = 1;
+inline constexpr uint32_t kForwardsToMcGroup = 2;
+
 /* The verdict in a rule's action block; not a Verdict, since a client may have written anything. */
 uint32_t verdict_of_action(const uint8_t *action);
 

@@ -12,9 +12,6 @@ namespace aclrmctl {
 
 namespace {
 
-constexpr uint32_t kForwardsToPort = 1;
-constexpr uint32_t kForwardsToMcGroup = 2;
-
 bool same_match(const acl_rm_rule &record, const WholeRule &rule) {
     return record.key.key_type == rule.key_type &&
            std::memcmp(record.key.data, rule.key.data(), rule.key.size()) == 0 &&

@@ -14,7 +14,6 @@ namespace aclrmctl {
 
 namespace {
 
-constexpr size_t kTerminalColumns = 80;
 constexpr size_t kNarrowestColumn = 20; /* a last column is not broken into less */
 constexpr size_t kIndentation = 4;      /* of a line that goes on from another */
 

@@ -10,6 +10,8 @@
 
 namespace aclrmctl {
 
+inline constexpr size_t kTerminalColumns = 80; /* where nobody says */
+
 class TextTable {
   public:
     /* A heading that begins with '>' is of a column aligned to the right. */
